@@ -1,0 +1,32 @@
+# The two entry points of the README: `make run` and `make test`.
+BUILD_DIR ?= build
+JOBS ?= 2
+CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSCRAWLET_WERROR=ON
+
+.PHONY: deps configure build run test bench clean format
+
+deps:
+	@scripts/install-deps
+
+configure: deps
+	@cmake -S . -B $(BUILD_DIR) -G Ninja $(CMAKE_FLAGS) >/dev/null
+
+build: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS)
+
+run: build
+	@if [ -x $(BUILD_DIR)/scrawlet ]; then exec $(BUILD_DIR)/scrawlet; \
+	else echo "scrawlet: built the model library and tests; there is no scrawlet executable yet"; fi
+
+test: build
+	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+bench: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_bench
+	@$(BUILD_DIR)/bench/scrawlet_bench
+
+format:
+	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+clean:
+	@rm -rf $(BUILD_DIR)
