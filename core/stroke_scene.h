@@ -1,0 +1,117 @@
+// The store of all ink on one display.
+//
+// Points of every stroke lie back to back in one array; spans say which run belongs to which
+// stroke. Nothing in the middle is ever deleted: undo and redo move the visible prefix
+// (`visibleSpanCount`, `visiblePointCount`), and delete, move and beautify append a tombstone or
+// a replacement that supersedes the old span. The next append after an undo truncates the
+// hidden future.
+//
+// Capacities are fixed at construction and both arrays are reserved to them, so no operation
+// allocates. Full stores refuse work and count it. Index arguments out of range are the
+// caller's bugs (asserted). Main thread only.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "core/enum_traits.h"
+#include "core/geometry.h"
+#include "core/stroke_style.h"
+
+namespace scrawlet::core {
+
+struct StrokeSpan {
+    int start = 0;  // index of the first point in the scene's point store
+    int count = 0;  // 0 for a tombstone, 1 for a dot
+    StrokeStyle style;
+    double birth = 0;       // seconds on the view's monotonic clock
+    int supersededBy = -1;  // -1, or the index of a later span that replaces this one
+
+    int segmentCount() const { return (count > 1 ? count : 1) - 1; }
+    bool operator==(const StrokeSpan&) const = default;
+};
+
+enum class StrokePointOutcome { appended, coincident, pointCapacityReached, noStrokeInProgress };
+
+template <>
+struct EnumTraits<StrokePointOutcome> {
+    static constexpr std::array<std::string_view, 4> names{
+        "appended", "coincident", "pointCapacityReached", "noStrokeInProgress"};
+};
+
+class StrokeScene {
+public:
+    StrokeScene(int pointCapacity, int strokeCapacity, double minimumSeparation);
+
+    // Drawing.
+    bool begin(ContentPoint point, const StrokeStyle& style, double birth);
+    StrokePointOutcome extend(ContentPoint point);
+    bool end();
+    bool cancel();
+
+    // Editing.
+    std::optional<int> appendTombstone();
+    void supersede(int spanAt, int with);
+    void setVisible(int spans, int points);
+    void truncateToVisible();
+    void clear();
+
+    // Queries.
+    bool isDrawing() const { return isDrawing_; }
+    int visibleSpanCount() const { return visibleSpanCount_; }
+    int visiblePointCount() const { return visiblePointCount_; }
+    int pointCapacity() const { return pointCapacity_; }
+    int strokeCapacity() const { return strokeCapacity_; }
+    double minimumSeparation() const { return minimumSeparation_; }
+    double minimumSeparationSquared() const { return minimumSeparationSquared_; }
+    void setMinimumSeparation(double separation);
+    int droppedPointCount() const { return droppedPointCount_; }
+    int droppedStrokeCount() const { return droppedStrokeCount_; }
+
+    int spanCount() const { return static_cast<int>(spans_.size()); }
+    int pointCount() const { return static_cast<int>(points_.size()); }
+    const StrokeSpan& span(int index) const;
+    ContentPoint point(int index) const;
+    bool isVisible(int spanIndex) const;
+    // Upper bound on what the renderer draws: superseded spans of the prefix included.
+    int segmentCount() const;
+    int reclaimablePointCount() const { return pointCount() - visiblePointCount_; }
+    std::optional<double> newestBirth() const;
+    std::optional<int> hitTest(ContentPoint point, double slop) const;
+    std::optional<ContentRect> bounds(int spanIndex) const;
+
+    // Read-only access to the whole point store without copying.
+    template <class Body>
+    decltype(auto) withPoints(Body&& body) const {
+        return body(std::span<const ContentPoint>(points_));
+    }
+
+    // For an allocation audit: both must equal the capacities for the life of the scene.
+    std::size_t pointStorageCapacity() const { return points_.capacity(); }
+    std::size_t strokeStorageCapacity() const { return spans_.capacity(); }
+
+private:
+    // Superseded by a span inside the visible prefix.
+    bool isHidden(const StrokeSpan& span) const {
+        return span.supersededBy >= 0 && span.supersededBy < visibleSpanCount_;
+    }
+    void showEverything();
+
+    std::vector<ContentPoint> points_;
+    std::vector<StrokeSpan> spans_;
+    bool isDrawing_ = false;
+    int visibleSpanCount_ = 0;
+    int visiblePointCount_ = 0;
+    int pointCapacity_;
+    int strokeCapacity_;
+    double minimumSeparation_;
+    double minimumSeparationSquared_;
+    int droppedPointCount_ = 0;
+    int droppedStrokeCount_ = 0;
+};
+
+}  // namespace scrawlet::core

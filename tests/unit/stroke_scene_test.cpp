@@ -1,0 +1,257 @@
+#include "core/stroke_scene.h"
+
+#include <gtest/gtest.h>
+
+namespace scrawlet::core {
+namespace {
+
+const StrokeStyle kPen{Colour{255, 0, 0, 255}, 4, 1.0, InkBlend::normal};
+
+StrokeStyle widthStyle(double width) {
+    StrokeStyle s = kPen;
+    s.widthContentUnits = width;
+    return s;
+}
+
+// Draws a finished stroke through the given points.
+void draw(StrokeScene& scene, std::initializer_list<ContentPoint> points,
+          const StrokeStyle& style = kPen, double birth = 1) {
+    auto it = points.begin();
+    ASSERT_TRUE(scene.begin(*it, style, birth));
+    for (++it; it != points.end(); ++it) {
+        scene.extend(*it);
+    }
+    scene.end();
+}
+
+TEST(StrokeSceneDrawing, BeginExtendEndBuildContiguousSpans) {
+    StrokeScene scene(100, 10, 0);
+    draw(scene, {{0, 0}, {1, 0}, {2, 0}});
+    draw(scene, {{5, 5}});
+    ASSERT_EQ(scene.spanCount(), 2);
+    EXPECT_EQ(scene.span(0).start, 0);
+    EXPECT_EQ(scene.span(0).count, 3);
+    EXPECT_EQ(scene.span(1).start, 3);
+    EXPECT_EQ(scene.span(1).count, 1);
+    EXPECT_EQ(scene.visibleSpanCount(), 2);
+    EXPECT_EQ(scene.visiblePointCount(), 4);
+    EXPECT_EQ(scene.point(3), (ContentPoint{5, 5}));
+    EXPECT_FALSE(scene.isDrawing());
+}
+
+TEST(StrokeSceneDrawing, IdleSceneRefusesExtendEndAndCancel) {
+    StrokeScene scene(10, 10, 0);
+    EXPECT_EQ(scene.extend({1, 1}), StrokePointOutcome::noStrokeInProgress);
+    EXPECT_FALSE(scene.end());
+    EXPECT_FALSE(scene.cancel());
+    draw(scene, {{0, 0}, {1, 1}});
+    EXPECT_EQ(scene.extend({2, 2}), StrokePointOutcome::noStrokeInProgress);
+    EXPECT_FALSE(scene.cancel());
+}
+
+TEST(StrokeSceneDrawing, BeginWhileDrawingClosesTheOpenStroke) {
+    StrokeScene scene(10, 10, 0);
+    ASSERT_TRUE(scene.begin({0, 0}, kPen, 1));
+    scene.extend({1, 1});
+    ASSERT_TRUE(scene.begin({5, 5}, kPen, 2));
+    EXPECT_EQ(scene.spanCount(), 2);
+    EXPECT_EQ(scene.span(0).count, 2);
+    EXPECT_EQ(scene.extend({6, 6}), StrokePointOutcome::appended);
+    EXPECT_EQ(scene.span(1).count, 2);
+}
+
+TEST(StrokeSceneDrawing, CancelRemovesOnlyTheOpenStroke) {
+    StrokeScene scene(10, 10, 0);
+    draw(scene, {{0, 0}, {1, 1}});
+    ASSERT_TRUE(scene.begin({5, 5}, kPen, 2));
+    scene.extend({6, 6});
+    EXPECT_TRUE(scene.cancel());
+    EXPECT_EQ(scene.spanCount(), 1);
+    EXPECT_EQ(scene.pointCount(), 2);
+    EXPECT_EQ(scene.visiblePointCount(), 2);
+    EXPECT_FALSE(scene.isDrawing());
+}
+
+TEST(StrokeSceneSeparation, CoincidenceUsesSquaredDistanceInclusively) {
+    StrokeScene exact(10, 10, 0);
+    ASSERT_TRUE(exact.begin({1, 1}, kPen, 0));
+    EXPECT_EQ(exact.extend({1, 1}), StrokePointOutcome::coincident);
+    EXPECT_EQ(exact.extend({1 + 1e-9, 1}), StrokePointOutcome::appended);
+
+    StrokeScene coarse(10, 10, 2);
+    EXPECT_EQ(coarse.minimumSeparationSquared(), 4);
+    ASSERT_TRUE(coarse.begin({0, 0}, kPen, 0));
+    EXPECT_EQ(coarse.extend({2, 0}), StrokePointOutcome::coincident);
+    EXPECT_EQ(coarse.extend({1.2, 1.6}), StrokePointOutcome::coincident);
+    EXPECT_EQ(coarse.extend({2.0001, 0}), StrokePointOutcome::appended);
+
+    coarse.setMinimumSeparation(3);
+    EXPECT_EQ(coarse.minimumSeparationSquared(), 9);
+    EXPECT_EQ(coarse.extend({4.5, 0}), StrokePointOutcome::coincident);
+}
+
+TEST(StrokeSceneCapacity, FullStoresRefuseAndCountWithoutChangingTheScene) {
+    StrokeScene strokesFull(100, 2, 0);
+    draw(strokesFull, {{0, 0}});
+    draw(strokesFull, {{1, 1}});
+    EXPECT_FALSE(strokesFull.begin({2, 2}, kPen, 0));
+    EXPECT_EQ(strokesFull.droppedStrokeCount(), 1);
+    EXPECT_EQ(strokesFull.droppedPointCount(), 0);
+    EXPECT_FALSE(strokesFull.appendTombstone());
+    EXPECT_EQ(strokesFull.droppedStrokeCount(), 2);
+    EXPECT_EQ(strokesFull.spanCount(), 2);
+
+    StrokeScene pointsFull(3, 10, 0);
+    ASSERT_TRUE(pointsFull.begin({0, 0}, kPen, 0));
+    EXPECT_EQ(pointsFull.extend({1, 0}), StrokePointOutcome::appended);
+    EXPECT_EQ(pointsFull.extend({2, 0}), StrokePointOutcome::appended);
+    EXPECT_EQ(pointsFull.extend({3, 0}), StrokePointOutcome::pointCapacityReached);
+    EXPECT_TRUE(pointsFull.isDrawing()) << "the stroke stays open after a refused point";
+    EXPECT_EQ(pointsFull.droppedPointCount(), 1);
+    pointsFull.end();
+    EXPECT_FALSE(pointsFull.begin({9, 9}, kPen, 0));
+    EXPECT_EQ(pointsFull.droppedPointCount(), 2);
+    EXPECT_EQ(pointsFull.droppedStrokeCount(), 1);
+    EXPECT_EQ(pointsFull.spanCount(), 1);
+}
+
+TEST(StrokeSceneCapacity, HiddenFutureStillCountsUntilCleared) {
+    StrokeScene scene(100, 2, 0);
+    draw(scene, {{0, 0}});
+    draw(scene, {{1, 1}});
+    scene.setVisible(1, 1);
+    EXPECT_FALSE(scene.begin({2, 2}, kPen, 0));
+    EXPECT_EQ(scene.spanCount(), 2) << "a refused begin must not truncate";
+    scene.clear();
+    EXPECT_EQ(scene.droppedStrokeCount(), 1) << "clear keeps the dropped counters";
+    EXPECT_TRUE(scene.begin({2, 2}, kPen, 0));
+}
+
+TEST(StrokeSceneVisibility, DeleteUndoThenNewStrokeRevivesTheOriginal) {
+    StrokeScene scene(100, 10, 0);
+    draw(scene, {{0, 0}, {10, 0}});
+    const auto tombstone = scene.appendTombstone();
+    ASSERT_EQ(tombstone, 1);
+    scene.supersede(0, *tombstone);
+    EXPECT_FALSE(scene.isVisible(0));
+    EXPECT_FALSE(scene.hitTest({5, 0}, 1));
+
+    scene.setVisible(1, 2);  // undo the delete
+    EXPECT_TRUE(scene.isVisible(0));
+    EXPECT_EQ(scene.span(0).supersededBy, 1) << "undo moves counters only";
+
+    draw(scene, {{50, 50}});  // truncates the tombstone
+    EXPECT_EQ(scene.span(0).supersededBy, -1);
+    EXPECT_EQ(scene.spanCount(), 2);
+    EXPECT_TRUE(scene.isVisible(0));
+    EXPECT_EQ(scene.span(1).count, 1) << "the new span takes the tombstone's slot";
+}
+
+TEST(StrokeSceneVisibility, ReplacementHidesTheOldSpanOnlyWhileInsidePrefix) {
+    StrokeScene scene(100, 10, 0);
+    draw(scene, {{0, 0}, {10, 0}});
+    draw(scene, {{0, 5}, {10, 5}});  // the "moved" copy
+    scene.supersede(0, 1);
+    EXPECT_FALSE(scene.isVisible(0));
+    EXPECT_TRUE(scene.isVisible(1));
+    scene.setVisible(1, 2);
+    EXPECT_TRUE(scene.isVisible(0));
+    EXPECT_FALSE(scene.isVisible(1));
+    EXPECT_FALSE(scene.isVisible(-1));
+    scene.setVisible(2, 4);  // redo
+    EXPECT_FALSE(scene.isVisible(0));
+}
+
+TEST(StrokeSceneVisibility, SetVisibleLeavesTheDrawingState) {
+    StrokeScene scene(100, 10, 0);
+    ASSERT_TRUE(scene.begin({0, 0}, kPen, 0));
+    scene.setVisible(0, 0);
+    EXPECT_FALSE(scene.isDrawing());
+    EXPECT_EQ(scene.extend({1, 1}), StrokePointOutcome::noStrokeInProgress);
+    EXPECT_EQ(scene.reclaimablePointCount(), 1);
+    scene.truncateToVisible();
+    EXPECT_EQ(scene.pointCount(), 0);
+    EXPECT_EQ(scene.spanCount(), 0);
+}
+
+TEST(StrokeSceneQueries, SegmentCountCoversThePrefixIncludingSuperseded) {
+    StrokeScene scene(100, 10, 0);
+    draw(scene, {{0, 0}});
+    draw(scene, {{0, 0}, {1, 0}, {2, 0}});
+    const auto t = scene.appendTombstone();
+    scene.supersede(1, *t);
+    EXPECT_EQ(scene.segmentCount(), 2);
+    scene.setVisible(1, 1);
+    EXPECT_EQ(scene.segmentCount(), 0);
+}
+
+TEST(StrokeSceneQueries, NewestBirthIsTheLastPrefixSpans) {
+    StrokeScene scene(100, 10, 0);
+    EXPECT_FALSE(scene.newestBirth());
+    draw(scene, {{0, 0}}, kPen, 7.5);
+    EXPECT_EQ(scene.newestBirth(), 7.5);
+    scene.appendTombstone();
+    EXPECT_EQ(scene.newestBirth(), 0.0);
+    scene.setVisible(1, 1);
+    EXPECT_EQ(scene.newestBirth(), 7.5);
+}
+
+TEST(StrokeSceneHitTest, PrefersNewestAndSkipsHiddenAndTombstones) {
+    StrokeScene scene(100, 10, 0);
+    draw(scene, {{0, 0}, {100, 0}});
+    draw(scene, {{50, -50}, {50, 50}});
+    EXPECT_EQ(scene.hitTest({50, 0}, 1), 1);
+    EXPECT_EQ(scene.hitTest({10, 0}, 1), 0);
+    const auto t = scene.appendTombstone();
+    scene.supersede(1, *t);
+    EXPECT_EQ(scene.hitTest({50, 0}, 1), 0);
+    EXPECT_FALSE(scene.hitTest({50, 40}, 1));
+    EXPECT_FALSE(scene.hitTest({0, 0}, -100)) << "negative reach hits nothing";
+}
+
+TEST(StrokeSceneHitTest, ReachIsSlopPlusHalfWidthWithClampedProjection) {
+    StrokeScene scene(100, 10, 0);
+    draw(scene, {{10, 10}}, widthStyle(4));
+    EXPECT_EQ(scene.hitTest({10, 13}, 1), 0);       // distance 3 = 1 + 2
+    EXPECT_FALSE(scene.hitTest({10, 13.01}, 1));
+
+    StrokeScene segment(100, 10, 0);
+    draw(segment, {{0, 0}, {10, 0}}, widthStyle(2));
+    EXPECT_EQ(segment.hitTest({5, 2}, 1), 0);
+    EXPECT_FALSE(segment.hitTest({5, 2.01}, 1));
+    // Beyond the end the distance is to the endpoint, not to the infinite line.
+    EXPECT_FALSE(segment.hitTest({12, 1.9}, 1));
+    EXPECT_EQ(segment.hitTest({11, 0}, 0), 0);
+    EXPECT_FALSE(segment.hitTest({-1.5, 0}, 0));
+}
+
+TEST(StrokeSceneBounds, GrowsByHalfTheWidthAndIgnoresHiddenSpans) {
+    StrokeScene scene(100, 10, 0);
+    draw(scene, {{10, 10}}, widthStyle(4));
+    EXPECT_EQ(scene.bounds(0), (ContentRect{8, 8, 4, 4}));
+    draw(scene, {{0, 5}, {20, -5}, {10, 30}}, widthStyle(2));
+    EXPECT_EQ(scene.bounds(1), (ContentRect{-1, -6, 22, 37}));
+    const auto t = scene.appendTombstone();
+    EXPECT_FALSE(scene.bounds(*t));
+    scene.supersede(0, *t);
+    EXPECT_FALSE(scene.bounds(0));
+    EXPECT_FALSE(scene.bounds(5));
+    EXPECT_FALSE(scene.bounds(-1));
+}
+
+TEST(StrokeSceneStorage, ClearKeepsReservedStorage) {
+    StrokeScene scene(64, 8, 0);
+    draw(scene, {{0, 0}, {1, 1}, {2, 2}});
+    scene.clear();
+    EXPECT_EQ(scene.spanCount(), 0);
+    EXPECT_EQ(scene.visibleSpanCount(), 0);
+    EXPECT_EQ(scene.pointStorageCapacity(), 64u);
+    EXPECT_EQ(scene.strokeStorageCapacity(), 8u);
+    const int total = scene.withPoints([](std::span<const ContentPoint> p) {
+        return static_cast<int>(p.size());
+    });
+    EXPECT_EQ(total, 0);
+}
+
+}  // namespace
+}  // namespace scrawlet::core
