@@ -18,7 +18,7 @@ StrokeStyle StrokeStyle::style(Tool tool, const AnnotationSettings& settings) {
         palette[clampIndex(settings.selectedPaletteIndex, palette.size())],
         presets[clampIndex(settings.strokeWidth.selectedIndex, presets.size())],
         settings.toolOpacity.value(tool),
-        blend(tool),
+        core::blend(tool),
     };
 }
 
