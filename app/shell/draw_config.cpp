@@ -1,0 +1,396 @@
+#include "app/shell/draw_config.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "app/settings/settings_store.h"
+#include "core/number_format.h"
+#include "core/tool.h"
+
+namespace scrawlet::shell {
+namespace {
+
+using core::ActionID;
+using settings::SettingsStore;
+
+// Largest capacities we accept: beyond these the up-front reservation is gigabytes.
+constexpr std::int64_t kMaximumPointCapacity = 16'777'216;
+constexpr std::int64_t kMaximumItemCapacity = 1'048'576;
+// Synthetic strokes are counted in events; more than this is no test anyone can wait for.
+constexpr double kMaximumSyntheticEvents = 1e9;
+
+std::string quoted(std::string_view text) {
+    return "\"" + std::string(text) + "\"";
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+    std::vector<std::string_view> parts;
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        const auto end = text.find(separator, start);
+        const auto piece = text.substr(start, end == std::string_view::npos ? end : end - start);
+        if (!piece.empty()) {
+            parts.push_back(piece);
+        }
+        if (end == std::string_view::npos) {
+            break;
+        }
+        start = end + 1;
+    }
+    return parts;
+}
+
+std::string_view trim(std::string_view text, std::string_view blanks) {
+    const auto first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    const auto last = text.find_last_not_of(blanks);
+    return text.substr(first, last - first + 1);
+}
+
+std::expected<std::string, std::string> readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        return std::unexpected(std::string(std::strerror(errno)));
+    }
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (in.bad()) {
+        return std::unexpected(std::string(std::strerror(errno)));
+    }
+    return text.str();
+}
+
+std::expected<core::Settings, std::string> readSettingsFile(const std::string& path) {
+    const auto text = readFile(path);
+    if (!text) {
+        return std::unexpected(text.error());
+    }
+    auto decoded = core::Settings::decode(*text);
+    if (!decoded) {
+        return std::unexpected(decoded.error().description());
+    }
+    return std::move(*decoded);
+}
+
+std::optional<std::string> settingsPath(const Environment& env) {
+    const auto path = env.text("SCRAWLET_DRAW_SETTINGS");
+    if (!path || path->empty()) {
+        return std::nullopt;
+    }
+    return path;
+}
+
+// Capacities the scenes take as preconditions: refused here with a line instead.
+std::expected<std::int64_t, ConfigExit> capacity(const Environment& env, std::string_view name,
+                                                 std::int64_t fallback, std::int64_t maximum) {
+    const std::int64_t value = env.integer(name).value_or(fallback);
+    if (value < 1 || value > maximum) {
+        return std::unexpected(ConfigExit{"draw: " + std::string(name) + " is " +
+                                              std::to_string(value) + ", outside 1..." +
+                                              std::to_string(maximum),
+                                          64});
+    }
+    return value;
+}
+
+template <class E>
+std::optional<E> exactCase(const Environment& env, std::string_view name) {
+    const auto v = env.value(name);
+    return v ? core::fromRawValue<E>(*v) : std::nullopt;
+}
+
+std::optional<core::Colour> colourValue(const Environment& env, std::string_view name) {
+    const auto v = env.value(name);
+    if (!v) {
+        return std::nullopt;
+    }
+    const auto parsed = core::Colour::fromHex(*v);
+    return parsed ? std::optional(*parsed) : std::nullopt;
+}
+
+}  // namespace
+
+std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environment& env) {
+    DrawConfig c;
+    c.colour = colourValue(env, "SCRAWLET_DRAW_COLOUR").value_or(c.colour);
+    const auto points = capacity(env, "SCRAWLET_DRAW_POINT_CAPACITY", c.limits.pointCapacity,
+                                 kMaximumPointCapacity);
+    if (!points) {
+        return std::unexpected(points.error());
+    }
+    c.limits.pointCapacity = *points;
+    c.summaryPath = env.text("SCRAWLET_DRAW_SUMMARY").value_or(c.summaryPath);
+    c.logPath = env.text("SCRAWLET_DRAW_LOG").value_or(c.logPath);
+    c.maxDurationSeconds = env.number("SCRAWLET_DRAW_SECONDS").value_or(c.maxDurationSeconds);
+    c.transport = exactCase<Transport>(env, "SCRAWLET_DRAW_TRANSPORT").value_or(c.transport);
+    c.syntheticHz = env.number("SCRAWLET_DRAW_HZ").value_or(c.syntheticHz);
+    c.strokeSeconds = env.number("SCRAWLET_DRAW_STROKE_SECONDS").value_or(c.strokeSeconds);
+    const double events = c.syntheticHz * c.strokeSeconds;
+    if (!std::isfinite(events) || std::abs(events) > kMaximumSyntheticEvents) {
+        return std::unexpected(ConfigExit{
+            "draw: SCRAWLET_DRAW_HZ (" + core::shortestDecimal(c.syntheticHz) +
+                ") times SCRAWLET_DRAW_STROKE_SECONDS (" + core::shortestDecimal(c.strokeSeconds) +
+                ") is not a usable number of synthetic events",
+            64});
+    }
+    c.widthPoints = env.number("SCRAWLET_DRAW_WIDTH").value_or(c.widthPoints);
+    const auto strokes = capacity(env, "SCRAWLET_DRAW_STROKE_CAPACITY", c.limits.strokeCapacity,
+                                  kMaximumItemCapacity);
+    if (!strokes) {
+        return std::unexpected(strokes.error());
+    }
+    c.limits.strokeCapacity = *strokes;
+    c.limits.minimumSeparation =
+        env.number("SCRAWLET_DRAW_MIN_SEPARATION").value_or(c.limits.minimumSeparation);
+    if (!(c.limits.minimumSeparation >= 0) || !std::isfinite(c.limits.minimumSeparation)) {
+        return std::unexpected(ConfigExit{"draw: SCRAWLET_DRAW_MIN_SEPARATION is " +
+                                              core::shortestDecimal(c.limits.minimumSeparation) +
+                                              ", expected a finite number of at least 0",
+                                          64});
+    }
+    const auto texts =
+        capacity(env, "SCRAWLET_DRAW_TEXT_CAPACITY", c.limits.textCapacity, kMaximumItemCapacity);
+    if (!texts) {
+        return std::unexpected(texts.error());
+    }
+    c.limits.textCapacity = *texts;
+    c.startsIgnoringMouseEvents = env.notZero("SCRAWLET_DRAW_CLICKTHROUGH", false);
+
+    auto annotationSettings = annotationFrom(env);
+    if (!annotationSettings) {
+        return std::unexpected(annotationSettings.error());
+    }
+    c.annotation = std::move(*annotationSettings);
+    c.shortcutOverrides = shortcutOverridesFrom(env);
+    c.an16Trials = env.integer("SCRAWLET_DRAW_AN16");
+    c.controlPanel = env.notZero("SCRAWLET_DRAW_PANEL", true);
+    c.controlPanelSentinel = env.flag("SCRAWLET_DRAW_PANEL_SENTINEL");
+    c.controlPanelCapturable = env.flag("SCRAWLET_DRAW_PANEL_CAPTURABLE");
+    c.capture = env.flag("SCRAWLET_DRAW_CAPTURE");
+    c.captureSelfTest = env.flag("SCRAWLET_DRAW_CAPTURE_SELFTEST");
+    c.captureDumpPath = env.text("SCRAWLET_DRAW_CAPTURE_DUMP");
+    c.contentZoom = env.number("SCRAWLET_DRAW_CONTENT_ZOOM");
+    c.contentOriginX = env.number("SCRAWLET_DRAW_CONTENT_ORIGIN_X");
+    c.contentOriginY = env.number("SCRAWLET_DRAW_CONTENT_ORIGIN_Y");
+    c.lens = env.flag("SCRAWLET_DRAW_LENS");
+    c.lensLevel = env.number("SCRAWLET_DRAW_LENS_LEVEL");
+    c.lensSizePoints = env.number("SCRAWLET_DRAW_LENS_SIZE");
+    c.fullScreenZoom = env.flag("SCRAWLET_DRAW_FULLSCREEN_ZOOM");
+    c.fullScreenZoomPanEasing = env.number("SCRAWLET_DRAW_FULLSCREEN_ZOOM_EASING");
+    c.captureFolder = env.text("SCRAWLET_DRAW_CAPTURE_FOLDER");
+    c.captureHistoryCount = env.integer("SCRAWLET_DRAW_CAPTURE_HISTORY_COUNT");
+    c.captureHistoryDragTest = env.flag("SCRAWLET_DRAW_CAPTURE_HISTORY_DRAG_TEST");
+    c.captureHistoryTrials = env.integer("SCRAWLET_DRAW_CAPTURE_HISTORY_TRIALS");
+    c.spotlight = env.flag("SCRAWLET_DRAW_SPOTLIGHT");
+    c.spotlightShape = exactCase<core::RegionShape>(env, "SCRAWLET_DRAW_SPOTLIGHT_SHAPE");
+    c.spotlightSizePoints = env.number("SCRAWLET_DRAW_SPOTLIGHT_SIZE");
+    c.spotlightDimOpacity = env.number("SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY");
+    if (env.has("SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL")) {
+        c.spotlightDimAllDisplays = env.flag("SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL");
+    }
+    c.cursorHighlight = env.flag("SCRAWLET_DRAW_CURSOR_HIGHLIGHT");
+    c.cursorHighlightColour = colourValue(env, "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_COLOUR");
+    c.cursorHighlightSizePoints = env.number("SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SIZE");
+    c.cursorHighlightShape =
+        exactCase<core::CursorHighlightShape>(env, "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SHAPE");
+    c.cursorHighlightOpacity = env.number("SCRAWLET_DRAW_CURSOR_HIGHLIGHT_OPACITY");
+    c.keystrokeDisplay = env.flag("SCRAWLET_DRAW_KEYSTROKE_DISPLAY");
+    c.settingsWindow = env.flag("SCRAWLET_DRAW_SETTINGS_WINDOW");
+    c.settingsWindowCloseAfterSeconds = env.number("SCRAWLET_DRAW_SETTINGS_WINDOW_CLOSE_SECONDS");
+    c.settingsTestCommitPath = env.text("SCRAWLET_DRAW_SETTINGS_TEST_COMMIT");
+    c.settingsTestCommitDelaySeconds = env.number("SCRAWLET_DRAW_SETTINGS_TEST_COMMIT_DELAY")
+                                           .value_or(c.settingsTestCommitDelaySeconds);
+    c.shortcutRecordActionID = env.text("SCRAWLET_DRAW_SHORTCUT_RECORD_ACTION");
+    c.shortcutRecordDelaySeconds =
+        env.number("SCRAWLET_DRAW_SHORTCUT_RECORD_DELAY").value_or(c.shortcutRecordDelaySeconds);
+    c.shortcutAutoSaveDelaySeconds = env.number("SCRAWLET_DRAW_SHORTCUT_AUTO_SAVE_DELAY");
+    c.onboardingAutoDismissAfterSeconds =
+        env.number("SCRAWLET_DRAW_ONBOARDING_AUTO_DISMISS_SECONDS");
+    c.aboutWindow = env.flag("SCRAWLET_DRAW_ABOUT_WINDOW");
+    c.aboutWindowCloseAfterSeconds = env.number("SCRAWLET_DRAW_ABOUT_WINDOW_CLOSE_SECONDS");
+    if (const auto park = env.value("SCRAWLET_DRAW_POINTER_PARK")) {
+        c.pointerPark = DrawConfig::points(*park);
+    }
+    auto tool = initialToolFrom(env);
+    if (!tool) {
+        return std::unexpected(tool.error());
+    }
+    c.initialTool = *tool;
+    auto actions = scriptedActionsFrom(env);
+    if (!actions) {
+        return std::unexpected(actions.error());
+    }
+    c.scriptedActions = std::move(*actions);
+    c.fiducials = env.flag("SCRAWLET_DRAW_FIDUCIALS");
+    c.allocationSelfTest = env.flag("SCRAWLET_DRAW_ALLOC_SELFTEST");
+    c.latencyProbe = env.flag("SCRAWLET_DRAW_LATENCY_PROBE");
+    c.levelToken = env.text("SCRAWLET_OVERLAY_LEVEL").value_or(c.levelToken);
+    if (const auto behavior = env.value("SCRAWLET_OVERLAY_BEHAVIOR")) {
+        c.behaviorTokens = behaviorTokenList(*behavior);
+    }
+    return c;
+}
+
+std::expected<core::AnnotationSettings, ConfigExit> DrawConfig::annotationFrom(
+    const Environment& env) {
+    core::AnnotationSettings result = core::AnnotationSettings::schemaDefaults();
+    if (const auto path = settingsPath(env)) {
+        auto file = readSettingsFile(*path);
+        if (!file) {
+            return std::unexpected(
+                ConfigExit{"draw: cannot read settings at " + *path + ": " + file.error(), 66});
+        }
+        result = std::move(file->annotation);
+    } else {
+        const auto settingsFile = SettingsStore::settingsFile();
+        if (auto loaded = SettingsStore::load(settingsFile)) {
+            if (const auto line = SettingsStore::startupLine(loaded->outcome, settingsFile)) {
+                std::cerr << *line << "\n";
+            }
+            const bool usable =
+                std::holds_alternative<SettingsStore::Loaded>(loaded->outcome) ||
+                std::holds_alternative<SettingsStore::CreatedDefaults>(loaded->outcome);
+            if (usable) {
+                result = std::move(loaded->settings.annotation);
+            }
+        }
+    }
+
+    if (const auto colour = colourValue(env, "SCRAWLET_DRAW_COLOUR")) {
+        const auto index = static_cast<std::size_t>(result.selectedPaletteIndex);
+        if (result.selectedPaletteIndex >= 0 && index < result.palette.size()) {
+            result.palette[index] = *colour;
+        }
+    }
+    if (const auto width = env.number("SCRAWLET_DRAW_WIDTH"); width && *width > 0) {
+        auto& presets = result.strokeWidth.presetsPoints;
+        const auto index = static_cast<std::size_t>(result.strokeWidth.selectedIndex);
+        if (result.strokeWidth.selectedIndex >= 0 && index < presets.size()) {
+            presets[index] = *width;
+        }
+    }
+    return result;
+}
+
+std::map<std::string, std::string> DrawConfig::shortcutOverridesFrom(const Environment& env) {
+    if (const auto path = settingsPath(env)) {
+        if (const auto file = readSettingsFile(*path)) {
+            return file->system.shortcutOverrides;
+        }
+    }
+    return {};
+}
+
+std::vector<GlobalPoint> DrawConfig::points(std::string_view text) {
+    std::vector<GlobalPoint> result;
+    for (const auto part : split(text, ';')) {
+        std::vector<double> numbers;
+        for (const auto piece : split(part, ',')) {
+            if (const auto n = Environment::parseNumber(piece)) {
+                numbers.push_back(*n);
+            }
+        }
+        if (numbers.size() == 2) {
+            result.push_back({numbers[0], numbers[1]});
+        }
+    }
+    return result;
+}
+
+std::expected<std::optional<ActionID>, ConfigExit> DrawConfig::initialToolFrom(
+    const Environment& env) {
+    auto value = env.value("SCRAWLET_DRAW_TOOL");
+    if (!value) {
+        value = env.value("SCRAWLET_DRAW_SHAPE");
+    }
+    if (!value || value->empty()) {
+        return std::nullopt;
+    }
+    const auto action = core::fromRawValue<ActionID>("tool." + std::string(*value));
+    if (action && core::selectedTool(*action)) {
+        return action;
+    }
+    std::string names;
+    for (const core::Tool tool : core::allCases<core::Tool>()) {
+        names += (names.empty() ? "" : "|") + std::string(core::rawValue(tool));
+    }
+    return std::unexpected(
+        ConfigExit{"draw: unknown tool " + quoted(*value) + " (" + names + ")", 64});
+}
+
+std::expected<std::vector<ActionID>, ConfigExit> DrawConfig::scriptedActionsFrom(
+    const Environment& env) {
+    std::vector<ActionID> result;
+    const auto value = env.value("SCRAWLET_DRAW_ACTIONS");
+    if (!value) {
+        return result;
+    }
+    for (const auto raw : split(*value, ',')) {
+        const auto piece = trim(raw, " \t");
+        if (piece.empty()) {
+            continue;
+        }
+        const auto action = core::fromRawValue<ActionID>(piece);
+        if (!action) {
+            return std::unexpected(ConfigExit{
+                "draw: unknown action " + quoted(piece) + " in SCRAWLET_DRAW_ACTIONS", 64});
+        }
+        result.push_back(*action);
+    }
+    return result;
+}
+
+std::vector<std::string> DrawConfig::behaviorTokenList(std::string_view text) {
+    std::vector<std::string> tokens;
+    for (const auto raw : split(text, ',')) {
+        const auto token = trim(raw, " ");
+        if (!token.empty() && token != "none") {
+            tokens.emplace_back(token);
+        }
+    }
+    return tokens;
+}
+
+std::int64_t windowLevel(std::string_view token) {
+    static constexpr std::pair<std::string_view, std::int64_t> kLevels[] = {
+        {"normal", 0},     {"floating", 3},    {"modalPanel", 8},     {"mainMenu", 24},
+        {"statusBar", 25}, {"popUpMenu", 101}, {"screenSaver", 1000},
+    };
+    for (const auto& [name, level] : kLevels) {
+        if (token == name) {
+            return level;
+        }
+    }
+    return Environment::parseInteger(token).value_or(1000);
+}
+
+CollectionBehavior collectionBehavior(const std::vector<std::string>& tokens) {
+    static constexpr std::pair<std::string_view, std::uint64_t> kBits[] = {
+        {"canJoinAllSpaces", 1}, {"moveToActiveSpace", 2},   {"managed", 4},
+        {"transient", 8},        {"stationary", 16},         {"participatesInCycle", 32},
+        {"ignoresCycle", 64},    {"fullScreenPrimary", 128}, {"fullScreenAuxiliary", 256},
+        {"fullScreenNone", 512}, {"auxiliary", 131072},
+    };
+    CollectionBehavior result;
+    for (const auto& token : tokens) {
+        bool known = false;
+        for (const auto& [name, bit] : kBits) {
+            if (token == name) {
+                result.bits |= bit;
+                known = true;
+            }
+        }
+        if (!known) {
+            result.unknownTokens.push_back(token);
+        }
+    }
+    return result;
+}
+
+}  // namespace scrawlet::shell

@@ -1,0 +1,69 @@
+// The process-wide JSON Lines event log.
+//
+// Event records carry a sequence number, the monotonic time, the frontmost application and,
+// when a panel is given, that panel's window state. Kind records are ready-made JSON objects.
+// Every record is written to the file as it is made, so a crash keeps what came before. When
+// the file cannot be opened nothing is written and the run goes on. Main thread only.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "app/platform/frontmost_app.h"
+
+namespace scrawlet::shell {
+
+// The window state of a panel at the moment of a record.
+struct PanelState {
+    bool visible = false;
+    bool isKey = false;
+    bool isMain = false;
+    bool ignoresMouseEvents = false;
+    long long level = 0;
+    long long collectionBehavior = 0;
+    bool onActiveSpace = false;
+    std::string screen;
+};
+
+class FrontmostLog {
+  public:
+    static constexpr std::string_view kOwnAppId = "org.scrawlet.Scrawlet";
+
+    FrontmostLog() = default;
+    ~FrontmostLog();
+    FrontmostLog(const FrontmostLog&) = delete;
+    FrontmostLog& operator=(const FrontmostLog&) = delete;
+
+    static FrontmostLog& shared();
+
+    // Creates or truncates the file (never following a link: the default paths are in /tmp)
+    // and writes the "start" record. Returns whether the file is open.
+    bool start(const std::string& path);
+    void record(std::string_view event, const std::optional<PanelState>& panel = std::nullopt,
+                std::string_view note = "");
+    void recordLine(std::string_view jsonObject);
+    void finish(std::string_view note);
+
+    // Without a provider the frontmost fields are empty and "isOurs" is false.
+    void setFrontmostProvider(platform::FrontmostAppProvider* provider) { provider_ = provider; }
+    bool isOpen() const { return fd_ >= 0; }
+
+    // The line of one event record, without its line feed.
+    static std::string formatRecord(long long seq, double timeSeconds, std::string_view event,
+                                    const platform::FrontmostApp& frontmost,
+                                    const std::optional<PanelState>& panel, std::string_view note);
+
+  private:
+    void writeLine(std::string line);
+    void close();
+
+    int fd_ = -1;
+    long long seq_ = 0;
+    platform::FrontmostAppProvider* provider_ = nullptr;
+};
+
+// Seconds on the monotonic clock: the time base of births, frames and log records.
+double monotonicSeconds();
+
+}  // namespace scrawlet::shell

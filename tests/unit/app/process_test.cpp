@@ -1,0 +1,150 @@
+// Runs the scrawlet executable with prepared environments and checks its exit statuses and
+// standard-error lines.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/unit/app/temporary_folder.h"
+
+namespace {
+
+using scrawlet::testing::TemporaryFolder;
+
+struct ProcessRun {
+    int status = -1;
+    std::string standardError;
+};
+
+ProcessRun runScrawlet(const std::vector<std::string>& environment) {
+    int pipeFds[2];
+    if (::pipe(pipeFds) != 0) {
+        return {};
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDERR_FILENO);
+    posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+
+    std::vector<char*> envp;
+    for (const auto& entry : environment) {
+        envp.push_back(const_cast<char*>(entry.c_str()));
+    }
+    envp.push_back(nullptr);
+    char* argv[] = {const_cast<char*>(SCRAWLET_EXECUTABLE), nullptr};
+    pid_t pid = 0;
+    const int spawned =
+        posix_spawn(&pid, SCRAWLET_EXECUTABLE, &actions, nullptr, argv, envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(pipeFds[1]);
+    ProcessRun run;
+    if (spawned != 0) {
+        ::close(pipeFds[0]);
+        return run;
+    }
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(pipeFds[0], buffer, sizeof buffer)) > 0;) {
+        run.standardError.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(pipeFds[0]);
+    int wstatus = 0;
+    ::waitpid(pid, &wstatus, 0);
+    run.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
+    return run;
+}
+
+// Every run gets its own settings folder and log paths, and no display.
+class ScrawletProcess : public ::testing::Test {
+  protected:
+    ProcessRun run(std::vector<std::string> extra) {
+        std::vector<std::string> env = {
+            "XDG_CONFIG_HOME=" + tmp_.path().string(),
+            "HOME=" + tmp_.path().string(),
+            "SCRAWLET_DRAW_LOG=" + (tmp_.path() / "draw.jsonl").string(),
+            "SCRAWLET_DRAW_SUMMARY=" + (tmp_.path() / "draw.json").string(),
+        };
+        env.insert(env.end(), extra.begin(), extra.end());
+        return runScrawlet(env);
+    }
+    TemporaryFolder tmp_;
+};
+
+TEST_F(ScrawletProcess, UnknownModeIsOneLineAndStatus64) {
+    const ProcessRun r = run({"SCRAWLET_MODE=Draw"});
+    EXPECT_EQ(r.status, 64);
+    EXPECT_EQ(r.standardError,
+              "scrawlet: unknown SCRAWLET_MODE \"Draw\" (overlay|probe|draw|capture|textspike)\n");
+    EXPECT_FALSE(std::filesystem::exists(tmp_.path() / "scrawlet")) << "nothing else happens";
+}
+
+TEST_F(ScrawletProcess, ModesWithoutAControllerSaySoAfterValidating) {
+    for (const char* mode : {"overlay", "probe", "capture", "textspike"}) {
+        const ProcessRun r = run({std::string("SCRAWLET_MODE=") + mode});
+        EXPECT_EQ(r.status, 2);
+        EXPECT_EQ(r.standardError, std::string("scrawlet: ") + mode + " mode is not built yet\n");
+    }
+    EXPECT_EQ(run({"SCRAWLET_PROBE_DEVICE="}).standardError,
+              "scrawlet: probe mode is not built yet\n");
+}
+
+TEST_F(ScrawletProcess, DrawModeReportsTheStoreAndWritesTheEventLog) {
+    const ProcessRun first = run({});
+    EXPECT_EQ(first.status, 2);
+    const auto settingsFile = tmp_.path() / "scrawlet" / "settings.json";
+    EXPECT_EQ(first.standardError, "draw: wrote default settings to " + settingsFile.string() +
+                                       "\nscrawlet: draw mode is not built yet\n");
+    const std::string log = TemporaryFolder::read(tmp_.path() / "draw.jsonl");
+    EXPECT_NE(log.find("\"event\":\"start\""), std::string::npos);
+    EXPECT_NE(log.find("\"event\":\"finish\""), std::string::npos);
+
+    EXPECT_EQ(run({}).standardError, "scrawlet: draw mode is not built yet\n");
+
+    tmp_.write("scrawlet/settings.json", R"({"schemaVersion": 2})");
+    EXPECT_EQ(run({}).standardError,
+              "draw: settings say schemaVersion 2 and this build supports 1; the file is "
+              "untouched and defaults are in use\nscrawlet: draw mode is not built yet\n");
+    EXPECT_EQ(TemporaryFolder::read(settingsFile), R"({"schemaVersion": 2})");
+}
+
+TEST_F(ScrawletProcess, ConfigurationErrorsEndTheRunBeforeAnythingElse) {
+    struct Case {
+        std::vector<std::string> env;
+        int status;
+        std::string line;
+    };
+    const auto badSettings = tmp_.write("bad.json", "[1,2]");
+    const Case cases[] = {
+        {{"SCRAWLET_DRAW_TOOL=Pen"},
+         64,
+         "draw: unknown tool \"Pen\" "
+         "(pen|line|arrow|rectangle|ellipse|highlighter|text|eraser|select)\n"},
+        {{"SCRAWLET_DRAW_ACTIONS=tool.pen,nope"},
+         64,
+         "draw: unknown action \"nope\" in SCRAWLET_DRAW_ACTIONS\n"},
+        {{"SCRAWLET_OVERLAY_BEHAVIOR=canJoinAllSpaces,bogus"},
+         64,
+         "draw: unknown collectionBehavior tokens: bogus\n"},
+        {{"SCRAWLET_DRAW_SETTINGS=/nonexistent.json"},
+         66,
+         "draw: cannot read settings at /nonexistent.json: No such file or directory\n"},
+    };
+    for (const Case& c : cases) {
+        const ProcessRun r = run(c.env);
+        EXPECT_EQ(r.status, c.status) << c.line;
+        // The store's first-run line may come first; the error is the last word.
+        EXPECT_TRUE(r.standardError.ends_with(c.line)) << r.standardError;
+        EXPECT_EQ(r.standardError.find("not built yet"), std::string::npos);
+    }
+    const ProcessRun bad = run({"SCRAWLET_DRAW_SETTINGS=" + badSettings.string()});
+    EXPECT_EQ(bad.status, 66);
+    EXPECT_TRUE(bad.standardError.starts_with("draw: cannot read settings at " +
+                                              badSettings.string() + ": "))
+        << bad.standardError;
+    EXPECT_EQ(TemporaryFolder::read(badSettings), "[1,2]");
+}
+
+}  // namespace

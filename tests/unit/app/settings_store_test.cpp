@@ -1,0 +1,194 @@
+#include "app/settings/settings_store.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/unit/app/temporary_folder.h"
+
+namespace scrawlet::settings {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::TemporaryFolder;
+
+std::string defaultsWith(const std::function<void(nlohmann::json&)>& edit) {
+    auto json = nlohmann::json::parse(core::Settings::defaultDocument);
+    edit(json);
+    return json.dump(2);
+}
+
+std::vector<fs::path> setAsideFiles(const fs::path& folder) {
+    std::vector<fs::path> found;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        if (entry.path().filename().string().starts_with("settings.invalid-")) {
+            found.push_back(entry.path());
+        }
+    }
+    return found;
+}
+
+TEST(SettingsStoreLoad, FirstLaunchCreatesFolderAndSortedPrettyDefaults) {
+    TemporaryFolder tmp;
+    const auto file = tmp.path() / "a" / "b" / "settings.json";
+    const auto result = SettingsStore::load(file);
+    ASSERT_TRUE(result);
+    EXPECT_TRUE(std::holds_alternative<SettingsStore::CreatedDefaults>(result->outcome));
+    EXPECT_EQ(SettingsStore::startupLine(result->outcome, file),
+              "draw: wrote default settings to " + file.string());
+
+    const std::string text = TemporaryFolder::read(file);
+    EXPECT_LT(text.find("\"annotation\""), text.find("\"capture\""));
+    EXPECT_LT(text.find("\"autoErase\""), text.find("\"beautify\""));
+    EXPECT_NE(text.find("\"toleranceFraction\": 0.08"), std::string::npos);
+    EXPECT_NE(text.find("\n  \"schemaVersion\": 1"), std::string::npos) << "pretty-printed";
+
+    const auto again = SettingsStore::load(file);
+    ASSERT_TRUE(again);
+    EXPECT_TRUE(std::holds_alternative<SettingsStore::Loaded>(again->outcome));
+    EXPECT_EQ(again->settings, result->settings);
+    EXPECT_FALSE(SettingsStore::startupLine(again->outcome, file));
+}
+
+TEST(SettingsStoreLoad, OtherSchemaVersionsAreNeverTouched) {
+    for (const int version : {0, 2}) {
+        TemporaryFolder tmp;
+        const std::string original = defaultsWith([&](auto& j) { j["schemaVersion"] = version; });
+        const auto file = tmp.write("settings.json", original);
+        const auto result = SettingsStore::load(file);
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->outcome,
+                  SettingsStore::Outcome(SettingsStore::RefusedNewerSchema{version, 1}));
+        EXPECT_EQ(result->settings, core::Settings::builtInDefaults());
+        EXPECT_EQ(TemporaryFolder::read(file), original);
+        EXPECT_TRUE(setAsideFiles(tmp.path()).empty());
+        EXPECT_EQ(SettingsStore::startupLine(result->outcome, file),
+                  "draw: settings say schemaVersion " + std::to_string(version) +
+                      " and this build supports 1; the file is untouched and defaults are in use");
+
+        // Saves are held back so the other version's file survives.
+        const auto saved = SettingsStore::save(
+            file, [](core::Settings& s) { s.annotation.selectedPaletteIndex = 3; }, "draw: ");
+        EXPECT_EQ(saved, SettingsStore::SaveOutcome::heldBack);
+        EXPECT_EQ(TemporaryFolder::read(file), original);
+    }
+}
+
+TEST(SettingsStoreLoad, UnusableFilesAreMovedAsideWithTheirReason) {
+    struct Case {
+        const char* name;
+        std::string text;
+        std::string reasonStart;
+    };
+    const Case cases[] = {
+        {"palette of four", defaultsWith([](auto& j) { j["annotation"]["palette"].erase(0); }),
+         "annotation.palette has 4 entries, expected 5"},
+        {"not JSON", "this is not json {", "[json.exception.parse_error"},
+        {"wrong type", defaultsWith([](auto& j) { j["zoom"]["level"] = "two"; }), "zoom"},
+        {"unknown case", defaultsWith([](auto& j) { j["spotlight"]["shape"] = "star"; }), ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TemporaryFolder tmp;
+        const auto file = tmp.write("settings.json", c.text);
+        const auto result = SettingsStore::load(file);
+        ASSERT_TRUE(result);
+        const auto* replaced = std::get_if<SettingsStore::ReplacedInvalid>(&result->outcome);
+        ASSERT_TRUE(replaced);
+        EXPECT_TRUE(replaced->reason.starts_with(c.reasonStart)) << replaced->reason;
+        EXPECT_FALSE(replaced->reason.empty());
+        const auto aside = setAsideFiles(tmp.path());
+        ASSERT_EQ(aside.size(), 1u);
+        EXPECT_EQ(aside[0].string(), replaced->movedTo);
+        EXPECT_EQ(TemporaryFolder::read(aside[0]), c.text) << "the user's file is kept";
+        EXPECT_TRUE(SettingsStore::load(file)) << "defaults were written in its place";
+        EXPECT_EQ(SettingsStore::startupLine(result->outcome, file),
+                  "draw: settings were unreadable (" + replaced->reason + "); the old file is at " +
+                      replaced->movedTo + " and defaults are in use");
+    }
+}
+
+TEST(SettingsStoreLoad, UnreadableFileIsMovedAsideNotLost) {
+    TemporaryFolder tmp;
+    // A folder where the file should be cannot be read even by root.
+    fs::create_directories(tmp.path() / "settings.json" / "inner");
+    const auto result = SettingsStore::load(tmp.path() / "settings.json");
+    ASSERT_TRUE(result);
+    const auto* replaced = std::get_if<SettingsStore::ReplacedInvalid>(&result->outcome);
+    ASSERT_TRUE(replaced);
+    EXPECT_TRUE(fs::is_directory(fs::path(replaced->movedTo) / "inner"));
+}
+
+TEST(SettingsStoreLoad, AFileThatCannotBeMovedIsLeftAloneAndNotOverwritten) {
+    TemporaryFolder tmp;
+    const auto file = tmp.write("settings.json", "garbage");
+    // A folder we may read but not change. Root ignores folder permissions, so the load runs
+    // in a child that gives up root first.
+    fs::permissions(tmp.path(), fs::perms::owner_read | fs::perms::owner_exec |
+                                    fs::perms::others_read | fs::perms::others_exec);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::others_read);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) {
+            ::_exit(3);
+        }
+        const auto result = SettingsStore::load(file);
+        const bool kept =
+            result && std::holds_alternative<SettingsStore::KeptInvalid>(result->outcome);
+        ::_exit(kept ? 0 : 1);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    fs::permissions(tmp.path(), fs::perms::owner_all);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(TemporaryFolder::read(file), "garbage");
+    EXPECT_TRUE(setAsideFiles(tmp.path()).empty());
+    const SettingsStore::Outcome outcome = SettingsStore::KeptInvalid{"bad", "Permission denied"};
+    EXPECT_EQ(SettingsStore::startupLine(outcome, file),
+              "draw: settings were unreadable (bad) and could not be moved aside (Permission "
+              "denied); the file is untouched and defaults are in use");
+}
+
+TEST(SettingsStoreWrite, SaveRoundTripsAndFailsWithAReadableReason) {
+    TemporaryFolder tmp;
+    const auto file = tmp.path() / "settings.json";
+    EXPECT_EQ(SettingsStore::save(
+                  file, [](core::Settings& s) { s.annotation.selectedPaletteIndex = 2; }, "draw: "),
+              SettingsStore::SaveOutcome::written);
+    const auto loaded = SettingsStore::load(file);
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(loaded->settings.annotation.selectedPaletteIndex, 2);
+
+    const auto blocked = tmp.write("plain-file", "x") / "settings.json";
+    const auto written = SettingsStore::write(core::Settings::builtInDefaults(), blocked);
+    ASSERT_FALSE(written);
+    EXPECT_NE(written.error().find("plain-file"), std::string::npos) << written.error();
+}
+
+TEST(SettingsStoreNames, SetAsideStampIsUtcWithoutColons) {
+    EXPECT_EQ(SettingsStore::setAsideName(1794835390), "settings.invalid-2026-11-16T132310Z.json");
+}
+
+TEST(SettingsStoreDirectory, FollowsXdgConfigHomeAndIgnoresRelativeValues) {
+    const char* saved = std::getenv("XDG_CONFIG_HOME");
+    const std::string keep = saved ? saved : "";
+    const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "/";
+    ::setenv("XDG_CONFIG_HOME", "/somewhere/config", 1);
+    EXPECT_EQ(SettingsStore::directory(), fs::path("/somewhere/config/scrawlet"));
+    ::setenv("XDG_CONFIG_HOME", "relative", 1);
+    ::setenv("HOME", "/home/someone", 1);
+    EXPECT_EQ(SettingsStore::directory(), fs::path("/home/someone/.config/scrawlet"));
+    ::setenv("HOME", home.c_str(), 1);
+    if (saved) {
+        ::setenv("XDG_CONFIG_HOME", keep.c_str(), 1);
+    } else {
+        ::unsetenv("XDG_CONFIG_HOME");
+    }
+}
+
+}  // namespace
+}  // namespace scrawlet::settings
