@@ -1,5 +1,6 @@
 # The two entry points of the README: `make run` and `make test`.
 BUILD_DIR ?= build
+SANITIZE_DIR ?= build-sanitize
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSCRAWLET_WERROR=ON
 
@@ -18,8 +19,13 @@ run: build
 	@if [ -x $(BUILD_DIR)/scrawlet ]; then exec $(BUILD_DIR)/scrawlet; \
 	else echo "scrawlet: built the model library and tests; there is no scrawlet executable yet"; fi
 
+# Every test, then the unit tests again under AddressSanitizer and UBSan.
 test: build
 	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+	@cmake -S . -B $(SANITIZE_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DSCRAWLET_WERROR=ON \
+		-DSCRAWLET_SANITIZE=ON >/dev/null
+	@cmake --build $(SANITIZE_DIR) -j $(JOBS)
+	@ctest --test-dir $(SANITIZE_DIR) --output-on-failure -j $(JOBS) -L unit
 
 bench: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_bench
@@ -29,4 +35,4 @@ format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
 clean:
-	@rm -rf $(BUILD_DIR)
+	@rm -rf $(BUILD_DIR) $(SANITIZE_DIR)

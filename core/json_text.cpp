@@ -1,8 +1,8 @@
 #include "core/json_text.h"
 
 #include <array>
-#include <cmath>
 #include <charconv>
+#include <cmath>
 
 namespace scrawlet::core {
 

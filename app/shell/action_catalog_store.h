@@ -4,14 +4,20 @@
 #pragma once
 
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "core/action_catalog.h"
 
 namespace scrawlet::shell {
 
 class ActionCatalogStore {
-  public:
+public:
+    static constexpr const char* kCompiledPath = ":/scrawlet/actions.json";
+
     static std::optional<core::ActionCatalog> load();
+    // The first candidate (a file path or a Qt resource path) that reads and decodes.
+    static std::optional<core::ActionCatalog> loadFirst(const std::vector<std::string>& paths);
 };
 
 }  // namespace scrawlet::shell
