@@ -14,17 +14,24 @@ double distanceSquared(ContentPoint a, ContentPoint b) {
     return dx * dx + dy * dy;
 }
 
-// Squared distance from p to the segment a-b, the projection clamped to the segment.
-double distanceSquaredToSegment(ContentPoint p, ContentPoint a, ContentPoint b) {
+// Whether p lies within `reach` of the segment a-b, the projection clamped to the segment.
+// Division-free: this runs for every segment of the drawing on a click with the select tool.
+bool withinReachOfSegment(ContentPoint p, ContentPoint a, ContentPoint b, double reachSquared) {
     const double dx = b.x - a.x;
     const double dy = b.y - a.y;
-    const double lengthSquared = dx * dx + dy * dy;
-    if (lengthSquared <= 0) {
-        return distanceSquared(p, a);
+    const double px = p.x - a.x;
+    const double py = p.y - a.y;
+    const double along = px * dx + py * dy;
+    if (along <= 0) {
+        return px * px + py * py <= reachSquared;
     }
-    double t = ((p.x - a.x) * dx + (p.y - a.y) * dy) / lengthSquared;
-    t = t < 0 ? 0 : (t > 1 ? 1 : t);
-    return distanceSquared(p, {a.x + t * dx, a.y + t * dy});
+    const double lengthSquared = dx * dx + dy * dy;
+    if (along >= lengthSquared) {
+        return distanceSquared(p, b) <= reachSquared;
+    }
+    // Perpendicular distance squared is cross² / length².
+    const double cross = px * dy - py * dx;
+    return cross * cross <= reachSquared * lengthSquared;
 }
 
 }  // namespace
@@ -37,6 +44,10 @@ StrokeScene::StrokeScene(int pointCapacity, int strokeCapacity, double minimumSe
     assert(pointCapacity >= 1 && strokeCapacity >= 1 && minimumSeparation >= 0);
     points_.reserve(static_cast<std::size_t>(pointCapacity));
     spans_.reserve(static_cast<std::size_t>(strokeCapacity));
+    spanIndex_.reserve(static_cast<std::size_t>(strokeCapacity));
+    // Each span needs ceil(segments / chunk) chunks: at most points / chunk + one per span.
+    chunkBoxes_.reserve(static_cast<std::size_t>(pointCapacity / kSegmentsPerChunk) +
+                        static_cast<std::size_t>(strokeCapacity));
 }
 
 void StrokeScene::setMinimumSeparation(double separation) {
@@ -50,7 +61,7 @@ void StrokeScene::showEverything() {
 }
 
 bool StrokeScene::begin(ContentPoint point, const StrokeStyle& style, double birth) {
-    isDrawing_ = false;
+    closeOpenStroke();
     // Whole stores are counted, hidden future included: a full scene keeps refusing after an
     // undo until it is cleared.
     if (spanCount() >= strokeCapacity_) {
@@ -64,6 +75,7 @@ bool StrokeScene::begin(ContentPoint point, const StrokeStyle& style, double bir
     }
     truncateToVisible();
     spans_.push_back({pointCount(), 1, style, birth, -1});
+    spanIndex_.push_back({boxOf(std::span(&point, 1)), static_cast<int>(chunkBoxes_.size())});
     points_.push_back(point);
     showEverything();
     isDrawing_ = true;
@@ -91,8 +103,37 @@ StrokePointOutcome StrokeScene::extend(ContentPoint point) {
 
 bool StrokeScene::end() {
     const bool wasDrawing = isDrawing_;
-    isDrawing_ = false;
+    closeOpenStroke();
     return wasDrawing;
+}
+
+void StrokeScene::closeOpenStroke() {
+    if (isDrawing_) {
+        isDrawing_ = false;
+        indexClosedStroke();
+    }
+}
+
+StrokeScene::PointBox StrokeScene::boxOf(std::span<const ContentPoint> points) {
+    PointBox box{points[0].x, points[0].y, points[0].x, points[0].y};
+    for (const ContentPoint p : points.subspan(1)) {
+        box.add(p);
+    }
+    return box;
+}
+
+void StrokeScene::indexClosedStroke() {
+    const StrokeSpan& span = spans_.back();
+    const std::span<const ContentPoint> points(points_.data() + span.start,
+                                               static_cast<std::size_t>(span.count));
+    SpanIndex& index = spanIndex_.back();
+    index.box = boxOf(points);
+    // A chunk holds the points of its segments, the shared end point included.
+    for (int first = 0; first < span.segmentCount(); first += kSegmentsPerChunk) {
+        const int last = std::min(first + kSegmentsPerChunk, span.count - 1);
+        chunkBoxes_.push_back(boxOf(points.subspan(static_cast<std::size_t>(first),
+                                                   static_cast<std::size_t>(last - first + 1))));
+    }
 }
 
 bool StrokeScene::cancel() {
@@ -101,19 +142,23 @@ bool StrokeScene::cancel() {
     }
     points_.resize(points_.size() - static_cast<std::size_t>(spans_.back().count));
     spans_.pop_back();
+    spanIndex_.pop_back();
     showEverything();
     isDrawing_ = false;
     return true;
 }
 
 std::optional<int> StrokeScene::appendTombstone() {
-    isDrawing_ = false;
+    closeOpenStroke();
     if (spanCount() >= strokeCapacity_) {
         ++droppedStrokeCount_;
         return std::nullopt;
     }
     truncateToVisible();
     spans_.push_back({pointCount(), 0, StrokeStyle::empty(), 0, -1});
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    spanIndex_.push_back(
+        {{kInfinity, kInfinity, -kInfinity, -kInfinity}, static_cast<int>(chunkBoxes_.size())});
     visibleSpanCount_ = spanCount();
     return spanCount() - 1;
 }
@@ -126,14 +171,16 @@ void StrokeScene::supersede(int spanAt, int with) {
 void StrokeScene::setVisible(int spans, int points) {
     assert(0 <= spans && spans <= spanCount());
     assert(0 <= points && points <= pointCount());
+    closeOpenStroke();
     visibleSpanCount_ = spans;
     visiblePointCount_ = points;
-    isDrawing_ = false;
 }
 
 void StrokeScene::truncateToVisible() {
     if (visibleSpanCount_ < spanCount()) {
         spans_.resize(static_cast<std::size_t>(visibleSpanCount_));
+        chunkBoxes_.resize(static_cast<std::size_t>(spanIndex_[spans_.size()].firstChunk));
+        spanIndex_.resize(spans_.size());
     }
     if (visiblePointCount_ < pointCount()) {
         points_.resize(static_cast<std::size_t>(visiblePointCount_));
@@ -151,6 +198,8 @@ void StrokeScene::truncateToVisible() {
 void StrokeScene::clear() {
     points_.clear();
     spans_.clear();
+    spanIndex_.clear();
+    chunkBoxes_.clear();
     isDrawing_ = false;
     visibleSpanCount_ = 0;
     visiblePointCount_ = 0;
@@ -190,29 +239,54 @@ std::optional<double> StrokeScene::newestBirth() const {
 
 std::optional<int> StrokeScene::hitTest(ContentPoint point, double slop) const {
     for (int i = visibleSpanCount_ - 1; i >= 0; --i) {
-        const StrokeSpan& span = spans_[static_cast<std::size_t>(i)];
+        const auto index = static_cast<std::size_t>(i);
+        const StrokeSpan& span = spans_[index];
         if (span.count < 1 || isHidden(span)) {
             continue;
         }
         const double reach = slop + span.style.widthContentUnits * 0.5;
+        if (!(reach >= 0)) {
+            continue;
+        }
         const double reachSquared = reach * reach;
-        const ContentPoint* first = points_.data() + span.start;
         if (span.count == 1) {
-            if (reach >= 0 && distanceSquared(point, first[0]) <= reachSquared) {
+            if (distanceSquared(point, points_[static_cast<std::size_t>(span.start)]) <=
+                reachSquared) {
                 return i;
             }
             continue;
         }
-        if (reach < 0) {
+        if (isDrawing_ && i == spanCount() - 1) {
+            if (segmentsWithinReach(span, 0, span.segmentCount(), point, reachSquared)) {
+                return i;
+            }
             continue;
         }
-        for (int k = 0; k + 1 < span.count; ++k) {
-            if (distanceSquaredToSegment(point, first[k], first[k + 1]) <= reachSquared) {
+        if (spanIndex_[index].box.excludes(point, reach)) {
+            continue;
+        }
+        const PointBox* chunk = chunkBoxes_.data() + spanIndex_[index].firstChunk;
+        for (int first = 0; first < span.segmentCount(); first += kSegmentsPerChunk, ++chunk) {
+            if (!chunk->excludes(point, reach) &&
+                segmentsWithinReach(span, first,
+                                    std::min(first + kSegmentsPerChunk, span.segmentCount()), point,
+                                    reachSquared)) {
                 return i;
             }
         }
     }
     return std::nullopt;
+}
+
+bool StrokeScene::segmentsWithinReach(const StrokeSpan& span, int fromSegment, int toSegment,
+                                      ContentPoint point, double reachSquared) const {
+    const ContentPoint* p = points_.data() + span.start;
+    for (int k = fromSegment; k < toSegment; ++k) {
+        if (withinReachOfSegment(point, p[k], p[k + 1], reachSquared)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::optional<ContentRect> StrokeScene::bounds(int spanIndex) const {
@@ -223,17 +297,8 @@ std::optional<ContentRect> StrokeScene::bounds(int spanIndex) const {
     if (isHidden(span) || span.count < 1) {
         return std::nullopt;
     }
-    double minX = std::numeric_limits<double>::max();
-    double minY = minX;
-    double maxX = -minX;
-    double maxY = -minX;
-    for (int k = span.start; k < span.start + span.count; ++k) {
-        const ContentPoint p = points_[static_cast<std::size_t>(k)];
-        minX = std::min(minX, p.x);
-        minY = std::min(minY, p.y);
-        maxX = std::max(maxX, p.x);
-        maxY = std::max(maxY, p.y);
-    }
+    const auto [minX, minY, maxX, maxY] =
+        boxOf({points_.data() + span.start, static_cast<std::size_t>(span.count)});
     const double w = span.style.widthContentUnits;
     return ContentRect{minX - w * 0.5, minY - w * 0.5, (maxX - minX) + w, (maxY - minY) + w};
 }

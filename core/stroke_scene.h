@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -44,7 +45,7 @@ struct EnumTraits<StrokePointOutcome> {
 };
 
 class StrokeScene {
-public:
+  public:
     StrokeScene(int pointCapacity, int strokeCapacity, double minimumSeparation);
 
     // Drawing.
@@ -94,15 +95,46 @@ public:
     std::size_t pointStorageCapacity() const { return points_.capacity(); }
     std::size_t strokeStorageCapacity() const { return spans_.capacity(); }
 
-private:
+  private:
     // Superseded by a span inside the visible prefix.
     bool isHidden(const StrokeSpan& span) const {
         return span.supersededBy >= 0 && span.supersededBy < visibleSpanCount_;
     }
     void showEverything();
+    // Leaves the drawing state and fixes the open stroke's box.
+    void closeOpenStroke();
+
+    // Search index for hit tests, kept beside the spans so a click skips far strokes and far
+    // runs of a long stroke without touching their points. Built when a stroke closes, so
+    // extending costs nothing extra; the open stroke is searched point by point.
+    struct PointBox {
+        double minX, minY, maxX, maxY;
+        void add(ContentPoint p) {
+            minX = p.x < minX ? p.x : minX;
+            minY = p.y < minY ? p.y : minY;
+            maxX = p.x > maxX ? p.x : maxX;
+            maxY = p.y > maxY ? p.y : maxY;
+        }
+        bool excludes(ContentPoint p, double reach) const {
+            return p.x < minX - reach || p.x > maxX + reach || p.y < minY - reach ||
+                   p.y > maxY + reach;
+        }
+    };
+    struct SpanIndex {
+        PointBox box;    // all points of the span
+        int firstChunk;  // its first entry in chunkBoxes_
+    };
+    static constexpr int kSegmentsPerChunk = 8;
+
+    static PointBox boxOf(std::span<const ContentPoint> points);
+    void indexClosedStroke();
+    bool segmentsWithinReach(const StrokeSpan& span, int fromSegment, int toSegment,
+                             ContentPoint point, double reachSquared) const;
 
     std::vector<ContentPoint> points_;
     std::vector<StrokeSpan> spans_;
+    std::vector<SpanIndex> spanIndex_;
+    std::vector<PointBox> chunkBoxes_;  // one per run of kSegmentsPerChunk segments
     bool isDrawing_ = false;
     int visibleSpanCount_ = 0;
     int visiblePointCount_ = 0;

@@ -212,7 +212,7 @@ TEST(StrokeSceneHitTest, PrefersNewestAndSkipsHiddenAndTombstones) {
 TEST(StrokeSceneHitTest, ReachIsSlopPlusHalfWidthWithClampedProjection) {
     StrokeScene scene(100, 10, 0);
     draw(scene, {{10, 10}}, widthStyle(4));
-    EXPECT_EQ(scene.hitTest({10, 13}, 1), 0);       // distance 3 = 1 + 2
+    EXPECT_EQ(scene.hitTest({10, 13}, 1), 0);  // distance 3 = 1 + 2
     EXPECT_FALSE(scene.hitTest({10, 13.01}, 1));
 
     StrokeScene segment(100, 10, 0);
@@ -223,6 +223,37 @@ TEST(StrokeSceneHitTest, ReachIsSlopPlusHalfWidthWithClampedProjection) {
     EXPECT_FALSE(segment.hitTest({12, 1.9}, 1));
     EXPECT_EQ(segment.hitTest({11, 0}, 0), 0);
     EXPECT_FALSE(segment.hitTest({-1.5, 0}, 0));
+}
+
+// Long strokes are searched in runs of segments; every segment must stay reachable, the ones
+// that straddle two runs included, also for the open stroke and after truncation.
+TEST(StrokeSceneHitTest, EverySegmentOfALongStrokeIsFound) {
+    StrokeScene scene(4096, 16, 0);
+    const auto drawSteps = [&](double y, bool close) {
+        scene.begin({0, y}, widthStyle(1), 0);
+        for (int k = 1; k <= 40; ++k) {
+            scene.extend({k * 10.0, y + ((k % 2) ? 100 : 0)});
+        }
+        if (close) {
+            scene.end();
+        }
+    };
+    const auto midpoint = [](int segment, double y) {
+        const double x = segment * 10.0 + 5;
+        return ContentPoint{x, y + 50};
+    };
+    drawSteps(0, true);
+    for (int segment = 0; segment < 40; ++segment) {
+        EXPECT_EQ(scene.hitTest(midpoint(segment, 0), 0.1), 0) << segment;
+        EXPECT_FALSE(scene.hitTest({segment * 10.0 + 5, 50 + 20}, 0.1)) << segment;
+    }
+    drawSteps(1000, false);
+    EXPECT_EQ(scene.hitTest(midpoint(17, 1000), 0.1), 1) << "open stroke";
+    scene.setVisible(1, scene.span(0).count);
+    drawSteps(2000, true);  // replaces the undone stroke's slot and index entries
+    EXPECT_EQ(scene.hitTest(midpoint(31, 2000), 0.1), 1);
+    EXPECT_FALSE(scene.hitTest(midpoint(31, 1000), 0.1));
+    EXPECT_EQ(scene.hitTest(midpoint(9, 0), 0.1), 0);
 }
 
 TEST(StrokeSceneBounds, GrowsByHalfTheWidthAndIgnoresHiddenSpans) {
@@ -247,9 +278,8 @@ TEST(StrokeSceneStorage, ClearKeepsReservedStorage) {
     EXPECT_EQ(scene.visibleSpanCount(), 0);
     EXPECT_EQ(scene.pointStorageCapacity(), 64u);
     EXPECT_EQ(scene.strokeStorageCapacity(), 8u);
-    const int total = scene.withPoints([](std::span<const ContentPoint> p) {
-        return static_cast<int>(p.size());
-    });
+    const int total = scene.withPoints(
+        [](std::span<const ContentPoint> p) { return static_cast<int>(p.size()); });
     EXPECT_EQ(total, 0);
 }
 
