@@ -9,10 +9,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
-#include <sstream>
+
+#include "app/platform/file_io.h"
 
 namespace scrawlet::settings {
 namespace fs = std::filesystem;
@@ -20,36 +20,6 @@ namespace {
 
 std::string errnoText(int error) {
     return std::strerror(error);
-}
-
-std::expected<std::string, std::string> readWholeFile(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
-        return std::unexpected("cannot read " + file.string() + ": " + errnoText(errno));
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) {
-        return std::unexpected("cannot read " + file.string() + ": " + errnoText(errno));
-    }
-    return text.str();
-}
-
-std::expected<void, std::string> writeAll(int fd, const std::string& text) {
-    const char* data = text.data();
-    std::size_t left = text.size();
-    while (left > 0) {
-        const ssize_t n = ::write(fd, data, left);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n < 0) {
-            return std::unexpected(errnoText(errno));
-        }
-        data += n;
-        left -= static_cast<std::size_t>(n);
-    }
-    return {};
 }
 
 // A free name for the set-aside file: two failures within one second must not overwrite.
@@ -101,8 +71,8 @@ std::optional<SettingsStore::Result> SettingsStore::load(const fs::path& file) {
     }
 
     std::string reason;
-    if (const auto text = readWholeFile(file); !text) {
-        reason = text.error();
+    if (const auto text = platform::readFileText(file); !text) {
+        reason = "cannot read " + file.string() + ": " + text.error();
     } else if (auto decoded = core::Settings::decode(*text)) {
         return Result{std::move(*decoded), Loaded{}};
     } else {
@@ -144,7 +114,7 @@ std::expected<void, std::string> SettingsStore::write(const core::Settings& sett
     if (fd < 0) {
         return std::unexpected("cannot write in " + folder.string() + ": " + errnoText(errno));
     }
-    auto written = writeAll(fd, text);
+    auto written = platform::writeAll(fd, text);
     if (written && ::fsync(fd) != 0) {
         written = std::unexpected(errnoText(errno));
     }

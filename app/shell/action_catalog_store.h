@@ -12,7 +12,7 @@
 namespace scrawlet::shell {
 
 class ActionCatalogStore {
-public:
+  public:
     static constexpr const char* kCompiledPath = ":/scrawlet/actions.json";
 
     static std::optional<core::ActionCatalog> load();

@@ -1,12 +1,9 @@
 #include "app/shell/draw_config.h"
 
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <fstream>
 #include <iostream>
-#include <sstream>
 
+#include "app/platform/file_io.h"
 #include "app/settings/settings_store.h"
 #include "core/number_format.h"
 #include "core/tool.h"
@@ -53,21 +50,8 @@ std::string_view trim(std::string_view text, std::string_view blanks) {
     return text.substr(first, last - first + 1);
 }
 
-std::expected<std::string, std::string> readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        return std::unexpected(std::string(std::strerror(errno)));
-    }
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) {
-        return std::unexpected(std::string(std::strerror(errno)));
-    }
-    return text.str();
-}
-
 std::expected<core::Settings, std::string> readSettingsFile(const std::string& path) {
-    const auto text = readFile(path);
+    const auto text = platform::readFileText(path);
     if (!text) {
         return std::unexpected(text.error());
     }

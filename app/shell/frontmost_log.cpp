@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "app/platform/file_io.h"
 #include "core/json_text.h"
 
 namespace scrawlet::shell {
@@ -108,20 +109,8 @@ std::string FrontmostLog::formatRecord(long long seq, double timeSeconds, std::s
 
 void FrontmostLog::writeLine(std::string line) {
     line += '\n';
-    const char* data = line.data();
-    std::size_t left = line.size();
-    while (left > 0) {
-        const ssize_t n = ::write(fd_, data, left);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n <= 0) {
-            // A full disk loses this record, not the run.
-            return;
-        }
-        data += n;
-        left -= static_cast<std::size_t>(n);
-    }
+    // A full disk loses this record, not the run.
+    (void)platform::writeAll(fd_, line);
 }
 
 void FrontmostLog::close() {
