@@ -1,0 +1,66 @@
+#include "app/ink/frame_scheduler.h"
+
+#include <gtest/gtest.h>
+
+namespace scrawlet::ink {
+namespace {
+
+constexpr double kInterval = 1.0 / 60;
+
+TEST(FrameSchedulerPacing, InputAfterAQuietSpellDrawsAtOnceThenKeepsTheCadence) {
+    FrameScheduler clock(kInterval);
+    EXPECT_FALSE(clock.isRunning());
+    clock.requestFrame();
+    EXPECT_TRUE(clock.isRunning());
+    EXPECT_LE(clock.nextTickTime(), 100.0) << "no frame yet: draw now";
+    ASSERT_EQ(clock.tick(100.0, false), FrameScheduler::TickOutcome::draw);
+    clock.frameFinished(100.0, true);
+
+    clock.requestFrame();  // input 2 ms later waits for the display
+    EXPECT_DOUBLE_EQ(clock.nextTickTime(), 100.0 + kInterval);
+    EXPECT_EQ(clock.tick(100.0 + kInterval, false), FrameScheduler::TickOutcome::draw);
+    clock.frameFinished(100.0 + kInterval, true);
+
+    EXPECT_EQ(clock.tick(100.0 + 2 * kInterval, false), FrameScheduler::TickOutcome::idle);
+    clock.requestFrame();  // input long after the last frame goes out immediately
+    EXPECT_LE(clock.nextTickTime(), 100.0 + 2.5 * kInterval);
+}
+
+TEST(FrameSchedulerPacing, PausesAfterThirtyIdleTicksAndResumesOnRequest) {
+    FrameScheduler clock(kInterval);
+    clock.requestFrame();
+    clock.tick(0, false);
+    clock.frameFinished(0, true);
+    double now = 0;
+    for (int i = 1; i < FrameScheduler::kIdleTicksBeforePause; ++i) {
+        EXPECT_EQ(clock.tick(now += kInterval, false), FrameScheduler::TickOutcome::idle);
+    }
+    EXPECT_EQ(clock.tick(now += kInterval, false), FrameScheduler::TickOutcome::paused);
+    EXPECT_FALSE(clock.isRunning());
+    EXPECT_EQ(clock.idleTickCount(), 30u);
+    clock.requestFrame();
+    EXPECT_TRUE(clock.isRunning());
+    EXPECT_EQ(clock.tick(now += kInterval, false), FrameScheduler::TickOutcome::draw);
+}
+
+TEST(FrameSchedulerPacing, FadingInkKeepsFramesComingAndDeferredFramesAreRetried) {
+    FrameScheduler clock(kInterval);
+    clock.requestFrame();
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(clock.tick(i * kInterval, true), FrameScheduler::TickOutcome::draw);
+        clock.frameFinished(i * kInterval, true);
+    }
+    EXPECT_TRUE(clock.isRunning());
+    EXPECT_EQ(clock.tick(101 * kInterval, false), FrameScheduler::TickOutcome::idle);
+
+    clock.requestFrame();
+    ASSERT_EQ(clock.tick(102 * kInterval, false), FrameScheduler::TickOutcome::draw);
+    clock.frameFinished(102 * kInterval, false);
+    EXPECT_EQ(clock.deferredFrameCount(), 1u);
+    EXPECT_TRUE(clock.hasPendingInput());
+    EXPECT_EQ(clock.tick(103 * kInterval, false), FrameScheduler::TickOutcome::draw);
+    EXPECT_EQ(clock.frameCount(), 100u);
+}
+
+}  // namespace
+}  // namespace scrawlet::ink
