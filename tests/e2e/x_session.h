@@ -1,0 +1,54 @@
+// A private X session for end-to-end tests: an Xvfb server on a display number the server picks
+// itself, with xcompmgr owning the compositing-manager selection so that translucent windows
+// behave as on a desktop.
+//
+// `start` returns only once the server accepts clients and the compositing manager owns
+// `_NET_WM_CM_S0`; every wait is bounded. Both processes are stopped by PID (SIGTERM, then
+// SIGKILL) when the session is destroyed or its start fails, and they are asked to die with the
+// test process should it crash. `XSessionEnvironment` shares one session across a test binary.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <expected>
+#include <memory>
+#include <string>
+
+namespace scrawlet::e2e {
+
+class XSession {
+  public:
+    static std::expected<std::unique_ptr<XSession>, std::string> start();
+    ~XSession();
+    XSession(const XSession&) = delete;
+    XSession& operator=(const XSession&) = delete;
+
+    // ":N", for DISPLAY or xcb_connect.
+    const std::string& displayName() const { return displayName_; }
+    pid_t serverPid() const { return serverPid_; }
+    pid_t compositorPid() const { return compositorPid_; }
+
+    // Points this process's X clients (Qt included) at the session. Call before QGuiApplication.
+    void exportToProcess() const;
+
+  private:
+    XSession() = default;
+
+    pid_t serverPid_ = -1;
+    pid_t compositorPid_ = -1;
+    std::string displayName_;
+};
+
+// Starts the session before the first test and stops it after the last one. A session that
+// cannot start fails the binary's tests rather than letting them run against no display.
+class XSessionEnvironment : public ::testing::Environment {
+  public:
+    void SetUp() override;
+    void TearDown() override;
+
+    // The shared session; only valid between SetUp and TearDown.
+    static const XSession& session();
+};
+
+}  // namespace scrawlet::e2e
