@@ -1,0 +1,203 @@
+#include "app/ink/stroke_instances.h"
+
+#include <algorithm>
+#include <cassert>
+
+#include "core/auto_erase.h"
+
+namespace scrawlet::ink {
+namespace {
+
+constexpr double kMinimumRadiusPixels = 0.5;
+constexpr float kMinimumFadeWindowSeconds = 1e-5f;
+
+// Everything but the ends, which are the same for all of a span's instances.
+SegmentInstance styledInstance(const core::StrokeStyle& style, double birth,
+                               const core::DisplayTransform& transform) {
+    const double radius =
+        transform.backingScaleFactor() * (transform.zoom() * (style.widthContentUnits * 0.5));
+    const double alpha = style.colour.alpha / 255.0 * style.opacity;
+    SegmentInstance instance{};
+    // Also floors a NaN width, which would otherwise make the capsule vanish.
+    instance.radius =
+        static_cast<float>(radius > kMinimumRadiusPixels ? radius : kMinimumRadiusPixels);
+    instance.birth = static_cast<float>(birth);
+    instance.colour[0] = static_cast<float>(style.colour.red / 255.0);
+    instance.colour[1] = static_cast<float>(style.colour.green / 255.0);
+    instance.colour[2] = static_cast<float>(style.colour.blue / 255.0);
+    instance.colour[3] = static_cast<float>(alpha > 1 ? 1 : (alpha > 0 ? alpha : 0));
+    return instance;
+}
+
+void setEnds(SegmentInstance& instance, core::ScreenPixel a, core::ScreenPixel b) {
+    instance.a[0] = static_cast<float>(a.x);
+    instance.a[1] = static_cast<float>(a.y);
+    instance.b[0] = static_cast<float>(b.x);
+    instance.b[1] = static_cast<float>(b.y);
+}
+
+}  // namespace
+
+FadeUniform FadeUniform::at(double now, std::optional<double> timeToLiveSeconds) {
+    if (!timeToLiveSeconds || !(*timeToLiveSeconds > 0)) {
+        return {static_cast<float>(now), 0, 0};
+    }
+    return {static_cast<float>(now), static_cast<float>(*timeToLiveSeconds),
+            static_cast<float>(core::AutoErase::fadeWindow(*timeToLiveSeconds))};
+}
+
+// Single precision and this order of tests on purpose: it must match the vertex shader.
+float fadeFactor(const FadeUniform& fade, float birth) {
+    if (fade.timeToLive <= 0) {
+        return 1;
+    }
+    const float age = fade.now - birth;
+    const float hold = fade.timeToLive - fade.window;
+    float f = 0;
+    if (age <= hold) {
+        f = 1;
+    } else if (age >= fade.timeToLive) {
+        f = 0;
+    } else {
+        f = (fade.timeToLive - age) / std::max(fade.window, kMinimumFadeWindowSeconds);
+    }
+    return std::clamp(f, 0.0f, 1.0f);
+}
+
+StrokeInstanceBuilder::StrokeInstanceBuilder(SegmentInstance* storage, int capacity,
+                                             int maximumRunCount)
+    : storage_(storage), capacity_(capacity) {
+    assert(storage != nullptr && capacity >= 0 && maximumRunCount >= 0);
+    runs_.reserve(static_cast<std::size_t>(maximumRunCount));
+}
+
+void StrokeInstanceBuilder::resetCursor() {
+    instanceCount_ = 0;
+    cursorSpan_ = 0;
+    cursorPoint_ = 0;
+    runs_.clear();
+}
+
+void StrokeInstanceBuilder::reset() {
+    resetCursor();
+    liveInstanceCount_ = 0;
+    lastPointCount_ = 0;
+    lastSpanCount_ = 0;
+    lastTransform_.reset();
+}
+
+bool StrokeInstanceBuilder::needsRebuild(const core::StrokeScene& scene,
+                                         const core::DisplayTransform& transform) const {
+    if (!lastTransform_ || !(*lastTransform_ == transform) ||
+        scene.visiblePointCount() < lastPointCount_ || scene.visibleSpanCount() < lastSpanCount_) {
+        return true;
+    }
+    // Delete, move and beautify append the span that supersedes, and redo re-exposes it, so a
+    // span built at the last sync can only have been hidden by a span that has become visible
+    // since. Scanning the built spans for such a target therefore costs nothing while a stroke
+    // grows and one pass over the spans when a new one appears.
+    const int newest = scene.visibleSpanCount();
+    if (newest == lastSpanCount_) {
+        return false;
+    }
+    for (int i = 0; i < lastSpanCount_; ++i) {
+        const int by = scene.span(i).supersededBy;
+        if (by >= lastSpanCount_ && by < newest) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool StrokeInstanceBuilder::sync(const core::StrokeScene& scene,
+                                 const core::DisplayTransform& transform) {
+    const bool rebuilt = needsRebuild(scene, transform);
+    if (rebuilt) {
+        resetCursor();
+        ++rebuildCount_;
+    }
+    lastTransform_ = transform;
+    const int before = instanceCount_;
+    scene.withPoints(
+        [&](std::span<const core::ContentPoint> points) { appendSpans(scene, points, transform); });
+    lastPointCount_ = scene.visiblePointCount();
+    lastSpanCount_ = scene.visibleSpanCount();
+    // Scene instances may have taken the live shape's slots; `syncLive` rewrites it next.
+    liveInstanceCount_ = std::min(liveInstanceCount_, capacity_ - instanceCount_);
+    return rebuilt || instanceCount_ != before;
+}
+
+void StrokeInstanceBuilder::appendSpans(const core::StrokeScene& scene,
+                                        std::span<const core::ContentPoint> points,
+                                        const core::DisplayTransform& transform) {
+    const int spanCount = scene.visibleSpanCount();
+    for (; cursorSpan_ < spanCount; ++cursorSpan_, cursorPoint_ = 0) {
+        const core::StrokeSpan& span = scene.span(cursorSpan_);
+        if (cursorPoint_ < span.count && scene.isVisible(cursorSpan_)) {
+            SegmentInstance instance = styledInstance(span.style, span.birth, transform);
+            const core::ContentPoint* p = points.data() + span.start;
+            // The first instance of a stroke is its start cap: a dot on point 0.
+            core::ScreenPixel a = transform.screenPixel(p[cursorPoint_ > 0 ? cursorPoint_ - 1 : 0]);
+            for (; cursorPoint_ < span.count; ++cursorPoint_) {
+                const core::ScreenPixel b = transform.screenPixel(p[cursorPoint_]);
+                setEnds(instance, a, b);
+                append(instance, span.style.blend);
+                a = b;
+            }
+        }
+        // The open stroke keeps the cursor so that the next sync resumes at its new points.
+        if (cursorSpan_ == spanCount - 1 && scene.isDrawing()) {
+            return;
+        }
+    }
+}
+
+void StrokeInstanceBuilder::append(const SegmentInstance& instance, core::InkBlend blend) {
+    if (instanceCount_ >= capacity_) {
+        ++droppedInstanceCount_;
+        return;
+    }
+    if (runs_.empty() || runs_.back().blend != blend) {
+        // Unreachable with runs reserved to the stroke capacity; refusing beats allocating.
+        if (runs_.size() == runs_.capacity()) {
+            ++droppedInstanceCount_;
+            return;
+        }
+        runs_.push_back({instanceCount_, 0, blend});
+    }
+    ++runs_.back().count;
+    storage_[instanceCount_] = instance;
+    ++instanceCount_;
+}
+
+bool StrokeInstanceBuilder::syncLive(const std::optional<core::LiveShape>& shape,
+                                     const core::DisplayTransform& transform) {
+    const bool wasShown = liveInstanceCount_ > 0;
+    liveInstanceCount_ = 0;
+    if (!shape) {
+        return wasShown;
+    }
+    const int n = core::ShapeGeometry::expand(*shape, livePoints_);
+    if (n < 2) {
+        return wasShown;
+    }
+    liveBlend_ = shape->style.blend;
+    SegmentInstance instance = styledInstance(shape->style, liveBirth_, transform);
+    // Every capsule has round ends already; the scene's dot only exists for one-point strokes.
+    core::ScreenPixel a = transform.screenPixel(livePoints_[0]);
+    for (int i = 1; i < n; ++i) {
+        const int slot = instanceCount_ + liveInstanceCount_;
+        if (slot >= capacity_) {
+            ++droppedInstanceCount_;
+            return true;
+        }
+        const core::ScreenPixel b = transform.screenPixel(livePoints_[static_cast<std::size_t>(i)]);
+        setEnds(instance, a, b);
+        storage_[slot] = instance;
+        ++liveInstanceCount_;
+        a = b;
+    }
+    return true;
+}
+
+}  // namespace scrawlet::ink

@@ -1,0 +1,112 @@
+// Turns a stroke scene into GPU segment instances, without any GPU.
+//
+// Every visible stroke of n points becomes n instances: a dot (a == b) for its start cap and one
+// capsule per segment. Instances live in caller-provided memory (the GPU's mapped buffer, or
+// plain memory in tests) of a fixed capacity; `sync` appends only what is new while a stroke is
+// drawn and rebuilds from the start after undo, a transform change or an edit that hides a
+// span. Runs group consecutive instances of equal blend so that each run is one draw call. The
+// live shape's instances follow the scene's, so each frame calls `sync` before `syncLive`: new
+// scene instances take the live shape's slots. Nothing here allocates after construction.
+// Main thread only.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "core/geometry.h"
+#include "core/ink_blend.h"
+#include "core/live_shape.h"
+#include "core/shape_geometry.h"
+#include "core/stroke_scene.h"
+
+namespace scrawlet::ink {
+
+// The GPU record, 48 bytes, laid out as the shader's `Segment`.
+struct alignas(16) SegmentInstance {
+    float a[2];    // start, drawable pixels, origin top left, y down
+    float b[2];    // end; equal to `a` for a dot
+    float radius;  // half the width in pixels, at least 0.5
+    float birth;   // seconds on the monotonic clock
+    float padding[2];
+    float colour[4];  // straight RGBA in 0...1, alpha already times the opacity
+};
+static_assert(sizeof(SegmentInstance) == 48);
+static_assert(offsetof(SegmentInstance, colour) == 32);
+
+struct InstanceRun {
+    int start = 0;
+    int count = 0;
+    core::InkBlend blend = core::InkBlend::normal;
+    bool operator==(const InstanceRun&) const = default;
+};
+
+// (now, timeToLive, window) as the shader reads it; (now, 0, 0) when auto-erase is off.
+struct FadeUniform {
+    float now = 0;
+    float timeToLive = 0;
+    float window = 0;
+    static FadeUniform at(double now, std::optional<double> timeToLiveSeconds);
+};
+
+// The shader's fade factor, evaluated on the CPU (for tests and for checking the GLSL).
+float fadeFactor(const FadeUniform& fade, float birth);
+
+class StrokeInstanceBuilder {
+  public:
+    // `storage` must hold `capacity` instances, be 16-byte aligned and outlive the builder.
+    // `maximumRunCount` is the scene's stroke capacity: every run starts with a new span.
+    StrokeInstanceBuilder(SegmentInstance* storage, int capacity, int maximumRunCount);
+
+    // Brings the scene's instances up to date; true when a frame is needed.
+    bool sync(const core::StrokeScene& scene, const core::DisplayTransform& transform);
+    // Replaces the live shape's instances; true when a frame is needed (also to erase one).
+    bool syncLive(const std::optional<core::LiveShape>& shape,
+                  const core::DisplayTransform& transform);
+    // Forgets everything built, keeping storage (warm-up and the hard clear); the next `sync`
+    // counts as a rebuild.
+    void reset();
+
+    std::span<const SegmentInstance> instances() const {
+        return {storage_, static_cast<std::size_t>(instanceCount_ + liveInstanceCount_)};
+    }
+    std::span<const InstanceRun> runs() const { return runs_; }
+    int instanceCapacity() const { return capacity_; }
+    int instanceCount() const { return instanceCount_; }
+    int liveInstanceCount() const { return liveInstanceCount_; }
+    core::InkBlend liveBlend() const { return liveBlend_; }
+    std::uint64_t droppedInstanceCount() const { return droppedInstanceCount_; }
+    // Bumped whenever `sync` starts over: a copy of the instances is then stale from index 0,
+    // even when the count did not shrink (a zoom, a move).
+    std::uint64_t rebuildCount() const { return rebuildCount_; }
+    void setLiveBirth(double birth) { liveBirth_ = birth; }
+
+  private:
+    bool needsRebuild(const core::StrokeScene& scene,
+                      const core::DisplayTransform& transform) const;
+    void resetCursor();
+    void appendSpans(const core::StrokeScene& scene, std::span<const core::ContentPoint> points,
+                     const core::DisplayTransform& transform);
+    void append(const SegmentInstance& instance, core::InkBlend blend);
+
+    SegmentInstance* storage_;
+    int capacity_;
+    int instanceCount_ = 0;
+    std::vector<InstanceRun> runs_;  // reserved to maximumRunCount
+    std::uint64_t droppedInstanceCount_ = 0;
+    std::uint64_t rebuildCount_ = 0;
+    int cursorSpan_ = 0;
+    int cursorPoint_ = 0;
+    int lastPointCount_ = 0;
+    int lastSpanCount_ = 0;
+    std::optional<core::DisplayTransform> lastTransform_;
+    int liveInstanceCount_ = 0;
+    core::InkBlend liveBlend_ = core::InkBlend::normal;
+    double liveBirth_ = 0;
+    std::array<core::ContentPoint, core::ShapeGeometry::maximumPointCount> livePoints_{};
+};
+
+}  // namespace scrawlet::ink

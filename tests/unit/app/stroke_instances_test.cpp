@@ -1,0 +1,195 @@
+#include "app/ink/stroke_instances.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "core/auto_erase.h"
+
+namespace scrawlet::ink {
+namespace {
+
+using core::InkBlend;
+using Runs = std::vector<InstanceRun>;
+
+const core::StrokeStyle kPen{{255, 0, 51, 255}, 4, 1.0, InkBlend::normal};
+const core::StrokeStyle kHighlighter{{255, 255, 0, 255}, 16, 0.5, InkBlend::maximum};
+const core::DisplayTransform kIdentity({0, 0}, 1, 1);
+
+struct Ink {
+    explicit Ink(int capacity = 64)
+        : storage(static_cast<std::size_t>(capacity)), builder(storage.data(), capacity, 16) {}
+    void draw(std::initializer_list<core::ContentPoint> points,
+              const core::StrokeStyle& style = kPen, bool finish = true) {
+        scene.begin(*points.begin(), style, 7);
+        for (auto it = points.begin() + 1; it != points.end(); ++it) {
+            scene.extend(*it);
+        }
+        if (finish) {
+            scene.end();
+        }
+    }
+    bool sync(const core::DisplayTransform& transform = kIdentity) {
+        return builder.sync(scene, transform);
+    }
+    Runs runs() const { return {builder.runs().begin(), builder.runs().end()}; }
+    // Whatever path led here, the result must be what a first sync of the scene builds.
+    void expectSameAsFreshBuild(const core::DisplayTransform& transform = kIdentity) const {
+        Ink fresh;
+        fresh.builder.sync(scene, transform);
+        ASSERT_EQ(builder.instanceCount(), fresh.builder.instanceCount());
+        for (int i = 0; i < builder.instanceCount(); ++i) {
+            const auto &got = builder.instances()[i], &want = fresh.builder.instances()[i];
+            EXPECT_EQ(0, std::memcmp(got.a, want.a, 24)) << i;
+            EXPECT_EQ(0, std::memcmp(got.colour, want.colour, 16)) << i;
+        }
+        EXPECT_EQ(runs(), fresh.runs());
+    }
+
+    core::StrokeScene scene{100, 16, 0};
+    std::vector<SegmentInstance> storage;
+    StrokeInstanceBuilder builder;
+};
+
+TEST(StrokeInstances, StrokesBecomeStartDotPlusCapsulesInRunsOfEqualBlend) {
+    Ink ink;
+    ink.draw({{10, 20}, {11, 20}, {11, 22}});
+    ink.draw({{0, 0}}, kHighlighter);
+    ink.draw({{0, 0}}, {{0, 0, 0, 128}, 0.25, 4, InkBlend::normal});
+    EXPECT_TRUE(ink.sync(core::DisplayTransform({10, 20}, 2, 1.5)));
+    const auto in = ink.builder.instances();
+    ASSERT_EQ(in.size(), 5u);
+    const float ends[4][4] = {{0, 0, 0, 0}, {0, 0, 3, 0}, {3, 0, 3, 6}, {-30, -60, -30, -60}};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(std::ranges::equal(std::array{in[i].a[0], in[i].a[1], in[i].b[0], in[i].b[1]},
+                                       ends[i]));
+    }
+    EXPECT_EQ(in[0].radius, 6.0f);  // 1.5 × 2 × 4 / 2
+    EXPECT_EQ(in[0].birth, 7.0f);
+    EXPECT_TRUE(std::ranges::equal(in[0].colour, std::array{1.0f, 0.0f, 0.2f, 1.0f}));
+    EXPECT_EQ(in[3].colour[3], 0.5f);  // opacity
+    EXPECT_EQ(in[4].radius, 0.5f);     // floor
+    EXPECT_EQ(in[4].colour[3], 1.0f);  // clamped
+    EXPECT_EQ(
+        ink.runs(),
+        (Runs{{0, 3, InkBlend::normal}, {3, 1, InkBlend::maximum}, {4, 1, InkBlend::normal}}));
+    // Deleting the highlighter joins the pens into one run.
+    ink.scene.supersede(1, *ink.scene.appendTombstone());
+    EXPECT_TRUE(ink.sync(core::DisplayTransform({10, 20}, 2, 1.5)));
+    EXPECT_EQ(ink.runs(), (Runs{{0, 4, InkBlend::normal}}));
+}
+
+TEST(StrokeInstances, DrawingAppendsOnlyNewPointsOverSeveralSyncs) {
+    Ink ink;
+    ink.draw({{0, 0}, {1, 0}}, kPen, false);
+    ink.sync();
+    const auto rebuilds = ink.builder.rebuildCount();
+    for (int tick = 1; tick <= 3; ++tick) {
+        // Marks what is built; a rewrite would clear the mark.
+        const int built = ink.builder.instanceCount();
+        for (int i = 0; i < built; ++i) {
+            ink.storage[static_cast<std::size_t>(i)].birth = -7;
+        }
+        ink.scene.extend({tick * 2.0, 1});
+        ink.scene.extend({tick * 2.0 + 1, 0});
+        EXPECT_TRUE(ink.sync());
+        EXPECT_EQ(ink.builder.instanceCount(), ink.scene.visiblePointCount());
+        EXPECT_EQ(std::ranges::count(ink.storage, -7.0f, &SegmentInstance::birth), built);
+        for (auto& instance : ink.storage) {
+            instance.birth = std::abs(instance.birth);
+        }
+    }
+    EXPECT_FALSE(ink.sync());
+    ink.scene.end();
+    ink.draw({{50, 50}, {51, 50}});
+    ink.sync();
+    EXPECT_EQ(ink.builder.instanceCount(), 10);
+    EXPECT_EQ(ink.builder.rebuildCount(), rebuilds);
+    ink.expectSameAsFreshBuild();
+}
+
+TEST(StrokeInstances, RebuildsAfterUndoSupersedeRedoAndTransformChange) {
+    Ink ink;
+    ink.draw({{0, 0}, {1, 0}, {2, 0}});
+    ink.draw({{5, 5}, {6, 6}});
+    ink.sync();
+    ink.scene.setVisible(1, 3);  // undo
+    EXPECT_TRUE(ink.sync());
+    EXPECT_EQ(ink.builder.instanceCount(), 3);
+
+    ink.draw({{8, 8}});
+    ink.scene.supersede(0, *ink.scene.appendTombstone());  // delete
+    EXPECT_TRUE(ink.sync());
+    ink.expectSameAsFreshBuild();
+    ink.scene.setVisible(2, 4);  // undo the delete, then redo it
+    ink.sync();
+    ink.scene.setVisible(3, 4);
+    EXPECT_TRUE(ink.sync());
+    EXPECT_EQ(ink.builder.instanceCount(), 1);
+
+    ink.draw({{18, 18}, {19, 19}});
+    ink.scene.supersede(1, 3);  // move: a replacement hides the original
+    ink.sync();
+    EXPECT_EQ(ink.builder.instances()[0].a[0], 18.0f);
+    ink.expectSameAsFreshBuild();
+
+    const core::DisplayTransform zoomed({1, 1}, 2, 2);
+    const auto rebuilds = ink.builder.rebuildCount();
+    EXPECT_TRUE(ink.sync(zoomed));
+    EXPECT_EQ(ink.builder.rebuildCount(), rebuilds + 1);
+    ink.expectSameAsFreshBuild(zoomed);
+}
+
+TEST(StrokeInstances, FullBufferCountsEachDropOnceAndKeepsWhatFitted) {
+    Ink ink(4);
+    ink.draw({{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}}, kPen, false);
+    ink.sync();
+    ink.scene.extend({5, 0});
+    ink.sync();
+    ink.sync();
+    EXPECT_EQ(ink.builder.droppedInstanceCount(), 2u);
+    EXPECT_EQ(ink.runs(), (Runs{{0, 4, InkBlend::normal}}));
+    EXPECT_TRUE(ink.builder.syncLive(
+        core::LiveShape{core::ShapeKind::line, {0, 0}, {9, 9}, kPen, false, false}, kIdentity));
+    EXPECT_EQ(ink.builder.liveInstanceCount(), 0);
+    EXPECT_EQ(ink.builder.droppedInstanceCount(), 3u);
+}
+
+TEST(StrokeInstances, LiveShapeFollowsSceneAndNilErasesOnlyWhatWasShown) {
+    Ink ink;
+    ink.draw({{0, 0}, {1, 0}});
+    ink.sync();
+    EXPECT_FALSE(ink.builder.syncLive(std::nullopt, kIdentity));
+    ink.builder.setLiveBirth(3);
+    const core::LiveShape rectangle{
+        core::ShapeKind::rectangle, {2, 2}, {6, 4}, kHighlighter, false, false};
+    EXPECT_TRUE(ink.builder.syncLive(rectangle, core::DisplayTransform({0, 0}, 1, 2)));
+    EXPECT_EQ(ink.builder.liveInstanceCount(), 4);  // five corners, no start dot
+    EXPECT_EQ(ink.builder.liveBlend(), InkBlend::maximum);
+    ASSERT_EQ(ink.builder.instances().size(), 6u);
+    const SegmentInstance& first = ink.builder.instances()[2];
+    EXPECT_EQ(first.a[0], 4.0f);
+    EXPECT_EQ(first.birth, 3.0f);
+    EXPECT_TRUE(ink.builder.syncLive(std::nullopt, kIdentity));
+    EXPECT_FALSE(ink.builder.syncLive(std::nullopt, kIdentity));
+}
+
+TEST(StrokeInstances, FadeFactorMatchesAutoErase) {
+    EXPECT_EQ(fadeFactor(FadeUniform::at(1e3, std::nullopt), 0), 1.0f);
+    EXPECT_EQ(fadeFactor(FadeUniform::at(1e3, 0.0), 0), 1.0f);
+    // Steps of T / 100: for T = 10 they include 9.6 (1), 9.8 (0.5) and 10 (0).
+    for (const double ttl : {10.0, 0.5}) {
+        for (int k = 0; k <= 120; ++k) {
+            const double age = ttl * k / 100;
+            // Born at 100, so that the factor is seen to depend on age alone.
+            EXPECT_NEAR(fadeFactor(FadeUniform::at(100 + age, ttl), 100),
+                        core::AutoErase::alpha(age, ttl), 1e-3)
+                << ttl << " " << age;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace scrawlet::ink
