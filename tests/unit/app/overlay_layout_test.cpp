@@ -29,7 +29,7 @@ TEST(OverlayLayout, HintBubbleIsCentredAboveTheBottomAndWrapsAtHalfTheWidth) {
     const ViewRect screen{0, 0, 1920, 1080};
     EXPECT_EQ(hintMaximumTextWidth(screen), 592);
     EXPECT_EQ(hintMaximumTextWidth({0, 0, 800, 600}), 372);
-    EXPECT_EQ(hintBubble(screen, 99.2, 18), (ViewRect{946, 952, 128, 32}));
+    EXPECT_EQ(hintBubble(screen, 99.2, 18), (ViewRect{896, 952, 128, 32}));
 }
 
 }  // namespace
