@@ -141,6 +141,7 @@ bool StrokeScene::cancel() {
         return false;
     }
     points_.resize(points_.size() - static_cast<std::size_t>(spans_.back().count));
+    ++hidingEditCount_;
     spans_.pop_back();
     spanIndex_.pop_back();
     showEverything();
@@ -166,6 +167,7 @@ std::optional<int> StrokeScene::appendTombstone() {
 void StrokeScene::supersede(int spanAt, int with) {
     assert(0 <= spanAt && spanAt < with && with < spanCount());
     spans_[static_cast<std::size_t>(spanAt)].supersededBy = with;
+    ++hidingEditCount_;
 }
 
 void StrokeScene::setVisible(int spans, int points) {
@@ -174,6 +176,7 @@ void StrokeScene::setVisible(int spans, int points) {
     closeOpenStroke();
     visibleSpanCount_ = spans;
     visiblePointCount_ = points;
+    ++hidingEditCount_;
 }
 
 void StrokeScene::truncateToVisible() {
@@ -196,6 +199,7 @@ void StrokeScene::truncateToVisible() {
 }
 
 void StrokeScene::clear() {
+    ++hidingEditCount_;
     points_.clear();
     spans_.clear();
     spanIndex_.clear();

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <span>
@@ -91,6 +92,11 @@ class StrokeScene {
         return body(std::span<const ContentPoint>(points_));
     }
 
+    // Counts the edits that can hide or change what was already drawn (supersede, setVisible,
+    // cancel, clear); appending never moves it. A renderer that saw the same count
+    // may extend what it built instead of rebuilding.
+    std::uint64_t hidingEditCount() const { return hidingEditCount_; }
+
     // For an allocation audit: both must equal the capacities for the life of the scene.
     std::size_t pointStorageCapacity() const { return points_.capacity(); }
     std::size_t strokeStorageCapacity() const { return spans_.capacity(); }
@@ -144,6 +150,7 @@ class StrokeScene {
     double minimumSeparationSquared_;
     int droppedPointCount_ = 0;
     int droppedStrokeCount_ = 0;
+    std::uint64_t hidingEditCount_ = 0;
 };
 
 }  // namespace scrawlet::core

@@ -81,32 +81,16 @@ void StrokeInstanceBuilder::resetCursor() {
 void StrokeInstanceBuilder::reset() {
     resetCursor();
     liveInstanceCount_ = 0;
-    lastPointCount_ = 0;
-    lastSpanCount_ = 0;
     lastTransform_.reset();
 }
 
 bool StrokeInstanceBuilder::needsRebuild(const core::StrokeScene& scene,
                                          const core::DisplayTransform& transform) const {
-    if (!lastTransform_ || !(*lastTransform_ == transform) ||
-        scene.visiblePointCount() < lastPointCount_ || scene.visibleSpanCount() < lastSpanCount_) {
-        return true;
-    }
-    // Delete, move and beautify append the span that supersedes, and redo re-exposes it, so a
-    // span built at the last sync can only have been hidden by a span that has become visible
-    // since. Scanning the built spans for such a target therefore costs nothing while a stroke
-    // grows and one pass over the spans when a new one appears.
-    const int newest = scene.visibleSpanCount();
-    if (newest == lastSpanCount_) {
-        return false;
-    }
-    for (int i = 0; i < lastSpanCount_; ++i) {
-        const int by = scene.span(i).supersededBy;
-        if (by >= lastSpanCount_ && by < newest) {
-            return true;
-        }
-    }
-    return false;
+    // Undo, delete, move, beautify and clear all go through an edit that the scene counts;
+    // drawing only appends. So an unchanged count means the built instances are still right,
+    // however many edits happened between two frames.
+    return !lastTransform_ || !(*lastTransform_ == transform) ||
+           scene.hidingEditCount() != lastHidingEditCount_;
 }
 
 bool StrokeInstanceBuilder::sync(const core::StrokeScene& scene,
@@ -117,11 +101,10 @@ bool StrokeInstanceBuilder::sync(const core::StrokeScene& scene,
         ++rebuildCount_;
     }
     lastTransform_ = transform;
+    lastHidingEditCount_ = scene.hidingEditCount();
     const int before = instanceCount_;
     scene.withPoints(
         [&](std::span<const core::ContentPoint> points) { appendSpans(scene, points, transform); });
-    lastPointCount_ = scene.visiblePointCount();
-    lastSpanCount_ = scene.visibleSpanCount();
     // Scene instances may have taken the live shape's slots; `syncLive` rewrites it next.
     liveInstanceCount_ = std::min(liveInstanceCount_, capacity_ - instanceCount_);
     return rebuilt || instanceCount_ != before;

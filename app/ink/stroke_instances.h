@@ -100,9 +100,8 @@ class StrokeInstanceBuilder {
     std::uint64_t rebuildCount_ = 0;
     int cursorSpan_ = 0;
     int cursorPoint_ = 0;
-    int lastPointCount_ = 0;
-    int lastSpanCount_ = 0;
     std::optional<core::DisplayTransform> lastTransform_;
+    std::uint64_t lastHidingEditCount_ = 0;
     int liveInstanceCount_ = 0;
     core::InkBlend liveBlend_ = core::InkBlend::normal;
     double liveBirth_ = 0;

@@ -142,6 +142,20 @@ TEST(StrokeInstances, RebuildsAfterUndoSupersedeRedoAndTransformChange) {
     ink.expectSameAsFreshBuild(zoomed);
 }
 
+// Undo then a different delete between two frames leaves every count as it was.
+TEST(StrokeInstances, TwoEditsBetweenFramesWithUnchangedCountsStillRebuild) {
+    Ink ink;
+    ink.draw({{0, 0}, {10, 0}});
+    ink.draw({{0, 50}, {10, 50}});
+    ink.scene.supersede(0, *ink.scene.appendTombstone());
+    ink.sync();
+    ink.scene.setVisible(2, 4);
+    ink.scene.supersede(1, *ink.scene.appendTombstone());
+    EXPECT_TRUE(ink.sync());
+    ink.expectSameAsFreshBuild();
+    EXPECT_EQ(ink.builder.instances()[0].a[1], 0.0f) << "the first stroke is back";
+}
+
 TEST(StrokeInstances, FullBufferCountsEachDropOnceAndKeepsWhatFitted) {
     Ink ink(4);
     ink.draw({{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}}, kPen, false);
