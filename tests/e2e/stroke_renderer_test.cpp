@@ -1,0 +1,291 @@
+#include "app/ink/stroke_renderer.h"
+
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
+#include <QOpenGLFramebufferObject>
+#include <QOpenGLFunctions>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "tests/e2e/x_session.h"
+
+namespace scrawlet::ink {
+namespace {
+
+using core::InkBlend;
+
+// Not square, so that swapped axes show.
+constexpr int kWidth = 96;
+constexpr int kHeight = 64;
+
+struct Point {
+    float x, y;
+};
+using Rgba = std::array<int, 4>;
+
+SegmentInstance segment(Point a, Point b, float radius, std::array<float, 4> colour,
+                        float birth = 0) {
+    return {{a.x, a.y}, {b.x, b.y}, radius,
+            birth,      {},         {colour[0], colour[1], colour[2], colour[3]}};
+}
+
+SegmentInstance dot(Point centre, float radius, std::array<float, 4> colour, float birth = 0) {
+    return segment(centre, centre, radius, colour, birth);
+}
+
+constexpr std::array<float, 4> kWhite{1, 1, 1, 1};
+
+// The coverage the shader is meant to give the pixel whose centre is `p`.
+float coverage(const SegmentInstance& s, Point p) {
+    const float pax = p.x - s.a[0], pay = p.y - s.a[1];
+    const float bax = s.b[0] - s.a[0], bay = s.b[1] - s.a[1];
+    const float denom = bax * bax + bay * bay;
+    const float h = denom > 1e-10f ? std::clamp((pax * bax + pay * bay) / denom, 0.0f, 1.0f) : 0;
+    return std::clamp(s.radius - std::hypot(pax - bax * h, pay - bay * h) + 0.5f, 0.0f, 1.0f);
+}
+
+class StrokeRendererTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        e2e::XSessionEnvironment::session().exportToProcess();
+        application = new QGuiApplication(argc, argv);
+    }
+
+    // Before the environment stops the server, or Qt's X connection breaks under it.
+    static void TearDownTestSuite() {
+        delete application;
+        application = nullptr;
+    }
+
+    void SetUp() override {
+        QSurfaceFormat format;
+        format.setRenderableType(QSurfaceFormat::OpenGL);
+        format.setVersion(3, 3);
+        format.setProfile(QSurfaceFormat::CoreProfile);
+        context.setFormat(format);
+        ASSERT_TRUE(context.create());
+        surface.setFormat(context.format());
+        surface.create();
+        ASSERT_TRUE(context.makeCurrent(&surface));
+        ASSERT_GE(context.format().version(), qMakePair(3, 3));
+        target = std::make_unique<QOpenGLFramebufferObject>(
+            kWidth, kHeight, QOpenGLFramebufferObject::NoAttachment, GL_TEXTURE_2D, GL_RGBA8);
+        ASSERT_TRUE(target->bind());
+        renderer = StrokeRenderer::create(16);
+        ASSERT_TRUE(renderer);
+    }
+
+    void TearDown() override {
+        if (!QOpenGLContext::currentContext())
+            context.makeCurrent(&surface);
+        renderer.reset();
+        target.reset();
+        context.doneCurrent();
+    }
+
+    // Draws a frame of scene instances in runs, then `liveCount` live ones, and reads it back.
+    void drawFrame(const std::vector<SegmentInstance>& instances,
+                   const std::vector<InstanceRun>& runs, int liveCount = 0,
+                   InkBlend liveBlend = InkBlend::normal, FadeUniform fade = {},
+                   int uploadFrom = 0) {
+        renderer->draw(instances, uploadFrom, runs, liveCount, liveBlend, fade,
+                       QSize(kWidth, kHeight));
+        pixels.resize(std::size_t{kWidth} * kHeight);
+        context.functions()->glReadPixels(0, 0, kWidth, kHeight, GL_RGBA, GL_UNSIGNED_BYTE,
+                                          pixels.data());
+    }
+
+    void drawNormal(const std::vector<SegmentInstance>& instances) {
+        drawFrame(instances, {{0, static_cast<int>(instances.size()), InkBlend::normal}});
+    }
+
+    // Top-left origin, y down, as the instances are given; GL rows run bottom up.
+    Rgba at(int x, int y) const {
+        const auto& p = pixels[static_cast<std::size_t>((kHeight - 1 - y) * kWidth + x)];
+        return {p[0], p[1], p[2], p[3]};
+    }
+    int alphaAt(int x, int y) const { return at(x, y)[3]; }
+
+    static inline int argc = 1;
+    static inline char name[] = "scrawlet_e2e_tests";
+    static inline char* argv[] = {name, nullptr};
+    static inline QGuiApplication* application = nullptr;
+
+    QOpenGLContext context;
+    QOffscreenSurface surface;
+    std::unique_ptr<QOpenGLFramebufferObject> target;
+    std::unique_ptr<StrokeRenderer> renderer;
+    std::vector<std::array<std::uint8_t, 4>> pixels;
+};
+
+// Pixel centres sit on .5, so a pixel one radius from the axis is exactly half covered.
+TEST_F(StrokeRendererTest, CapsuleHasAnOpaqueCoreRoundCapsAndAOnePixelEdge) {
+    drawNormal({segment({20.5f, 16.5f}, {60.5f, 16.5f}, 6, kWhite)});
+
+    EXPECT_EQ(alphaAt(40, 16), 255);
+    EXPECT_EQ(alphaAt(40, 21), 255);
+    EXPECT_NEAR(alphaAt(40, 22), 128, 1);
+    EXPECT_EQ(alphaAt(40, 23), 0);
+    EXPECT_NEAR(alphaAt(14, 16), 128, 1);  // the start cap
+    EXPECT_EQ(alphaAt(13, 16), 0);
+    EXPECT_EQ(alphaAt(40, kHeight - 1 - 16), 0);  // y runs down, not up
+}
+
+TEST_F(StrokeRendererTest, SlantedCapsuleAndDotMatchTheirDistanceCoverageEverywhere) {
+    const std::vector<SegmentInstance> instances{
+        segment({12.3f, 50.1f}, {55.7f, 9.4f}, 4.5f, kWhite),
+        dot({75.2f, 40.6f}, 9.0f, kWhite),  // a == b: a disc
+    };
+    drawNormal(instances);
+
+    int mismatches = 0;
+    for (int y = 0; y < kHeight; ++y) {
+        for (int x = 0; x < kWidth; ++x) {
+            const Point centre{x + 0.5f, y + 0.5f};
+            const float expected =
+                std::max(coverage(instances[0], centre), coverage(instances[1], centre)) * 255;
+            if (std::abs(alphaAt(x, y) - expected) > 1.01f && ++mismatches <= 5)
+                ADD_FAILURE() << "(" << x << ", " << y << "): " << alphaAt(x, y) << " not "
+                              << expected;
+        }
+    }
+    EXPECT_EQ(mismatches, 0);
+}
+
+TEST_F(StrokeRendererTest, OutputIsPremultiplied) {
+    drawNormal({dot({30.5f, 30.5f}, 8, {1, 0, 0, 0.5f})});
+
+    const Rgba centre = at(30, 30);
+    EXPECT_NEAR(centre[0], 128, 1);
+    EXPECT_EQ(centre[1], 0);
+    EXPECT_EQ(centre[2], 0);
+    EXPECT_NEAR(centre[3], 128, 1);
+    const Rgba edge = at(38, 30);  // half covered at half alpha
+    EXPECT_NEAR(edge[0], 64, 1);
+    EXPECT_NEAR(edge[3], 64, 1);
+}
+
+TEST_F(StrokeRendererTest, HighlighterKeepsTheBrighterInkWhereNormalInkAccumulates) {
+    const std::vector<SegmentInstance> overlapping{dot({40, 32}, 10, {1, 1, 0, 0.5f}),
+                                                   dot({52, 32}, 10, {1, 1, 0, 0.5f})};
+
+    drawFrame(overlapping, {{0, 2, InkBlend::maximum}});
+    EXPECT_NEAR(at(46, 32)[0], 128, 1);
+    EXPECT_NEAR(at(46, 32)[3], 128, 1);
+    EXPECT_EQ(at(46, 32), at(36, 32));  // no darker where they overlap
+
+    drawFrame(overlapping, {{0, 2, InkBlend::normal}});
+    EXPECT_NEAR(at(46, 32)[0], 191, 1);
+    EXPECT_NEAR(at(46, 32)[3], 191, 1);
+}
+
+TEST_F(StrokeRendererTest, RunsDrawTheirOwnInstancesInOrderAndTheLiveShapeLast) {
+    constexpr std::array<float, 4> kBlue{0, 0, 1, 1}, kGreen{0, 1, 0, 1}, kRed{1, 0, 0, 1};
+    drawFrame({dot({20, 20}, 6, kBlue), dot({50, 20}, 6, kGreen), dot({80, 20}, 6, kBlue),
+               dot({20, 20}, 6, kRed)},
+              {{0, 1, InkBlend::normal}, {1, 1, InkBlend::maximum}, {2, 1, InkBlend::normal}}, 1,
+              InkBlend::normal);
+
+    EXPECT_EQ(at(20, 20), (Rgba{255, 0, 0, 255}));
+    EXPECT_EQ(at(50, 20), (Rgba{0, 255, 0, 255}));
+    EXPECT_EQ(at(80, 20), (Rgba{0, 0, 255, 255}));
+}
+
+TEST_F(StrokeRendererTest, InkFadesOverTheLastWindowOfItsLife) {
+    struct Case {
+        FadeUniform fade;
+        int alpha;
+    };
+    for (const auto& [fade, alpha] : {Case{{9.6f, 10, 0.4f}, 255}, Case{{9.8f, 10, 0.4f}, 128},
+                                      Case{{10.0f, 10, 0.4f}, 0}, Case{{500, 0, 0}, 255}}) {
+        drawFrame({dot({30.5f, 30.5f}, 6, kWhite, 0)}, {{0, 1, InkBlend::normal}}, 0,
+                  InkBlend::normal, fade);
+        EXPECT_NEAR(alphaAt(30, 30), alpha, 1) << "now " << fade.now << ", ttl " << fade.timeToLive;
+    }
+}
+
+TEST_F(StrokeRendererTest, UploadsFromTheFirstNewInstanceAndClearsEveryFrame) {
+    std::vector<SegmentInstance> instances{dot({20, 20}, 5, kWhite)};
+    drawNormal(instances);
+
+    // The first record is changed only on the CPU: the GPU keeps what it already has.
+    instances[0] = dot({20, 50}, 5, kWhite);
+    instances.push_back(dot({70, 20}, 5, kWhite));
+    drawFrame(instances, {{0, 2, InkBlend::normal}}, 0, InkBlend::normal, {}, 1);
+    EXPECT_EQ(alphaAt(20, 20), 255);
+    EXPECT_EQ(alphaAt(70, 20), 255);
+    EXPECT_EQ(alphaAt(20, 50), 0);
+
+    drawFrame({}, {});
+    EXPECT_TRUE(std::ranges::all_of(pixels, [](const auto& p) { return p[3] == 0; }));
+}
+
+TEST_F(StrokeRendererTest, LeavesTheContextStateAsItFoundIt) {
+    QOpenGLFunctions& gl = *context.functions();
+    gl.glViewport(1, 2, 30, 40);
+    gl.glEnable(GL_SCISSOR_TEST);
+    gl.glScissor(0, 0, 8, 8);
+    gl.glBlendEquation(GL_FUNC_SUBTRACT);
+    gl.glBlendFunc(GL_SRC_ALPHA, GL_ONE);
+    gl.glClearColor(0.25f, 0.5f, 0.75f, 1);
+
+    drawNormal({dot({60, 40}, 6, kWhite)});
+    EXPECT_EQ(alphaAt(60, 40), 255);  // neither the viewport nor the scissor limited it
+
+    GLint viewport[4], equation, source, destination, program;
+    GLfloat clear[4];
+    gl.glGetIntegerv(GL_VIEWPORT, viewport);
+    gl.glGetIntegerv(GL_BLEND_EQUATION_RGB, &equation);
+    gl.glGetIntegerv(GL_BLEND_SRC_RGB, &source);
+    gl.glGetIntegerv(GL_BLEND_DST_ALPHA, &destination);
+    gl.glGetIntegerv(GL_CURRENT_PROGRAM, &program);
+    gl.glGetFloatv(GL_COLOR_CLEAR_VALUE, clear);
+    EXPECT_EQ((std::array{viewport[0], viewport[1], viewport[2], viewport[3]}),
+              (std::array{1, 2, 30, 40}));
+    EXPECT_TRUE(gl.glIsEnabled(GL_SCISSOR_TEST));
+    EXPECT_FALSE(gl.glIsEnabled(GL_BLEND));
+    EXPECT_EQ(equation, GL_FUNC_SUBTRACT);
+    EXPECT_EQ(source, GL_SRC_ALPHA);
+    EXPECT_EQ(destination, GL_ONE);
+    EXPECT_EQ(program, 0);
+    EXPECT_EQ(clear[1], 0.5f);
+}
+
+TEST_F(StrokeRendererTest, ConstructionFailsQuietlyWithoutAContextAndInOneLineOnBadShaders) {
+    context.doneCurrent();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(StrokeRenderer::create(16), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    ASSERT_TRUE(context.makeCurrent(&surface));
+
+    struct Case {
+        StrokeShaderSource source;
+        std::string prefix;
+    };
+    const Case cases[] = {
+        {{.fragment = "#version 330 core\nout vec4 c;\nvoid main() { c = nowhere(); }\n"},
+         "stroke renderer: shader compile failed: "},
+        // Compiles alone, but disagrees with the vertex stage about what it passes on.
+        {{.fragment = "#version 330 core\nin vec3 pixel;\nout vec4 c;\n"
+                      "void main() { c = vec4(pixel, 1.0); }\n"},
+         "stroke renderer: pipeline creation failed: "},
+    };
+    for (const auto& [source, prefix] : cases) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(StrokeRenderer::create(16, source), nullptr);
+        const std::string printed = testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(printed.starts_with(prefix)) << printed;
+        EXPECT_GT(printed.size(), prefix.size() + 1) << "no driver log: " << printed;
+        EXPECT_EQ(std::ranges::count(printed, '\n'), 1) << printed;
+        EXPECT_TRUE(printed.ends_with('\n'));
+    }
+}
+
+}  // namespace
+}  // namespace scrawlet::ink
