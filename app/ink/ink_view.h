@@ -1,0 +1,144 @@
+// The drawing surface of one display: a transparent OpenGL window that hosts the ink canvas,
+// the stroke renderer and the overlays (text labels, caret, selection outline, marquee, hint).
+//
+// Pointer events become content points through the display transform and go to the canvas;
+// the canvas's edits request frames from a refresh-paced scheduler that pauses when idle.
+// Overlays are rasterised into one image only when they change, never per frame. A text session
+// grabs the keyboard on this window without taking the focus from the user's application.
+// `create` returns nothing when no OpenGL 3.3 context or renderer can be made. Main thread only.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QImage>
+#include <QTimer>
+#include <QWindow>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "app/ink/frame_scheduler.h"
+#include "app/ink/ink_canvas.h"
+#include "app/ink/stroke_instances.h"
+#include "core/chord.h"
+
+class QOpenGLContext;
+
+namespace scrawlet::ink {
+
+class OverlayCompositor;
+class StrokeRenderer;
+
+class InkView : public QWindow, private InkCanvas::Listener {
+    Q_OBJECT
+
+  public:
+    struct Options {
+        core::DisplayTransform transform{{0, 0}, 1, 1};
+        core::StrokeStyle style;
+        SceneCapacities capacities;
+        core::Tool tool = core::Tool::pen;
+    };
+
+    static std::unique_ptr<InkView> create(QScreen* screen, const QRect& geometry,
+                                           const Options& options);
+    ~InkView() override;
+
+    InkCanvas& canvas() { return canvas_; }
+    const InkCanvas& canvas() const { return canvas_; }
+    const StrokeInstanceBuilder& instances() const { return builder_; }
+    const FrameScheduler& frames() const { return scheduler_; }
+
+    void setTool(core::Tool tool);
+    void setStyle(const core::StrokeStyle& style) { canvas_.setStyle(style); }
+    void setTimeToLive(std::optional<double> seconds);
+    void setCursorEnabled(bool enabled);
+    // Over the control panel the cursor is the arrow whatever the tool.
+    void setPointerOverControlPanel(std::function<bool()> test) {
+        overControlPanel_ = std::move(test);
+    }
+    void setOnTypingChord(std::function<bool(const core::Chord&)> handler) {
+        onTypingChord_ = std::move(handler);
+    }
+
+    // Region selection for captures: a drag reports its rectangle in view points.
+    void setSelectingCaptureRegion(bool selecting);
+    bool isSelectingCaptureRegion() const { return selectingRegion_; }
+    void setOnRegionSelected(std::function<void(const QRectF&)> handler) {
+        onRegionSelected_ = std::move(handler);
+    }
+
+    void reanchor(const core::DisplayTransform& transform);
+    void showHint(const QString& text, bool sticky);
+    void hideHint();
+    void prewarm();
+    void stop();
+
+    bool undo() { return canvas_.undo(); }
+    bool redo() { return canvas_.redo(); }
+
+    // Draws a frame now if one is owed (tests and the synthetic driver use it).
+    void drawIfOwed();
+    double now() const;
+
+  protected:
+    bool event(QEvent* event) override;
+    void exposeEvent(QExposeEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    InkView(QScreen* screen, const Options& options);
+    bool initialiseGraphics();
+
+    // InkCanvas::Listener
+    void frameRequested() override;
+    void textItemsChanged() override;
+    void selectionChanged() override;
+    void textSessionChanged() override;
+    bool captureKeyboard() override;
+    void releaseKeyboard() override;
+
+    void tick();
+    void scheduleTick();
+    void render();
+    void overlaysChanged();
+    void rasteriseOverlays();
+    core::ContentPoint contentPoint(const QPointF& position) const;
+    core::ContentRect measureText(int index, const core::TextSpan& span) const;
+    void applyCursor();
+
+    InkCanvas canvas_;
+    core::DisplayTransform transform_;
+    std::vector<SegmentInstance> instanceStorage_;
+    StrokeInstanceBuilder builder_;
+    FrameScheduler scheduler_;
+    QTimer tickTimer_;
+    QTimer hintTimer_;
+    QElapsedTimer clock_;
+
+    QOpenGLContext* context_ = nullptr;
+    std::unique_ptr<StrokeRenderer> renderer_;
+    std::unique_ptr<OverlayCompositor> compositor_;
+    int uploadedInstances_ = 0;
+    bool overlaysDirty_ = false;
+    QImage overlayImage_;
+
+    QString hintText_;
+    bool selectingRegion_ = false;
+    std::optional<QPointF> regionOrigin_;
+    QRectF regionRect_;
+    bool cursorEnabled_ = true;
+    bool pointerInside_ = false;
+    std::optional<Qt::CursorShape> appliedCursor_;
+    std::function<bool()> overControlPanel_;
+    std::function<bool(const core::Chord&)> onTypingChord_;
+    std::function<void(const QRectF&)> onRegionSelected_;
+    bool leftButtonDown_ = false;
+};
+
+}  // namespace scrawlet::ink

@@ -1,0 +1,165 @@
+#include "app/ink/ink_view.h"
+
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTest>
+#include <QWindow>
+
+#include "tests/e2e/x_session.h"
+
+namespace scrawlet::ink {
+namespace {
+
+const core::StrokeStyle kRed{{255, 0, 0, 255}, 6, 1, core::InkBlend::normal};
+constexpr int kSize = 200;
+
+class InkViewTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        e2e::XSessionEnvironment::session().exportToProcess();
+        application = new QGuiApplication(argc, argv);
+    }
+    static void TearDownTestSuite() {
+        delete application;
+        application = nullptr;
+    }
+
+    void SetUp() override {
+        InkView::Options options;
+        options.style = kRed;
+        options.capacities = {4096, 64, 0, 16};
+        view =
+            InkView::create(QGuiApplication::primaryScreen(), QRect(40, 40, kSize, kSize), options);
+        ASSERT_TRUE(view) << "no OpenGL 3.3 surface";
+        view->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+        settle();
+    }
+
+    // Lets queued events and owed frames run, then waits until the clock has nothing owed.
+    void settle() {
+        QCoreApplication::processEvents();
+        view->drawIfOwed();
+        QCoreApplication::processEvents();
+    }
+
+    QImage grab() {
+        settle();
+        return view->screen()
+            ->grabWindow(view->winId())
+            .toImage()
+            .convertToFormat(QImage::Format_ARGB32);
+    }
+
+    void drag(QPoint from, QPoint to) {
+        QTest::mousePress(view.get(), Qt::LeftButton, {}, from);
+        for (int i = 1; i <= 8; ++i) {
+            QTest::mouseMove(view.get(), from + (to - from) * i / 8);
+        }
+        QTest::mouseRelease(view.get(), Qt::LeftButton, {}, to);
+        settle();
+    }
+
+    void type(const char* text) {
+        for (const char* c = text; *c; ++c) {
+            QTest::keyClick(view.get(), *c);
+        }
+    }
+
+    static int redPixels(const QImage& image) {
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QRgb p = image.pixel(x, y);
+                count += (qRed(p) > 200 && qGreen(p) < 60 && qBlue(p) < 60) ? 1 : 0;
+            }
+        }
+        return count;
+    }
+
+    static inline int argc = 1;
+    static inline char arg0[] = "scrawlet_e2e_tests";
+    static inline char* argv[] = {arg0, nullptr};
+    static inline QGuiApplication* application = nullptr;
+    std::unique_ptr<InkView> view;
+};
+
+TEST_F(InkViewTest, ADragDrawsInkUnderThePointerAndUndoRemovesIt) {
+    EXPECT_EQ(redPixels(grab()), 0);
+    drag({20, 100}, {180, 100});
+    EXPECT_EQ(view->canvas().scene().spanCount(), 1);
+    const QImage drawn = grab();
+    EXPECT_GT(redPixels(drawn), 160 * 4) << "a 6-pixel line 160 long";
+    const QRgb centre = drawn.pixel(100, 100);
+    EXPECT_GT(qRed(centre), 200);
+    EXPECT_LT(qGreen(centre), 60);
+    EXPECT_LT(qRed(drawn.pixel(100, 130)), 100) << "nothing far from the stroke";
+
+    EXPECT_TRUE(view->undo());
+    EXPECT_EQ(redPixels(grab()), 0);
+    EXPECT_TRUE(view->redo());
+    EXPECT_GT(redPixels(grab()), 160 * 4);
+}
+
+TEST_F(InkViewTest, RightClickClearsForGoodAndTheClockPausesWhenIdle) {
+    drag({20, 50}, {150, 60});
+    QTest::mousePress(view.get(), Qt::RightButton, {}, {100, 100});
+    EXPECT_EQ(redPixels(grab()), 0);
+    EXPECT_FALSE(view->undo());
+    // Thirty idle ticks at the refresh rate, then nothing runs until the next input.
+    QTRY_VERIFY_WITH_TIMEOUT(!view->frames().isRunning(), 5000);
+    const auto ticks = view->frames().tickCount();
+    QTest::qWait(100);
+    EXPECT_EQ(view->frames().tickCount(), ticks);
+}
+
+TEST_F(InkViewTest, ShapesPreviewWhileDraggingAndCommitOnRelease) {
+    view->setTool(core::Tool::rectangle);
+    QTest::mousePress(view.get(), Qt::LeftButton, {}, {30, 30});
+    QTest::mouseMove(view.get(), {170, 150});
+    settle();
+    ASSERT_TRUE(view->canvas().liveShape());
+    EXPECT_GT(redPixels(grab()), 100) << "the live preview is drawn";
+    EXPECT_EQ(view->canvas().scene().spanCount(), 0);
+    QTest::mouseRelease(view.get(), Qt::LeftButton, {}, {170, 150});
+    EXPECT_EQ(view->canvas().scene().span(0).count, 5);
+    const QImage image = grab();
+    EXPECT_GT(qRed(image.pixel(100, 30)), 200) << "top edge";
+    EXPECT_LT(qRed(image.pixel(100, 90)), 100) << "inside is empty";
+}
+
+TEST_F(InkViewTest, TypedTextIsCommittedByEscapeAndShown) {
+    view->setTool(core::Tool::text);
+    QTest::mouseClick(view.get(), Qt::LeftButton, {}, {40, 100});
+    ASSERT_TRUE(view->canvas().textSession()) << "the keyboard grab failed";
+    type("Hi");
+    QTest::keyClick(view.get(), Qt::Key_Return);
+    type("yo");
+    QTest::keyClick(view.get(), Qt::Key_Backspace);
+    QTest::keyClick(view.get(), Qt::Key_Escape);
+    ASSERT_FALSE(view->canvas().textSession());
+    ASSERT_EQ(view->canvas().textScene().count(), 1);
+    EXPECT_EQ(view->canvas().textScene().span(0).text, "Hi\ny");
+    EXPECT_GT(redPixels(grab()), 20) << "the label is drawn in the ink colour";
+}
+
+TEST_F(InkViewTest, TypingChordsGoToTheHandlerWhileTextIsOpen) {
+    std::vector<core::Chord> chords;
+    view->setOnTypingChord([&](const core::Chord& chord) {
+        chords.push_back(chord);
+        return true;
+    });
+    view->setTool(core::Tool::text);
+    QTest::mouseClick(view.get(), Qt::LeftButton, {}, {40, 100});
+    ASSERT_TRUE(view->canvas().textSession());
+    QTest::keyClick(view.get(), Qt::Key_P, Qt::ControlModifier);
+    ASSERT_EQ(chords.size(), 1u);
+    EXPECT_EQ(chords[0], (core::Chord{core::Chord::Modifiers::control, core::ChordKey::p}));
+    EXPECT_EQ(view->canvas().textSession()->buffer, "");
+}
+
+}  // namespace
+}  // namespace scrawlet::ink
