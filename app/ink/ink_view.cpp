@@ -6,6 +6,7 @@
 #include <QOpenGLContext>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPalette>
 #include <QScreen>
 #include <cmath>
 
@@ -18,7 +19,7 @@ namespace scrawlet::ink {
 namespace {
 
 constexpr double kTransientHintSeconds = 1.4;
-const QColor kOutlineColour(61, 133, 255);
+constexpr int kCaretBlinkMilliseconds = 500;
 
 QFont textFont(const core::StrokeStyle& style, double zoom) {
     QFont font = QGuiApplication::font();
@@ -108,6 +109,11 @@ InkView::InkView(QScreen* screen, const Options& options)
     connect(&tickTimer_, &QTimer::timeout, this, [this] { tick(); });
     hintTimer_.setSingleShot(true);
     connect(&hintTimer_, &QTimer::timeout, this, [this] { hideHint(); });
+    caretBlinkTimer_.setInterval(kCaretBlinkMilliseconds);
+    connect(&caretBlinkTimer_, &QTimer::timeout, this, [this] {
+        caretBarShown_ = !caretBarShown_;
+        overlaysChanged();
+    });
 }
 
 InkView::~InkView() {
@@ -346,13 +352,15 @@ void InkView::rasteriseOverlays() {
         painter.setBrush(Qt::NoBrush);
         painter.drawRoundedRect(QRectF(caret.box.x, caret.box.y, caret.box.width, caret.box.height),
                                 3, 3);
-        painter.fillRect(QRectF(caret.bar.x, caret.bar.y, caret.bar.width, caret.bar.height),
-                         colour);
+        if (caretBarShown_) {
+            painter.fillRect(QRectF(caret.bar.x, caret.bar.y, caret.bar.width, caret.bar.height),
+                             colour);
+        }
         painter.restore();
     }
     if (const auto outline = canvas_.selectionOutline()) {
         const auto topLeft = transform_.viewportPoint({outline->x, outline->y});
-        QPen dashed(kOutlineColour, 1.5);
+        QPen dashed(QGuiApplication::palette().highlight().color(), 1.5);
         dashed.setDashPattern({6 / 1.5, 4 / 1.5});
         painter.setPen(dashed);
         painter.setBrush(Qt::NoBrush);
@@ -439,6 +447,11 @@ void InkView::mouseDoubleClickEvent(QMouseEvent* event) {
 }
 
 void InkView::mouseMoveEvent(QMouseEvent* event) {
+    // Motion proves the pointer is inside even when no enter event came first.
+    if (!pointerInside_) {
+        pointerInside_ = true;
+        applyCursor();
+    }
     if (!leftButtonDown_) {
         return;
     }

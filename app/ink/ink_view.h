@@ -119,6 +119,8 @@ class InkView : public QWindow, private InkCanvas::Listener {
     FrameScheduler scheduler_;
     QTimer tickTimer_;
     QTimer hintTimer_;
+    QTimer caretBlinkTimer_;
+    bool caretBarShown_ = true;
     QElapsedTimer clock_;
 
     QOpenGLContext* context_ = nullptr;

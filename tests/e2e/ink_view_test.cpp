@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
+#include <QFile>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWindow>
 
+#include "app/shell/frontmost_log.h"
 #include "tests/e2e/x_session.h"
 
 namespace scrawlet::ink {
@@ -110,7 +113,7 @@ TEST_F(InkViewTest, RightClickClearsForGoodAndTheClockPausesWhenIdle) {
     EXPECT_EQ(redPixels(grab()), 0);
     EXPECT_FALSE(view->undo());
     // Thirty idle ticks at the refresh rate, then nothing runs until the next input.
-    QTRY_VERIFY_WITH_TIMEOUT(!view->frames().isRunning(), 5000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->frames().isRunning(); }, 5000));
     const auto ticks = view->frames().tickCount();
     QTest::qWait(100);
     EXPECT_EQ(view->frames().tickCount(), ticks);
@@ -159,6 +162,37 @@ TEST_F(InkViewTest, TypingChordsGoToTheHandlerWhileTextIsOpen) {
     ASSERT_EQ(chords.size(), 1u);
     EXPECT_EQ(chords[0], (core::Chord{core::Chord::Modifiers::control, core::ChordKey::p}));
     EXPECT_EQ(view->canvas().textSession()->buffer, "");
+}
+
+TEST_F(InkViewTest, FadingInkKeepsFramesComingForItsLifetimeThenThePauseComes) {
+    view->setTimeToLive(0.3);
+    drag({20, 100}, {180, 100});
+    const auto framesAtRelease = view->frames().frameCount();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->frames().isRunning(); }, 5000));
+    EXPECT_GT(view->frames().frameCount(), framesAtRelease + 5) << "the fade was animated";
+    view->setTimeToLive(std::nullopt);  // a frame without fading would show the ink again
+    view->setTimeToLive(0.3);
+    EXPECT_EQ(redPixels(grab()), 0) << "expired ink is drawn with no opacity";
+}
+
+TEST_F(InkViewTest, CursorFollowsTheToolAndEachChangeIsLogged) {
+    const QString path = QDir::temp().filePath("scrawlet-ink-view-cursor.jsonl");
+    auto& log = shell::FrontmostLog::shared();
+    ASSERT_TRUE(log.start(path.toStdString()));
+    QTest::mouseMove(view.get(), {100, 100});
+    EXPECT_TRUE(QTest::qWaitFor([&] { return view->cursor().shape() == Qt::CrossCursor; }, 2000));
+    view->setTool(core::Tool::text);
+    EXPECT_EQ(view->cursor().shape(), Qt::IBeamCursor);
+    view->setTool(core::Tool::line);
+    view->setTool(core::Tool::pen);  // same cursor: no new record
+    log.finish("test");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray text = file.readAll();
+    EXPECT_TRUE(text.contains("\"note\":\"cursor=crosshair tool=pen enabled=true inside=true\""));
+    EXPECT_TRUE(text.contains("\"note\":\"cursor=iBeam tool=text enabled=true inside=true\""));
+    EXPECT_EQ(text.count("cursorChanged"), 3);
+    file.remove();
 }
 
 }  // namespace
