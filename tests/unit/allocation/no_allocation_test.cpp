@@ -9,17 +9,21 @@
 
 #include "core/stroke_scene.h"
 #include "core/undo_history.h"
+#include "tests/unit/allocation/allocation_counter.h"
 
-namespace {
+namespace scrawlet::testing {
 
-std::atomic<bool> counting{false};
-std::atomic<long> allocations{0};
+std::atomic<bool> countingAllocations{false};
+std::atomic<long> allocationCount{0};
 
-}  // namespace
+}  // namespace scrawlet::testing
+
+using scrawlet::testing::allocationCount;
+using scrawlet::testing::countingAllocations;
 
 void* operator new(std::size_t size) {
-    if (counting.load(std::memory_order_relaxed)) {
-        allocations.fetch_add(1, std::memory_order_relaxed);
+    if (countingAllocations.load(std::memory_order_relaxed)) {
+        allocationCount.fetch_add(1, std::memory_order_relaxed);
     }
     if (void* p = std::malloc(size == 0 ? 1 : size)) {
         return p;
@@ -27,21 +31,17 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
 
 namespace scrawlet::core {
 namespace {
 
-class CountingScope {
-public:
-    CountingScope() {
-        allocations = 0;
-        counting = true;
-    }
-    ~CountingScope() { counting = false; }
-    long count() const { return allocations.load(); }
-};
+using CountingScope = scrawlet::testing::AllocationCounter;
 
 TEST(DrawingAllocations, CounterSeesAnAllocation) {
     CountingScope scope;
