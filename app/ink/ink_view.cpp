@@ -252,8 +252,8 @@ void InkView::tick() {
     scheduleTick();
 }
 
-void InkView::drawIfOwed() {
-    if (scheduler_.hasPendingInput()) {
+void InkView::drawIfDue() {
+    if (scheduler_.hasPendingInput() && scheduler_.nextTickTime() <= now()) {
         tickTimer_.stop();
         tick();
     }
@@ -434,7 +434,7 @@ void InkView::mousePressEvent(QMouseEvent* event) {
         return;
     }
     canvas_.pointerDown(contentPoint(event->position()), modifiersOf(event), 1, now());
-    drawIfOwed();
+    drawIfDue();
 }
 
 void InkView::mouseDoubleClickEvent(QMouseEvent* event) {
@@ -443,7 +443,7 @@ void InkView::mouseDoubleClickEvent(QMouseEvent* event) {
     }
     leftButtonDown_ = true;
     canvas_.pointerDown(contentPoint(event->position()), modifiersOf(event), 2, now());
-    drawIfOwed();
+    drawIfDue();
 }
 
 void InkView::mouseMoveEvent(QMouseEvent* event) {
@@ -463,7 +463,7 @@ void InkView::mouseMoveEvent(QMouseEvent* event) {
         return;
     }
     canvas_.pointerDrag(contentPoint(event->position()), modifiersOf(event));
-    drawIfOwed();
+    drawIfDue();
 }
 
 void InkView::mouseReleaseEvent(QMouseEvent* event) {
@@ -479,7 +479,7 @@ void InkView::mouseReleaseEvent(QMouseEvent* event) {
         return;
     }
     canvas_.pointerUp(contentPoint(event->position()), modifiersOf(event), now());
-    drawIfOwed();
+    drawIfDue();
 }
 
 void InkView::keyPressEvent(QKeyEvent* event) {

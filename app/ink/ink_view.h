@@ -77,8 +77,9 @@ class InkView : public QWindow, private InkCanvas::Listener {
     bool undo() { return canvas_.undo(); }
     bool redo() { return canvas_.redo(); }
 
-    // Draws a frame now if one is owed (tests and the synthetic driver use it).
-    void drawIfOwed();
+    // Draws now when a frame is owed and the last one is at least a refresh interval old, so
+    // input after a quiet spell does not wait for the timer; otherwise the timer draws it.
+    void drawIfDue();
     double now() const;
 
   protected:
