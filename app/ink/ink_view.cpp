@@ -19,6 +19,8 @@ namespace scrawlet::ink {
 namespace {
 
 constexpr double kTransientHintSeconds = 1.4;
+constexpr double kHintFadeInSeconds = 0.12;
+constexpr double kHintFadeOutSeconds = 0.18;
 constexpr int kCaretBlinkMilliseconds = 500;
 
 QFont textFont(const core::StrokeStyle& style, double zoom) {
@@ -178,6 +180,8 @@ void InkView::reanchor(const core::DisplayTransform& transform) {
 
 void InkView::showHint(const QString& text, bool sticky) {
     hintText_ = text;
+    hintShownAt_ = now();
+    hintHidingSince_.reset();
     if (sticky) {
         hintTimer_.stop();
     } else {
@@ -188,10 +192,17 @@ void InkView::showHint(const QString& text, bool sticky) {
 
 void InkView::hideHint() {
     hintTimer_.stop();
-    if (!hintText_.isEmpty()) {
-        hintText_.clear();
+    if (!hintText_.isEmpty() && !hintHidingSince_) {
+        hintHidingSince_ = now();
         overlaysChanged();
     }
+}
+
+double InkView::hintOpacity(double time) const {
+    if (hintHidingSince_) {
+        return std::clamp(1.0 - (time - *hintHidingSince_) / kHintFadeOutSeconds, 0.0, 1.0);
+    }
+    return std::clamp((time - hintShownAt_) / kHintFadeInSeconds, 0.0, 1.0);
 }
 
 void InkView::prewarm() {
@@ -275,8 +286,15 @@ void InkView::render() {
     }
     const qreal ratio = devicePixelRatio();
     const QSize pixels(static_cast<int>(width() * ratio), static_cast<int>(height() * ratio));
-    if (overlaysDirty_) {
-        rasteriseOverlays();
+    // While the hint fades, its opacity changes every frame and the overlay with it.
+    const double opacity = hintText_.isEmpty() ? 1.0 : hintOpacity(time);
+    const bool hintFading = !hintText_.isEmpty() && (hintHidingSince_ || opacity < 1.0);
+    if (hintHidingSince_ && opacity <= 0) {
+        hintText_.clear();
+        hintHidingSince_.reset();
+    }
+    if (overlaysDirty_ || hintFading) {
+        rasteriseOverlays(opacity);
         compositor_->upload(overlayImage_);
         overlaysDirty_ = false;
     }
@@ -287,6 +305,9 @@ void InkView::render() {
     compositor_->draw();
     context_->swapBuffers(this);
     scheduler_.frameFinished(time, true);
+    if (hintFading) {
+        frameRequested();
+    }
 }
 
 core::ContentRect InkView::measureText(int index, const core::TextSpan& span) const {
@@ -297,7 +318,7 @@ core::ContentRect InkView::measureText(int index, const core::TextSpan& span) co
     return {span.position.x, span.position.y - lineHeight, size.width(), size.height()};
 }
 
-void InkView::rasteriseOverlays() {
+void InkView::rasteriseOverlays(double hintOpacity) {
     const qreal ratio = devicePixelRatio();
     const QSize pixels(static_cast<int>(width() * ratio), static_cast<int>(height() * ratio));
     if (overlayImage_.size() != pixels) {
@@ -380,6 +401,7 @@ void InkView::rasteriseOverlays() {
             QFontMetricsF(font).boundingRect(QRectF(0, 0, hintMaximumTextWidth(host), 1e4),
                                              Qt::AlignHCenter | Qt::TextWordWrap, hintText_);
         const ViewRect bubble = hintBubble(host, bounds.width(), bounds.height());
+        painter.setOpacity(hintOpacity);
         const QRectF bubbleRect(bubble.x, bubble.y, bubble.width, bubble.height);
         painter.setPen(Qt::NoPen);
         painter.setBrush(QColor::fromRgbF(0.08f, 0.08f, 0.08f, 0.82f));

@@ -108,7 +108,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
     void scheduleTick();
     void render();
     void overlaysChanged();
-    void rasteriseOverlays();
+    void rasteriseOverlays(double hintOpacity);
     core::ContentPoint contentPoint(const QPointF& position) const;
     core::ContentRect measureText(int index, const core::TextSpan& span) const;
     void applyCursor();
@@ -132,6 +132,10 @@ class InkView : public QWindow, private InkCanvas::Listener {
     QImage overlayImage_;
 
     QString hintText_;
+    double hintShownAt_ = 0;
+    std::optional<double> hintHidingSince_;
+    // The hint's opacity at `time`: fading in after `showHint`, out after `hideHint`.
+    double hintOpacity(double time) const;
     bool selectingRegion_ = false;
     std::optional<QPointF> regionOrigin_;
     QRectF regionRect_;

@@ -118,6 +118,7 @@ void OverlayCompositor::draw() {
     if (isEmpty()) {
         return;
     }
+    gl_->glViewport(0, 0, width_, height_);
     gl_->glUseProgram(program_);
     gl_->glBindVertexArray(vertexArray_);
     gl_->glActiveTexture(GL_TEXTURE0);

@@ -24,7 +24,8 @@ class OverlayCompositor {
 
     // `image` must be Format_RGBA8888_Premultiplied; an empty image clears the overlay.
     void upload(const QImage& image);
-    // Blends the overlay over the bound framebuffer (premultiplied source-over).
+    // Blends the overlay over the bound framebuffer (premultiplied source-over), covering the
+    // framebuffer's top-left corner at the image's size: the image is the drawable's size.
     void draw();
     bool isEmpty() const { return width_ == 0; }
 

@@ -145,7 +145,10 @@ TEST_F(InkViewTest, TypedTextIsCommittedByEscapeAndShown) {
     ASSERT_FALSE(view->canvas().textSession());
     ASSERT_EQ(view->canvas().textScene().count(), 1);
     EXPECT_EQ(view->canvas().textScene().span(0).text, "Hi\ny");
-    EXPECT_GT(redPixels(grab()), 20) << "the label is drawn in the ink colour";
+    const QImage image = grab();
+    EXPECT_GT(redPixels(image.copy(40, 40, 60, 60)), 20) << "the first line sits on the click";
+    EXPECT_GT(redPixels(image.copy(40, 100, 60, 60)), 5) << "the second line hangs below it";
+    EXPECT_EQ(redPixels(image.copy(0, 0, 38, kSize)), 0);
 }
 
 TEST_F(InkViewTest, TypingChordsGoToTheHandlerWhileTextIsOpen) {
@@ -172,6 +175,26 @@ TEST_F(InkViewTest, FadingInkKeepsFramesComingForItsLifetimeThenThePauseComes) {
     view->setTimeToLive(std::nullopt);  // a frame without fading would show the ink again
     view->setTimeToLive(0.3);
     EXPECT_EQ(redPixels(grab()), 0) << "expired ink is drawn with no opacity";
+}
+
+TEST_F(InkViewTest, TransientHintShowsAboveTheBottomThenFadesAway) {
+    const QImage empty = grab();
+    const auto changedPixels = [&] {
+        const QImage now = grab();
+        int changed = 0;
+        for (int y = 0; y < now.height(); ++y) {
+            for (int x = 0; x < now.width(); ++x) {
+                changed += now.pixel(x, y) != empty.pixel(x, y) ? 1 : 0;
+            }
+        }
+        return changed;
+    };
+    view->showHint("Pen", false);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return changedPixels() > 200; }, 2000));
+    const QImage shown = grab();
+    EXPECT_EQ(shown.pixel(100, 10), empty.pixel(100, 10)) << "the bubble sits low";
+    EXPECT_NE(shown.pixel(100, 200 - 96 - 5), empty.pixel(100, 200 - 96 - 5));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return changedPixels() == 0; }, 4000));
 }
 
 TEST_F(InkViewTest, CursorFollowsTheToolAndEachChangeIsLogged) {
