@@ -305,6 +305,9 @@ void InkView::render() {
     compositor_->draw();
     context_->swapBuffers(this);
     scheduler_.frameFinished(time, true);
+    if (onFrameSwapped_) {
+        onFrameSwapped_(now(), canvas_.eventCount());
+    }
     if (hintFading) {
         frameRequested();
     }

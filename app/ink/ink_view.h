@@ -12,6 +12,7 @@
 #include <QImage>
 #include <QTimer>
 #include <QWindow>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -81,6 +82,11 @@ class InkView : public QWindow, private InkCanvas::Listener {
     // input after a quiet spell does not wait for the timer; otherwise the timer draws it.
     void drawIfDue();
     double now() const;
+    // Runs after each swap with the monotonic time the swap returned and the canvas's event
+    // count then, so that latency measurements can pair frames with the input they show.
+    void setOnFrameSwapped(std::function<void(double, std::uint64_t)> handler) {
+        onFrameSwapped_ = std::move(handler);
+    }
 
   protected:
     bool event(QEvent* event) override;
@@ -145,6 +151,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
     std::function<bool()> overControlPanel_;
     std::function<bool(const core::Chord&)> onTypingChord_;
     std::function<void(const QRectF&)> onRegionSelected_;
+    std::function<void(double, std::uint64_t)> onFrameSwapped_;
     bool leftButtonDown_ = false;
 };
 
