@@ -4,7 +4,7 @@ SANITIZE_DIR ?= build-sanitize
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSCRAWLET_WERROR=ON
 
-.PHONY: deps configure build run test bench clean format
+.PHONY: deps configure build run test bench bench-e2e clean format
 
 deps:
 	@scripts/install-deps
@@ -30,6 +30,11 @@ test: build
 bench: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_bench
 	@$(BUILD_DIR)/bench/scrawlet_bench
+
+# Latency and CPU of the ink view under a private Xvfb; never part of `make test`.
+bench-e2e: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_ink_latency
+	@$(BUILD_DIR)/bench/scrawlet_ink_latency
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
