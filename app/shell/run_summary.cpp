@@ -1,0 +1,339 @@
+#include "app/shell/run_summary.h"
+
+#include <fcntl.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <concepts>
+#include <cstring>
+#include <ctime>
+
+#include "app/platform/file_io.h"
+#include "core/enum_traits.h"
+#include "core/json_text.h"
+#include "core/number_format.h"
+
+namespace scrawlet::shell {
+namespace {
+
+// Appends members in call order: the order is part of the format, so no map in between.
+class OrderedObject {
+  public:
+    OrderedObject() {
+        text_.reserve(4096);
+        text_ += '{';
+    }
+
+    OrderedObject& text(std::string_view key, std::string_view value) {
+        name(key);
+        core::appendJsonString(text_, value);
+        return *this;
+    }
+    OrderedObject& flag(std::string_view key, bool value) {
+        name(key);
+        text_ += value ? "true" : "false";
+        return *this;
+    }
+    template <std::integral T>
+    requires(!std::same_as<T, bool>) OrderedObject& count(std::string_view key, T value) {
+        name(key);
+        text_ += std::to_string(value);
+        return *this;
+    }
+    OrderedObject& number(std::string_view key, double value) {
+        name(key);
+        text_ += core::shortestDecimal(std::isfinite(value) ? value : 0.0);
+        return *this;
+    }
+    OrderedObject& fixed(std::string_view key, double value, int digits) {
+        name(key);
+        text_ += core::fixedDecimal(value, digits);
+        return *this;
+    }
+    OrderedObject& colour(std::string_view key, const core::Colour& value) {
+        return text(key, value.hexString());
+    }
+    template <class E>
+    OrderedObject& raw(std::string_view key, E value) {
+        return text(key, core::rawValue(value));
+    }
+    OrderedObject& activity(std::string_view prefix, const AidActivity& aid) {
+        const std::string p(prefix);
+        flag(p + "Enabled", aid.enabled);
+        flag(p + "Active", aid.active);
+        count(p + "PresentedFrames", aid.presentedFrames);
+        return count(p + "IdleTicks", aid.idleTicks);
+    }
+
+    std::string close() && {
+        text_ += '}';
+        return std::move(text_);
+    }
+
+  private:
+    void name(std::string_view key) {
+        if (text_.size() > 1) {
+            text_ += ',';
+        }
+        core::appendJsonString(text_, key);
+        text_ += ':';
+    }
+
+    std::string text_;
+};
+
+std::string joinedRawValues(const std::vector<core::ActionID>& actions) {
+    std::string joined;
+    for (const core::ActionID action : actions) {
+        if (!joined.empty()) {
+            joined += ',';
+        }
+        joined += core::rawValue(action);
+    }
+    return joined;
+}
+
+// The value of one os-release assignment: shell-style quotes removed, and inside double
+// quotes the four escapes the format allows.
+std::string unquoted(std::string_view value) {
+    if (value.size() < 2 || (value.front() != '"' && value.front() != '\'') ||
+        value.back() != value.front()) {
+        return std::string(value);
+    }
+    const bool escapes = value.front() == '"';
+    value = value.substr(1, value.size() - 2);
+    std::string out;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        if (escapes && value[i] == '\\' && i + 1 < value.size() &&
+            std::string_view("\"\\$`").find(value[i + 1]) != std::string_view::npos) {
+            ++i;
+        }
+        out += value[i];
+    }
+    return out;
+}
+
+std::string errorText(const std::filesystem::path& file, std::string_view action, int error) {
+    return std::string(action) + " " + file.string() + ": " + std::strerror(error);
+}
+
+}  // namespace
+
+RunSummaryInput RunSummaryInput::fromConfig(const DrawConfig& config) {
+    RunSummaryInput input;
+    input.transport = config.transport;
+    input.syntheticHz = config.syntheticHz;
+    input.textCapacity = config.limits.textCapacity;
+    input.pointCapacity = config.limits.pointCapacity;
+    input.strokeWidthPoints = config.widthPoints;
+    input.scriptedActions = config.scriptedActions;
+    input.allocationSelfTest = config.allocationSelfTest;
+    return input;
+}
+
+std::string summaryJson(const RunSummaryInput& in) {
+    // Without the audit there is nothing to count; zeros keep the keys comparable across builds.
+    const AllocationAuditTotals audit = in.audit.compiledIn ? in.audit : AllocationAuditTotals{};
+    OrderedObject o;
+    o.text("kind", "drawSummary")
+        .text("reason", in.reason)
+        .text("buildConfiguration", in.buildConfiguration)
+        .flag("auditCompiledIn", audit.compiledIn)
+        .flag("auditArmed", audit.armed)
+        .flag("allocationSelfTest", in.allocationSelfTest)
+        .flag("latencyProbeAttached", in.latencyProbeAttached)
+        .count("latencyProbeEvents", in.latencyProbeEvents)
+        .fixed("durationSeconds", in.durationSeconds, 3)
+        .raw("transport", in.transport)
+        .number("syntheticHz", in.syntheticHz)
+        .count("panels", in.panels)
+        .count("eventCount", in.ink.eventCount)
+        .count("draggedEventCount", in.ink.draggedEventCount)
+        .count("strokeCount", in.ink.strokeCount)
+        .count("visibleSpanCount", in.ink.visibleSpanCount)
+        .count("reclaimablePointCount", in.ink.reclaimablePointCount)
+        .count("visibleTextCount", in.ink.visibleTextCount)
+        .count("droppedTextCount", in.ink.droppedTextCount)
+        .count("textCapacity", in.textCapacity)
+        .text("scriptedActions", joinedRawValues(in.scriptedActions))
+        .count("captureFrameCount", in.capture.frameCount)
+        .count("captureSelfCaptureFrames", in.capture.selfCaptureFrames)
+        .count("captureRebuilds", in.capture.rebuilds);
+
+    o.activity("lens", in.lens.activity)
+        .number("lensLevel", in.lens.level)
+        .number("lensSizePoints", in.lens.sizePoints);
+    o.activity("fullScreenZoom", in.fullScreenZoom.activity)
+        .number("fullScreenZoomLevel", in.fullScreenZoom.level)
+        .number("fullScreenZoomPanEasing", in.fullScreenZoom.panEasing);
+    o.activity("spotlight", in.spotlight.activity)
+        .raw("spotlightShape", in.spotlight.shape)
+        .number("spotlightSizePoints", in.spotlight.sizePoints)
+        .number("spotlightDimOpacity", in.spotlight.dimOpacity)
+        .flag("spotlightDimAllDisplays", in.spotlight.dimAllDisplays);
+    const CursorHighlightSummary& highlight = in.cursorHighlight;
+    o.activity("cursorHighlight", highlight.activity)
+        .raw("cursorHighlightShape", highlight.shape)
+        .number("cursorHighlightSizePoints", highlight.sizePoints)
+        .colour("cursorHighlightColour", highlight.colour)
+        .number("cursorHighlightOpacity", highlight.opacity)
+        .number("cursorHighlightBorderWidthPoints", highlight.borderWidthPoints)
+        .flag("cursorHighlightClickRipple", highlight.clickRipple);
+    const KeystrokeDisplaySummary& keys = in.keystrokeDisplay;
+    o.flag("keystrokeDisplayEnabled", keys.enabled)
+        .flag("keystrokeDisplayActive", keys.active)
+        .count("keystrokeDisplayShownCount", keys.shownCount)
+        .raw("keystrokeDisplayPosition", keys.position)
+        .number("keystrokeDisplaySizePoints", keys.sizePoints)
+        .raw("keystrokeDisplayFadeMode", keys.fadeMode);
+
+    o.raw("zoomLensShape", in.zoomLensShape)
+        .text("captureDestinationFolder", in.captureDestinationFolder)
+        .count("captureHistoryCount", in.captureHistoryCount)
+        .colour("whiteboardBoardColour", in.whiteboardBoardColour)
+        .flag("settingsWindowEnabled", in.settingsWindowEnabled)
+        .flag("settingsWindowActive", in.settingsWindowActive)
+        .flag("onboardingActive", in.onboardingActive)
+        .flag("onboardingCompleted", in.onboardingCompleted)
+        .flag("aboutActive", in.aboutActive)
+        .text("aboutName", in.aboutName)
+        .text("aboutVersion", in.aboutVersion)
+        .text("aboutBuild", in.aboutBuild)
+        .text("aboutIconSource", in.aboutIconSource)
+        .flag("sparkleStarted", in.updaterStarted)
+        .flag("sparkleAutomaticChecks", in.updaterAutomaticChecks)
+        .text("sparkleFeedURL", in.updaterFeedUrl)
+        .colour("penColour", in.penColour)
+        .number("penWidthPoints", in.penWidthPoints)
+        .number("penOpacity", in.penOpacity);
+
+    o.count("frameCount", in.ink.frameCount)
+        .count("deferredFrameCount", in.ink.deferredFrameCount)
+        .count("tickCount", in.ink.tickCount)
+        .count("idleTickCount", in.ink.idleTickCount)
+        .count("instanceCount", in.ink.instanceCount)
+        .count("droppedPointCount", in.ink.droppedPointCount)
+        .count("droppedStrokeCount", in.ink.droppedStrokeCount)
+        .count("droppedInstanceCount", in.ink.droppedInstanceCount)
+        .count("handlerIntervals", audit.handlerIntervals)
+        .count("handlerAllocations", audit.handlerAllocations)
+        .count("handlerFrees", audit.handlerFrees)
+        .count("worstIntervalAllocations", audit.worstIntervalAllocations)
+        .count("mainThreadAllocationsOutsideHandler", audit.mainThreadAllocationsOutsideHandler)
+        .flag("everBecameFrontmost", in.everBecameFrontmost)
+        .count("pointCapacity", in.pointCapacity)
+        .number("strokeWidthPoints", in.strokeWidthPoints)
+        .number("backingScaleFactor", in.backingScaleFactor)
+        .number("nominalRefreshHz", in.nominalRefreshHz)
+        .text("osVersion", in.osVersion)
+        .text("startedAt", in.startedAt);
+    return std::move(o).close();
+}
+
+std::string progressLine(std::uint64_t events, std::uint64_t strokes, std::uint64_t frames,
+                         std::optional<std::uint64_t> handlerAllocations) {
+    std::string line = "draw: " + std::to_string(events) + " events / " + std::to_string(strokes) +
+                       " strokes / " + std::to_string(frames) + " frames";
+    if (handlerAllocations) {
+        line += " / handler allocations " + std::to_string(*handlerAllocations);
+    }
+    return line;
+}
+
+std::string pointerParkRecord(std::int64_t step, double atSeconds, GlobalPoint requested,
+                              GlobalPoint landed) {
+    OrderedObject o;
+    o.text("kind", "pointerPark")
+        .count("step", step)
+        .fixed("at", atSeconds, 6)
+        .number("requestedX", requested.x)
+        .number("requestedY", requested.y)
+        .number("landedX", landed.x)
+        .number("landedY", landed.y);
+    return std::move(o).close();
+}
+
+std::string osVersionText(std::string_view osRelease, std::string_view kernelRelease) {
+    static constexpr std::string_view kKey = "PRETTY_NAME=";
+    std::string prettyName;
+    while (!osRelease.empty()) {
+        const std::size_t end = osRelease.find('\n');
+        std::string_view line = osRelease.substr(0, end);
+        osRelease.remove_prefix(end == std::string_view::npos ? osRelease.size() : end + 1);
+        if (line.ends_with('\r')) {
+            line.remove_suffix(1);
+        }
+        // Later assignments win, as when the file is sourced by a shell.
+        if (line.starts_with(kKey)) {
+            prettyName = unquoted(line.substr(kKey.size()));
+        }
+    }
+    if (prettyName.empty()) {
+        prettyName = "Linux";
+    }
+    if (kernelRelease.empty()) {
+        return prettyName;
+    }
+    return prettyName + ", kernel " + std::string(kernelRelease);
+}
+
+std::string currentOsVersion() {
+    auto osRelease = platform::readFileText("/etc/os-release");
+    if (!osRelease) {
+        osRelease = platform::readFileText("/usr/lib/os-release");
+    }
+    utsname names{};
+    const bool haveKernel = ::uname(&names) == 0;
+    return osVersionText(osRelease.value_or(""), haveKernel ? names.release : "");
+}
+
+std::string startedAtText(std::chrono::system_clock::time_point moment) {
+    const auto whole = std::chrono::floor<std::chrono::seconds>(moment);
+    const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(moment - whole);
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(whole);
+    std::tm utc{};
+    ::gmtime_r(&seconds, &utc);
+    std::array<char, 64> date{};
+    const std::size_t length = std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &utc);
+    // 1000 + ms gives the leading zeros without another formatting call.
+    return std::string(date.data(), length) + "." +
+           std::to_string(1000 + milliseconds.count()).substr(1) + "Z";
+}
+
+std::expected<void, std::string> writeFileAtomically(const std::filesystem::path& path,
+                                                     std::string_view text) {
+    // Same folder as the target: rename is only atomic within one file system.
+    const std::filesystem::path folder =
+        path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+    std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
+    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0) {
+        return std::unexpected(errorText(path, "cannot create a temporary file for", errno));
+    }
+    auto fail = [&](std::string message) {
+        ::unlink(temporary.c_str());
+        return std::unexpected(std::move(message));
+    };
+    if (auto written = platform::writeAll(fd, text); !written) {
+        ::close(fd);
+        return fail("cannot write " + path.string() + ": " + written.error());
+    }
+    // Without the flush a crash soon after the rename could leave an empty summary.
+    if (::fsync(fd) != 0) {
+        const int error = errno;
+        ::close(fd);
+        return fail(errorText(path, "cannot flush", error));
+    }
+    if (::close(fd) != 0) {
+        return fail(errorText(path, "cannot close", errno));
+    }
+    if (::rename(temporary.c_str(), path.c_str()) != 0) {
+        return fail(errorText(path, "cannot replace", errno));
+    }
+    return {};
+}
+
+}  // namespace scrawlet::shell

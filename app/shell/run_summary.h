@@ -1,0 +1,201 @@
+// The machine-readable traces a draw-mode run leaves for test harnesses, built as text.
+//
+// `summaryJson` turns a plain snapshot of the run (RunSummaryInput) into the one-object JSON
+// summary with its keys in the fixed order consumers rely on; the progress line and the
+// pointer-park record are built the same way. Nothing here touches a display: the caller
+// gathers the values (counters summed over all views, the aids' and windows' state, the pen
+// settings) on the main thread and hands them over. A default-constructed input is a run in
+// which no aid, window or audit took part: every flag false, every counter 0, every key still
+// written.
+//
+// Number forms: "durationSeconds" "%.3f", "at" "%.6f", counts as integers, other measures in
+// the shortest text that reads back as the same double ("4.0"). JSON has no NaN or infinity,
+// so a non-finite measure is written as 0.
+//
+// `writeFileAtomically` puts the summary on disk so that a reader sees the old file or the
+// whole new one, never a torn one; failures come back as readable text.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <expected>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "app/shell/draw_config.h"
+#include "core/action_id.h"
+#include "core/auto_erase.h"
+#include "core/colour.h"
+#include "core/settings.h"
+
+namespace scrawlet::shell {
+
+// The state every presentation aid reports; zero when the aid never ran.
+struct AidActivity {
+    bool enabled = false;
+    bool active = false;
+    std::uint64_t presentedFrames = 0;
+    std::uint64_t idleTicks = 0;
+};
+
+// The allocation audit's counts. When the audit is not compiled in the summary writes false
+// and zeros whatever the other fields hold.
+struct AllocationAuditTotals {
+    bool compiledIn = false;
+    bool armed = false;
+    std::uint64_t handlerIntervals = 0;
+    std::uint64_t handlerAllocations = 0;
+    std::uint64_t handlerFrees = 0;
+    std::uint64_t worstIntervalAllocations = 0;
+    std::uint64_t mainThreadAllocationsOutsideHandler = 0;
+};
+
+// Counters summed over every ink view of the run.
+struct InkTotals {
+    std::uint64_t eventCount = 0;
+    std::uint64_t draggedEventCount = 0;
+    std::uint64_t strokeCount = 0;
+    std::uint64_t visibleSpanCount = 0;
+    std::uint64_t reclaimablePointCount = 0;
+    std::uint64_t visibleTextCount = 0;
+    std::uint64_t droppedTextCount = 0;
+    std::uint64_t frameCount = 0;
+    std::uint64_t deferredFrameCount = 0;
+    std::uint64_t tickCount = 0;
+    std::uint64_t idleTickCount = 0;
+    std::uint64_t instanceCount = 0;
+    std::uint64_t droppedPointCount = 0;
+    std::uint64_t droppedStrokeCount = 0;
+    std::uint64_t droppedInstanceCount = 0;
+};
+
+struct CaptureTotals {
+    std::uint64_t frameCount = 0;
+    std::uint64_t selfCaptureFrames = 0;
+    std::uint64_t rebuilds = 0;
+};
+
+struct LensSummary {
+    AidActivity activity;
+    double level = 0;
+    double sizePoints = 0;
+};
+
+struct FullScreenZoomSummary {
+    AidActivity activity;
+    double level = 0;
+    double panEasing = 0;
+};
+
+struct SpotlightSummary {
+    AidActivity activity;
+    core::RegionShape shape = core::RegionShape::circle;
+    double sizePoints = 0;
+    double dimOpacity = 0;
+    bool dimAllDisplays = false;
+};
+
+struct CursorHighlightSummary {
+    AidActivity activity;
+    core::CursorHighlightShape shape = core::CursorHighlightShape::ring;
+    double sizePoints = 0;
+    core::Colour colour;
+    double opacity = 0;
+    double borderWidthPoints = 0;
+    bool clickRipple = false;
+};
+
+struct KeystrokeDisplaySummary {
+    bool enabled = false;
+    bool active = false;
+    std::uint64_t shownCount = 0;
+    core::KeystrokeDisplayPosition position = core::KeystrokeDisplayPosition::bottomRight;
+    double sizePoints = 0;
+    core::AutoEraseMode fadeMode = core::AutoEraseMode::off;
+};
+
+struct RunSummaryInput {
+    std::string reason;
+    double durationSeconds = 0;
+    std::string buildConfiguration;  // "Release" or "Debug"
+    AllocationAuditTotals audit;
+    bool allocationSelfTest = false;
+    bool latencyProbeAttached = false;
+    std::uint64_t latencyProbeEvents = 0;
+    DrawConfig::Transport transport = DrawConfig::Transport::live;
+    double syntheticHz = 0;
+    std::uint64_t panels = 0;
+    InkTotals ink;
+    std::int64_t textCapacity = 0;
+    std::vector<core::ActionID> scriptedActions;
+    CaptureTotals capture;
+    LensSummary lens;
+    FullScreenZoomSummary fullScreenZoom;
+    SpotlightSummary spotlight;
+    CursorHighlightSummary cursorHighlight;
+    KeystrokeDisplaySummary keystrokeDisplay;
+    core::RegionShape zoomLensShape = core::RegionShape::circle;
+    std::string captureDestinationFolder;
+    std::int64_t captureHistoryCount = 0;
+    core::Colour whiteboardBoardColour;
+    bool settingsWindowEnabled = false;
+    bool settingsWindowActive = false;
+    bool onboardingActive = false;
+    bool onboardingCompleted = false;
+    bool aboutActive = false;
+    std::string aboutName;
+    std::string aboutVersion;
+    std::string aboutBuild;
+    std::string aboutIconSource = "placeholder";  // or "bundle"
+    bool updaterStarted = false;
+    bool updaterAutomaticChecks = false;
+    std::string updaterFeedUrl;
+    core::Colour penColour;
+    double penWidthPoints = 0;
+    double penOpacity = 0;
+    bool everBecameFrontmost = false;
+    std::int64_t pointCapacity = 0;
+    double strokeWidthPoints = 0;
+    double backingScaleFactor = 0;
+    double nominalRefreshHz = 0;
+    std::string osVersion;  // see currentOsVersion()
+    std::string startedAt;  // see startedAtText()
+
+    // An input carrying what the configuration alone decides (transport, synthetic rate,
+    // capacities, stroke width, scripted actions, allocation self-test); the rest stays default.
+    static RunSummaryInput fromConfig(const DrawConfig& config);
+};
+
+// The summary object on one line, without a line feed.
+std::string summaryJson(const RunSummaryInput& input);
+
+// "draw: N events / N strokes / N frames", plus " / handler allocations N" when the allocation
+// audit is compiled in (pass its count then); without a line feed.
+std::string progressLine(std::uint64_t events, std::uint64_t strokes, std::uint64_t frames,
+                         std::optional<std::uint64_t> handlerAllocations = std::nullopt);
+
+// One "pointerPark" kind record for the event log; `atSeconds` is monotonic uptime.
+std::string pointerParkRecord(std::int64_t step, double atSeconds, GlobalPoint requested,
+                              GlobalPoint landed);
+
+// "<PRETTY_NAME>, kernel <release>" from the text of an os-release file; PRETTY_NAME falls
+// back to "Linux" as that file's format prescribes.
+std::string osVersionText(std::string_view osRelease, std::string_view kernelRelease);
+// The same for this machine (/etc/os-release, else /usr/lib/os-release, and uname).
+std::string currentOsVersion();
+
+// ISO 8601 in UTC with milliseconds, "2025-03-07T09:05:02.042Z": a wall-clock moment that
+// harnesses can line up with their own logs, unlike the monotonic times of the event log.
+std::string startedAtText(std::chrono::system_clock::time_point moment);
+
+// Writes `text` to a new file in the folder of `path`, then renames it over `path`, so the old
+// file stays whole until the new one is complete. The file is private to the user (0600);
+// a link at `path` is replaced, never followed. On failure nothing is left behind and the
+// error names the file and the system's reason.
+std::expected<void, std::string> writeFileAtomically(const std::filesystem::path& path,
+                                                     std::string_view text);
+
+}  // namespace scrawlet::shell

@@ -1,0 +1,271 @@
+#include "app/shell/run_summary.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <tuple>
+
+#include "tests/unit/app/temporary_folder.h"
+
+namespace scrawlet::shell {
+namespace {
+
+using nlohmann::json;
+using testing::TemporaryFolder;
+
+// Keys in document order, as the parser meets them; a parsed object would sort them.
+std::vector<std::string> keysInOrder(const std::string& text) {
+    std::vector<std::string> keys;
+    const auto collect = [&](int depth, json::parse_event_t event, json& parsed) {
+        if (event == json::parse_event_t::key && depth == 1) {
+            keys.push_back(parsed.get<std::string>());
+        }
+        return true;
+    };
+    EXPECT_TRUE(json::parse(text, collect).is_object());
+    return keys;
+}
+
+// The literal text of a non-string value, as written.
+std::string rawValue(const std::string& text, const std::string& key) {
+    const std::string marker = "\"" + key + "\":";
+    const auto start = text.find(marker);
+    if (start == std::string::npos) {
+        return "<missing>";
+    }
+    const auto from = start + marker.size();
+    return text.substr(from, text.find_first_of(",}", from) - from);
+}
+
+std::vector<std::string> summaryKeys() {
+    std::istringstream words(
+        "kind reason buildConfiguration auditCompiledIn auditArmed allocationSelfTest "
+        "latencyProbeAttached latencyProbeEvents durationSeconds transport syntheticHz panels "
+        "eventCount draggedEventCount strokeCount visibleSpanCount reclaimablePointCount "
+        "visibleTextCount droppedTextCount textCapacity scriptedActions captureFrameCount "
+        "captureSelfCaptureFrames captureRebuilds lensEnabled lensActive lensPresentedFrames "
+        "lensIdleTicks lensLevel lensSizePoints fullScreenZoomEnabled fullScreenZoomActive "
+        "fullScreenZoomPresentedFrames fullScreenZoomIdleTicks fullScreenZoomLevel "
+        "fullScreenZoomPanEasing spotlightEnabled spotlightActive spotlightPresentedFrames "
+        "spotlightIdleTicks spotlightShape spotlightSizePoints spotlightDimOpacity "
+        "spotlightDimAllDisplays cursorHighlightEnabled cursorHighlightActive "
+        "cursorHighlightPresentedFrames cursorHighlightIdleTicks cursorHighlightShape "
+        "cursorHighlightSizePoints cursorHighlightColour cursorHighlightOpacity "
+        "cursorHighlightBorderWidthPoints cursorHighlightClickRipple keystrokeDisplayEnabled "
+        "keystrokeDisplayActive keystrokeDisplayShownCount keystrokeDisplayPosition "
+        "keystrokeDisplaySizePoints keystrokeDisplayFadeMode zoomLensShape "
+        "captureDestinationFolder captureHistoryCount whiteboardBoardColour "
+        "settingsWindowEnabled settingsWindowActive onboardingActive onboardingCompleted "
+        "aboutActive aboutName aboutVersion aboutBuild aboutIconSource sparkleStarted "
+        "sparkleAutomaticChecks sparkleFeedURL penColour penWidthPoints penOpacity frameCount "
+        "deferredFrameCount tickCount idleTickCount instanceCount droppedPointCount "
+        "droppedStrokeCount droppedInstanceCount handlerIntervals handlerAllocations "
+        "handlerFrees worstIntervalAllocations mainThreadAllocationsOutsideHandler "
+        "everBecameFrontmost pointCapacity strokeWidthPoints backingScaleFactor nominalRefreshHz "
+        "osVersion startedAt");
+    return {std::istream_iterator<std::string>(words), {}};
+}
+const std::vector<std::string> kSummaryKeys = summaryKeys();
+
+// Every field set, each counter distinct, so a value landing under the wrong key shows.
+RunSummaryInput busyRun() {
+    RunSummaryInput in;
+    in.reason = "signal";
+    in.durationSeconds = 12.3456;
+    in.buildConfiguration = "Release";
+    in.audit = {true, true, 31, 32, 33, 34, 35};
+    in.transport = DrawConfig::Transport::cgEventPost;
+    in.syntheticHz = 125;
+    in.panels = 2;
+    in.ink = {
+        std::numeric_limits<std::uint64_t>::max(), 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+    in.scriptedActions = {core::ActionID::toolPen, core::ActionID::editUndo};
+    in.capture = {21, 22, 23};
+    in.lens = {{true, true, 41, 42}, 2.5, 180};
+    in.spotlight.shape = core::RegionShape::roundedRect;
+    in.cursorHighlight.colour = {255, 59, 48, 128};
+    in.cursorHighlight.shape = core::CursorHighlightShape::squircle;
+    in.keystrokeDisplay = {true, false,
+                           7,    core::KeystrokeDisplayPosition::topLeft,
+                           28,   core::AutoEraseMode::threeSeconds};
+    in.penColour = {255, 59, 48, 255};
+    in.penOpacity = 0.1;
+    in.backingScaleFactor = std::nan("");
+    in.aboutName = "Scr\"aw\\let\n\xC3\xA9";
+    in.osVersion = "Debian GNU/Linux 12 (bookworm), kernel 6.1.0";
+    in.startedAt = "2025-03-07T09:05:02.042Z";
+    return in;
+}
+
+TEST(RunSummaryJson, EveryKeyOnceInTheFixedOrder) {
+    const std::string text = summaryJson(busyRun());
+    EXPECT_EQ(keysInOrder(text), kSummaryKeys);
+    EXPECT_TRUE(text.starts_with(R"({"kind":"drawSummary","reason":"signal",)")) << text;
+    EXPECT_EQ(keysInOrder(summaryJson({})), kSummaryKeys) << "a bare run writes every key";
+}
+
+TEST(RunSummaryJson, ValuesUseTheirFixedForms) {
+    const std::string text = summaryJson(busyRun());
+    const json parsed = json::parse(text);
+    const std::vector<std::pair<std::string, std::string>> raw = {
+        {"durationSeconds", "12.346"},
+        {"eventCount", "18446744073709551615"},
+        {"draggedEventCount", "2"},
+        {"droppedInstanceCount", "15"},
+        {"captureRebuilds", "23"},
+        {"lensIdleTicks", "42"},
+        {"handlerAllocations", "32"},
+        {"mainThreadAllocationsOutsideHandler", "35"},
+        {"syntheticHz", "125.0"},
+        {"lensLevel", "2.5"},
+        {"penOpacity", "0.1"},
+        {"backingScaleFactor", "0.0"},
+        {"auditArmed", "true"},
+        {"lensActive", "true"},
+        {"keystrokeDisplayActive", "false"},
+    };
+    for (const auto& [key, expected] : raw) {
+        EXPECT_EQ(rawValue(text, key), expected) << key;
+    }
+    EXPECT_EQ(parsed["transport"], "cgEventPost");
+    EXPECT_EQ(parsed["scriptedActions"], "tool.pen,edit.undo");
+    EXPECT_EQ(parsed["spotlightShape"], "roundedRect");
+    EXPECT_EQ(parsed["cursorHighlightShape"], "squircle");
+    EXPECT_EQ(parsed["keystrokeDisplayPosition"], "topLeft");
+    EXPECT_EQ(parsed["keystrokeDisplayFadeMode"], "threeSeconds");
+    EXPECT_EQ(parsed["penColour"], "#ff3b30");
+    EXPECT_EQ(parsed["cursorHighlightColour"], "#ff3b3080");
+    EXPECT_EQ(parsed["aboutName"], "Scr\"aw\\let\n\xC3\xA9");
+    EXPECT_NE(text.find(R"("aboutName":"Scr\"aw\\let\n)"), std::string::npos);
+
+    RunSummaryInput whole;
+    whole.durationSeconds = 2;
+    EXPECT_EQ(rawValue(summaryJson(whole), "durationSeconds"), "2.000");
+}
+
+TEST(RunSummaryJson, WithoutAidsOrAuditEveryAidKeyIsFalseOrZero) {
+    RunSummaryInput in;
+    in.audit = {false, true, 1, 2, 3, 4, 5};  // stale numbers from a build without the audit
+    const std::string text = summaryJson(in);
+    for (const std::string& key : kSummaryKeys) {
+        const bool flag = key.ends_with("Enabled") || key.ends_with("Active") ||
+                          key.starts_with("audit") || key == "sparkleStarted";
+        const bool counter = key.ends_with("Frames") || key.ends_with("Ticks") ||
+                             key.ends_with("ShownCount") || key.starts_with("handler") ||
+                             key.ends_with("Allocations") || key.ends_with("Handler");
+        if (flag) {
+            EXPECT_EQ(rawValue(text, key), "false") << key;
+        } else if (counter) {
+            EXPECT_EQ(rawValue(text, key), "0") << key;
+        }
+    }
+}
+
+TEST(RunSummaryJson, FromConfigCarriesTheConfiguredValues) {
+    DrawConfig config;
+    config.transport = DrawConfig::Transport::direct;
+    config.limits.textCapacity = 77;
+    config.widthPoints = 6.5;
+    config.scriptedActions = {core::ActionID::appQuit};
+    const json parsed = json::parse(summaryJson(RunSummaryInput::fromConfig(config)));
+    EXPECT_EQ(parsed["transport"], "direct");
+    EXPECT_EQ(parsed["syntheticHz"], 125.0);
+    EXPECT_EQ(parsed["textCapacity"], 77);
+    EXPECT_EQ(parsed["pointCapacity"], 65536);
+    EXPECT_EQ(parsed["strokeWidthPoints"], 6.5);
+    EXPECT_EQ(parsed["scriptedActions"], "app.quit");
+}
+
+TEST(RunSummaryLines, ProgressLineAndPointerParkRecord) {
+    EXPECT_EQ(progressLine(120, 3, 45), "draw: 120 events / 3 strokes / 45 frames");
+    EXPECT_EQ(progressLine(0, 0, 0, 0),
+              "draw: 0 events / 0 strokes / 0 frames / handler allocations 0");
+    EXPECT_EQ(progressLine(5000000000, 1, 2, 9),
+              "draw: 5000000000 events / 1 strokes / 2 frames / handler allocations 9");
+
+    const std::string record = pointerParkRecord(2, 1234.5, {100, 200.25}, {99.5, -3});
+    EXPECT_EQ(record, R"({"kind":"pointerPark","step":2,"at":1234.500000,"requestedX":100.0,)"
+                      R"("requestedY":200.25,"landedX":99.5,"landedY":-3.0})");
+    EXPECT_TRUE(json::accept(record));
+}
+
+TEST(RunSummaryText, OsVersionFromOsRelease) {
+    const std::vector<std::tuple<std::string, std::string, std::string>> cases = {
+        {"NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nID=debian\n", "6.1.0-18",
+         "Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18"},
+        {"PRETTY_NAME='Arch \\ Linux'\r\n", "6.8", "Arch \\ Linux, kernel 6.8"},
+        {"PRETTY_NAME=\"Say \\\"hi\\\" \\$5\"\n", "5", "Say \"hi\" $5, kernel 5"},
+        {"PRETTY_NAME=Old\nPRETTY_NAME=New", "1", "New, kernel 1"},
+        {"NAME=Nameless\n# PRETTY_NAME=commented\n", "6.8", "Linux, kernel 6.8"},
+        {"", "", "Linux"},
+    };
+    for (const auto& [osRelease, kernel, expected] : cases) {
+        EXPECT_EQ(osVersionText(osRelease, kernel), expected) << osRelease;
+    }
+    EXPECT_NE(currentOsVersion().find(", kernel "), std::string::npos);
+}
+
+TEST(RunSummaryText, StartedAtIsIsoUtcWithMilliseconds) {
+    using namespace std::chrono;
+    EXPECT_EQ(startedAtText(system_clock::time_point(milliseconds(1741338302042))),
+              "2025-03-07T09:05:02.042Z");
+    EXPECT_EQ(startedAtText(system_clock::time_point(milliseconds(-500))),
+              "1969-12-31T23:59:59.500Z");
+}
+
+std::vector<std::string> entries(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(RunSummaryFile, WritesAndReplacesPrivatelyWithoutFollowingLinks) {
+    TemporaryFolder tmp;
+    const auto file = tmp.path() / "summary.json";
+    ASSERT_TRUE(writeFileAtomically(file, "first"));
+    ASSERT_TRUE(writeFileAtomically(file, "{\"second\":true}"));
+    EXPECT_EQ(TemporaryFolder::read(file), "{\"second\":true}");
+    struct stat info {};
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+    const auto victim = tmp.write("victim.txt", "keep");
+    const auto link = tmp.path() / "link.json";
+    std::filesystem::create_symlink(victim, link);
+    ASSERT_TRUE(writeFileAtomically(link, "new"));
+    EXPECT_EQ(TemporaryFolder::read(victim), "keep");
+    EXPECT_FALSE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(entries(tmp.path()),
+              (std::vector<std::string>{"link.json", "summary.json", "victim.txt"}));
+}
+
+TEST(RunSummaryFile, FailuresAreReadableAndLeaveNothingBehind) {
+    TemporaryFolder tmp;
+    const auto plainFile = tmp.write("plain", "x");
+    std::filesystem::create_directory(tmp.path() / "taken.json");
+    const std::vector<std::pair<std::filesystem::path, std::string>> cases = {
+        {tmp.path() / "missing" / "s.json", "No such file or directory"},
+        {plainFile / "s.json", "Not a directory"},
+        {tmp.path() / "taken.json", "Is a directory"},
+    };
+    for (const auto& [path, reason] : cases) {
+        const auto result = writeFileAtomically(path, "{}");
+        ASSERT_FALSE(result) << path;
+        EXPECT_NE(result.error().find(path.string()), std::string::npos) << result.error();
+        EXPECT_NE(result.error().find(reason), std::string::npos) << result.error();
+    }
+    EXPECT_EQ(entries(tmp.path()), (std::vector<std::string>{"plain", "taken.json"}));
+    EXPECT_TRUE(std::filesystem::is_empty(tmp.path() / "taken.json"));
+}
+
+}  // namespace
+}  // namespace scrawlet::shell
