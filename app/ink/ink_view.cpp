@@ -294,8 +294,8 @@ void InkView::render() {
         hintHidingSince_.reset();
     }
     if (overlaysDirty_ || hintFading) {
-        rasteriseOverlays(opacity);
-        compositor_->upload(overlayImage_);
+        // Nothing to show costs nothing: a full-screen quad is most of an empty frame's time.
+        compositor_->upload(rasteriseOverlays(opacity) ? overlayImage_ : QImage());
         overlaysDirty_ = false;
     }
     renderer_->draw(builder_.instances(), uploadedInstances_, builder_.runs(),
@@ -321,7 +321,16 @@ core::ContentRect InkView::measureText(int index, const core::TextSpan& span) co
     return {span.position.x, span.position.y - lineHeight, size.width(), size.height()};
 }
 
-void InkView::rasteriseOverlays(double hintOpacity) {
+bool InkView::rasteriseOverlays(double hintOpacity) {
+    const core::TextScene& texts = canvas_.textScene();
+    bool anyText = false;
+    for (int i = 0; i < texts.visibleCount() && !anyText; ++i) {
+        anyText = texts.isVisible(i) && !texts.span(i).text.empty();
+    }
+    if (!anyText && !canvas_.textSession() && !canvas_.selectionOutline() && !regionOrigin_ &&
+        hintText_.isEmpty()) {
+        return false;
+    }
     const qreal ratio = devicePixelRatio();
     const QSize pixels(static_cast<int>(width() * ratio), static_cast<int>(height() * ratio));
     if (overlayImage_.size() != pixels) {
@@ -348,7 +357,6 @@ void InkView::rasteriseOverlays(double hintOpacity) {
         return ViewRect{topLeft.x, topLeft.y, size.width(), size.height()};
     };
 
-    const core::TextScene& texts = canvas_.textScene();
     const auto& session = canvas_.textSession();
     for (int i = 0; i < texts.count(); ++i) {
         const bool editing = session && session->reeditingIndex == i;
@@ -413,6 +421,7 @@ void InkView::rasteriseOverlays(double hintOpacity) {
         painter.setPen(Qt::white);
         painter.drawText(bubbleRect, Qt::AlignCenter | Qt::TextWordWrap, hintText_);
     }
+    return true;
 }
 
 bool InkView::event(QEvent* event) {

@@ -114,7 +114,8 @@ class InkView : public QWindow, private InkCanvas::Listener {
     void scheduleTick();
     void render();
     void overlaysChanged();
-    void rasteriseOverlays(double hintOpacity);
+    // False when there is nothing to show.
+    bool rasteriseOverlays(double hintOpacity);
     core::ContentPoint contentPoint(const QPointF& position) const;
     core::ContentRect measureText(int index, const core::TextSpan& span) const;
     void applyCursor();
