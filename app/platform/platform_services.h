@@ -1,0 +1,24 @@
+// The window-system services of this build, chosen here once. Each factory returns nothing
+// when the application is not connected to an X server (a native Wayland or offscreen session),
+// and the feature that needs the service is then off. Call them after the QGuiApplication
+// exists; the services use its connection and live on the main thread.
+#pragma once
+
+#include <memory>
+
+#include "app/platform/frontmost_app.h"
+#include "app/platform/synthetic_input.h"
+#include "app/platform/window_placement.h"
+#include "app/platform/workspace_watcher.h"
+
+namespace scrawlet::platform {
+
+std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider();
+std::unique_ptr<SyntheticInput> createSyntheticInput();
+std::unique_ptr<WindowPlacer> createWindowPlacer();
+std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher();
+
+// Whether a compositing manager runs; without one translucent windows show opaque.
+bool compositingManagerRunning();
+
+}  // namespace scrawlet::platform

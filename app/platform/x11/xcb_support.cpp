@@ -1,0 +1,115 @@
+#include "app/platform/x11/xcb_support.h"
+
+#include <QGuiApplication>
+#include <cstring>
+
+namespace scrawlet::platform::x11 {
+
+std::optional<XConnection> qtConnection() {
+    auto* native =
+        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    xcb_connection_t* c = native ? native->connection() : nullptr;
+    if (!c || xcb_connection_has_error(c))
+        return std::nullopt;
+    // Qt does not say which screen it opened; it is the one DISPLAY names, and servers of
+    // today have a single screen whose monitors are RandR's.
+    char* host = nullptr;
+    int displayNumber = 0;
+    int screenNumber = 0;
+    if (xcb_parse_display(nullptr, &host, &displayNumber, &screenNumber))
+        std::free(host);
+    else
+        screenNumber = 0;
+    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(c));
+    if (screenNumber >= screens.rem)
+        screenNumber = 0;
+    for (int i = 0; i < screenNumber; ++i) xcb_screen_next(&screens);
+    return XConnection{c, screens.data->root, screenNumber};
+}
+
+std::vector<xcb_atom_t> internAtoms(xcb_connection_t* c,
+                                    std::initializer_list<std::string_view> names) {
+    std::vector<xcb_intern_atom_cookie_t> cookies;
+    cookies.reserve(names.size());
+    for (const auto name : names)
+        cookies.push_back(
+            xcb_intern_atom(c, 0, static_cast<std::uint16_t>(name.size()), name.data()));
+    std::vector<xcb_atom_t> atoms;
+    atoms.reserve(names.size());
+    for (const auto cookie : cookies) {
+        xcb_generic_error_t* error = nullptr;
+        const Owned<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(c, cookie, &error));
+        std::free(error);
+        atoms.push_back(reply ? reply->atom : XCB_NONE);
+    }
+    return atoms;
+}
+
+xcb_atom_t internAtom(xcb_connection_t* c, std::string_view name) {
+    return internAtoms(c, {name}).front();
+}
+
+xcb_get_property_cookie_t requestProperty(xcb_connection_t* c, xcb_window_t window,
+                                          xcb_atom_t property, xcb_atom_t type,
+                                          std::uint32_t maxLength32) {
+    return xcb_get_property(c, 0, window, property, type, 0, maxLength32);
+}
+
+Owned<xcb_get_property_reply_t> getProperty(xcb_connection_t* c, xcb_get_property_cookie_t cookie,
+                                            xcb_atom_t type, std::uint8_t format) {
+    xcb_generic_error_t* error = nullptr;
+    Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(c, cookie, &error));
+    std::free(error);
+    if (!reply || reply->format != format || reply->value_len == 0)
+        return nullptr;
+    if (type != XCB_GET_PROPERTY_TYPE_ANY && reply->type != type)
+        return nullptr;
+    return reply;
+}
+
+std::expected<void, std::string> check(xcb_connection_t* c, xcb_void_cookie_t cookie,
+                                       std::string_view what) {
+    const Owned<xcb_generic_error_t> error(xcb_request_check(c, cookie));
+    if (!error)
+        return {};
+    return std::unexpected(std::string(what) + " failed (X error " +
+                           std::to_string(error->error_code) + ")");
+}
+
+std::expected<void, std::string> selectRootEvents(const XConnection& x, std::uint32_t mask) {
+    xcb_connection_t* c = x.connection;
+    xcb_generic_error_t* error = nullptr;
+    const Owned<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, x.root), &error));
+    std::free(error);
+    if (!attributes)
+        return std::unexpected(std::string("reading the root's event mask failed"));
+    const std::uint32_t combined = attributes->your_event_mask | mask;
+    return check(c, xcb_change_window_attributes_checked(c, x.root, XCB_CW_EVENT_MASK, &combined),
+                 "selecting events on the root");
+}
+
+bool isMapped(xcb_connection_t* c, xcb_window_t window) {
+    xcb_generic_error_t* error = nullptr;
+    const Owned<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), &error));
+    std::free(error);
+    return attributes && attributes->map_state != XCB_MAP_STATE_UNMAPPED;
+}
+
+void sendToWindowManager(const XConnection& x, xcb_window_t window, xcb_atom_t type,
+                         std::initializer_list<std::uint32_t> data) {
+    xcb_client_message_event_t event;
+    std::memset(&event, 0, sizeof event);
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = type;
+    std::size_t i = 0;
+    for (const auto value : data) event.data.data32[i++] = value;
+    xcb_send_event(x.connection, 0, x.root,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&event));
+}
+
+}  // namespace scrawlet::platform::x11

@@ -1,0 +1,68 @@
+// Shared pieces of the xcb implementations: Qt's X connection, reply and error ownership,
+// atoms and properties. Main thread only, like the connection's Qt side.
+#pragma once
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <expected>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace scrawlet::platform::x11 {
+
+struct FreeDeleter {
+    void operator()(void* p) const { std::free(p); }
+};
+// Replies, errors and events are malloc'd by xcb and owned by the caller.
+template <typename T>
+using Owned = std::unique_ptr<T, FreeDeleter>;
+
+// Qt's connection and the screen it opened, or nothing when Qt does not run on xcb.
+struct XConnection {
+    xcb_connection_t* connection = nullptr;
+    xcb_window_t root = XCB_NONE;
+    int screenNumber = 0;
+};
+std::optional<XConnection> qtConnection();
+
+// Interned in one round trip; XCB_NONE where the server refused.
+std::vector<xcb_atom_t> internAtoms(xcb_connection_t* c,
+                                    std::initializer_list<std::string_view> names);
+xcb_atom_t internAtom(xcb_connection_t* c, std::string_view name);
+
+// A property's value, or nothing when the window lacks it, it has another type or format, or
+// the window is gone. Errors are taken here so that they never reach Qt's error log.
+Owned<xcb_get_property_reply_t> getProperty(xcb_connection_t* c, xcb_get_property_cookie_t cookie,
+                                            xcb_atom_t type, std::uint8_t format);
+xcb_get_property_cookie_t requestProperty(xcb_connection_t* c, xcb_window_t window,
+                                          xcb_atom_t property,
+                                          xcb_atom_t type = XCB_GET_PROPERTY_TYPE_ANY,
+                                          std::uint32_t maxLength32 = 1024);
+template <typename T>
+std::span<const T> propertyValues(const xcb_get_property_reply_t& reply) {
+    return {static_cast<const T*>(xcb_get_property_value(&reply)),
+            static_cast<std::size_t>(xcb_get_property_value_length(&reply)) / sizeof(T)};
+}
+
+// Waits for a checked request; the error names `what` and the X error code.
+std::expected<void, std::string> check(xcb_connection_t* c, xcb_void_cookie_t cookie,
+                                       std::string_view what);
+
+// Event masks are per client and Qt's connection already listens on the root, so `mask` is
+// added to what Qt selected rather than replacing it.
+std::expected<void, std::string> selectRootEvents(const XConnection& x, std::uint32_t mask);
+
+bool isMapped(xcb_connection_t* c, xcb_window_t window);
+
+// Asks the window manager for a change to a mapped window's state, as the window-manager
+// hints specification requires (a client message to the root); unmanaged servers ignore it.
+void sendToWindowManager(const XConnection& x, xcb_window_t window, xcb_atom_t type,
+                         std::initializer_list<std::uint32_t> data);
+
+}  // namespace scrawlet::platform::x11
