@@ -60,16 +60,14 @@ TEST(BeautifySimplify, KeepsEndsAndOrderAndOnlyPointsBeyondTheTolerance) {
               (Points{{0, 0}, {0, 4}, {0, 0}}));
 }
 
-TEST(BeautifyClassify, RefusesShortStrokesBadFractionsAndDots) {
-    EXPECT_EQ(Beautify::classify(straight(7), 0.05), std::nullopt);
-    EXPECT_EQ(Beautify::classify(straight(8), 0), std::nullopt);
-    EXPECT_EQ(Beautify::classify(Points(20, {4, 4}), 0.05), std::nullopt);
-}
-
-TEST(BeautifyClassify, OpenStrokeWithinToleranceIsALineBetweenItsEnds) {
+TEST(BeautifyClassify, AnOpenStrokeWithinToleranceIsALineBetweenItsEnds) {
     const Points points = straight(8);
     EXPECT_EQ(Beautify::classify(points, 0.05),
               BeautifiedShape::line(points.front(), points.back()));
+    // Too short, a fraction that is not positive, a stroke that never moved, a zigzag.
+    EXPECT_EQ(Beautify::classify(straight(7), 0.05), std::nullopt);
+    EXPECT_EQ(Beautify::classify(points, 0), std::nullopt);
+    EXPECT_EQ(Beautify::classify(Points(20, {4, 4}), 0.05), std::nullopt);
     Points zigzag;
     for (int i = 0; i < 12; ++i) {
         zigzag.push_back({10.0 * i, i % 2 == 0 ? 0.0 : 15.0});

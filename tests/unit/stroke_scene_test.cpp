@@ -24,51 +24,29 @@ void draw(StrokeScene& scene, std::initializer_list<ContentPoint> points,
     scene.end();
 }
 
-TEST(StrokeSceneDrawing, BeginExtendEndBuildContiguousSpans) {
+TEST(StrokeSceneDrawing, StrokesAreContiguousSpansAndOnlyTheOpenOneTakesPoints) {
     StrokeScene scene(100, 10, 0);
-    draw(scene, {{0, 0}, {1, 0}, {2, 0}});
-    draw(scene, {{5, 5}});
-    ASSERT_EQ(scene.spanCount(), 2);
-    EXPECT_EQ(scene.span(0).start, 0);
-    EXPECT_EQ(scene.span(0).count, 3);
-    EXPECT_EQ(scene.span(1).start, 3);
-    EXPECT_EQ(scene.span(1).count, 1);
-    EXPECT_EQ(scene.visibleSpanCount(), 2);
-    EXPECT_EQ(scene.visiblePointCount(), 4);
-    EXPECT_EQ(scene.point(3), (ContentPoint{5, 5}));
-    EXPECT_FALSE(scene.isDrawing());
-}
-
-TEST(StrokeSceneDrawing, IdleSceneRefusesExtendEndAndCancel) {
-    StrokeScene scene(10, 10, 0);
     EXPECT_EQ(scene.extend({1, 1}), StrokePointOutcome::noStrokeInProgress);
     EXPECT_FALSE(scene.end());
+    draw(scene, {{0, 0}, {1, 0}, {2, 0}});
+    EXPECT_EQ(scene.extend({3, 3}), StrokePointOutcome::noStrokeInProgress);
     EXPECT_FALSE(scene.cancel());
-    draw(scene, {{0, 0}, {1, 1}});
-    EXPECT_EQ(scene.extend({2, 2}), StrokePointOutcome::noStrokeInProgress);
-    EXPECT_FALSE(scene.cancel());
-}
-
-TEST(StrokeSceneDrawing, BeginWhileDrawingClosesTheOpenStroke) {
-    StrokeScene scene(10, 10, 0);
-    ASSERT_TRUE(scene.begin({0, 0}, kPen, 1));
-    scene.extend({1, 1});
     ASSERT_TRUE(scene.begin({5, 5}, kPen, 2));
-    EXPECT_EQ(scene.spanCount(), 2);
-    EXPECT_EQ(scene.span(0).count, 2);
-    EXPECT_EQ(scene.extend({6, 6}), StrokePointOutcome::appended);
+    scene.extend({15, 5});
+    ASSERT_TRUE(scene.begin({6, 9}, kPen, 3));  // closes the open stroke
+    EXPECT_EQ(scene.extend({7, 9}), StrokePointOutcome::appended);
+    ASSERT_EQ(scene.spanCount(), 3);
+    EXPECT_EQ(scene.span(1).start, 3);
     EXPECT_EQ(scene.span(1).count, 2);
-}
+    EXPECT_EQ(scene.span(2).start, 5);
+    EXPECT_EQ(scene.point(5), (ContentPoint{6, 9}));
+    EXPECT_EQ(scene.visiblePointCount(), 7);
+    EXPECT_EQ(scene.hitTest({12, 5}, 0), 1) << "the closed stroke is searchable";
 
-TEST(StrokeSceneDrawing, CancelRemovesOnlyTheOpenStroke) {
-    StrokeScene scene(10, 10, 0);
-    draw(scene, {{0, 0}, {1, 1}});
-    ASSERT_TRUE(scene.begin({5, 5}, kPen, 2));
-    scene.extend({6, 6});
     EXPECT_TRUE(scene.cancel());
-    EXPECT_EQ(scene.spanCount(), 1);
-    EXPECT_EQ(scene.pointCount(), 2);
-    EXPECT_EQ(scene.visiblePointCount(), 2);
+    EXPECT_EQ(scene.spanCount(), 2);
+    EXPECT_EQ(scene.visiblePointCount(), 5);
+    EXPECT_EQ(scene.pointCount(), 5);
     EXPECT_FALSE(scene.isDrawing());
 }
 
@@ -79,14 +57,11 @@ TEST(StrokeSceneSeparation, CoincidenceUsesSquaredDistanceInclusively) {
     EXPECT_EQ(exact.extend({1 + 1e-9, 1}), StrokePointOutcome::appended);
 
     StrokeScene coarse(10, 10, 2);
-    EXPECT_EQ(coarse.minimumSeparationSquared(), 4);
     ASSERT_TRUE(coarse.begin({0, 0}, kPen, 0));
     EXPECT_EQ(coarse.extend({2, 0}), StrokePointOutcome::coincident);
     EXPECT_EQ(coarse.extend({1.2, 1.6}), StrokePointOutcome::coincident);
     EXPECT_EQ(coarse.extend({2.0001, 0}), StrokePointOutcome::appended);
-
     coarse.setMinimumSeparation(3);
-    EXPECT_EQ(coarse.minimumSeparationSquared(), 9);
     EXPECT_EQ(coarse.extend({4.5, 0}), StrokePointOutcome::coincident);
 }
 
@@ -95,11 +70,17 @@ TEST(StrokeSceneCapacity, FullStoresRefuseAndCountWithoutChangingTheScene) {
     draw(strokesFull, {{0, 0}});
     draw(strokesFull, {{1, 1}});
     EXPECT_FALSE(strokesFull.begin({2, 2}, kPen, 0));
-    EXPECT_EQ(strokesFull.droppedStrokeCount(), 1);
-    EXPECT_EQ(strokesFull.droppedPointCount(), 0);
     EXPECT_FALSE(strokesFull.appendTombstone());
     EXPECT_EQ(strokesFull.droppedStrokeCount(), 2);
-    EXPECT_EQ(strokesFull.spanCount(), 2);
+    EXPECT_EQ(strokesFull.droppedPointCount(), 0);
+    // The hidden future still counts until the scene is cleared.
+    strokesFull.setVisible(1, 1);
+    EXPECT_FALSE(strokesFull.begin({2, 2}, kPen, 0));
+    EXPECT_EQ(strokesFull.spanCount(), 2) << "a refused begin must not truncate";
+    strokesFull.clear();
+    EXPECT_EQ(strokesFull.droppedStrokeCount(), 3) << "clear keeps the dropped counters";
+    EXPECT_EQ(strokesFull.strokeStorageCapacity(), 2u);
+    EXPECT_TRUE(strokesFull.begin({2, 2}, kPen, 0));
 
     StrokeScene pointsFull(3, 10, 0);
     ASSERT_TRUE(pointsFull.begin({0, 0}, kPen, 0));
@@ -107,24 +88,11 @@ TEST(StrokeSceneCapacity, FullStoresRefuseAndCountWithoutChangingTheScene) {
     EXPECT_EQ(pointsFull.extend({2, 0}), StrokePointOutcome::appended);
     EXPECT_EQ(pointsFull.extend({3, 0}), StrokePointOutcome::pointCapacityReached);
     EXPECT_TRUE(pointsFull.isDrawing()) << "the stroke stays open after a refused point";
-    EXPECT_EQ(pointsFull.droppedPointCount(), 1);
     pointsFull.end();
     EXPECT_FALSE(pointsFull.begin({9, 9}, kPen, 0));
     EXPECT_EQ(pointsFull.droppedPointCount(), 2);
     EXPECT_EQ(pointsFull.droppedStrokeCount(), 1);
     EXPECT_EQ(pointsFull.spanCount(), 1);
-}
-
-TEST(StrokeSceneCapacity, HiddenFutureStillCountsUntilCleared) {
-    StrokeScene scene(100, 2, 0);
-    draw(scene, {{0, 0}});
-    draw(scene, {{1, 1}});
-    scene.setVisible(1, 1);
-    EXPECT_FALSE(scene.begin({2, 2}, kPen, 0));
-    EXPECT_EQ(scene.spanCount(), 2) << "a refused begin must not truncate";
-    scene.clear();
-    EXPECT_EQ(scene.droppedStrokeCount(), 1) << "clear keeps the dropped counters";
-    EXPECT_TRUE(scene.begin({2, 2}, kPen, 0));
 }
 
 TEST(StrokeSceneVisibility, DeleteUndoThenNewStrokeRevivesTheOriginal) {
@@ -134,66 +102,46 @@ TEST(StrokeSceneVisibility, DeleteUndoThenNewStrokeRevivesTheOriginal) {
     ASSERT_EQ(tombstone, 1);
     scene.supersede(0, *tombstone);
     EXPECT_FALSE(scene.isVisible(0));
-    EXPECT_FALSE(scene.hitTest({5, 0}, 1));
-
+    EXPECT_EQ(scene.segmentCount(), 1) << "superseded spans of the prefix still count";
     scene.setVisible(1, 2);  // undo the delete
     EXPECT_TRUE(scene.isVisible(0));
     EXPECT_EQ(scene.span(0).supersededBy, 1) << "undo moves counters only";
 
-    draw(scene, {{50, 50}});  // truncates the tombstone
+    draw(scene, {{50, 50}});  // truncates the tombstone and takes its slot
     EXPECT_EQ(scene.span(0).supersededBy, -1);
     EXPECT_EQ(scene.spanCount(), 2);
+    EXPECT_EQ(scene.span(1).count, 1);
     EXPECT_TRUE(scene.isVisible(0));
-    EXPECT_EQ(scene.span(1).count, 1) << "the new span takes the tombstone's slot";
 }
 
 TEST(StrokeSceneVisibility, ReplacementHidesTheOldSpanOnlyWhileInsidePrefix) {
     StrokeScene scene(100, 10, 0);
-    draw(scene, {{0, 0}, {10, 0}});
-    draw(scene, {{0, 5}, {10, 5}});  // the "moved" copy
+    draw(scene, {{0, 0}, {10, 0}}, kPen, 7.5);
+    draw(scene, {{0, 5}, {10, 5}}, kPen, 8.5);  // the "moved" copy
     scene.supersede(0, 1);
     EXPECT_FALSE(scene.isVisible(0));
     EXPECT_TRUE(scene.isVisible(1));
     scene.setVisible(1, 2);
     EXPECT_TRUE(scene.isVisible(0));
     EXPECT_FALSE(scene.isVisible(1));
-    EXPECT_FALSE(scene.isVisible(-1));
+    EXPECT_EQ(scene.newestBirth(), 7.5);
+    EXPECT_EQ(scene.segmentCount(), 1) << "only the visible prefix counts";
     scene.setVisible(2, 4);  // redo
     EXPECT_FALSE(scene.isVisible(0));
+    EXPECT_EQ(scene.newestBirth(), 8.5);
+    scene.setVisible(0, 0);
+    EXPECT_FALSE(scene.newestBirth());
 }
 
-TEST(StrokeSceneVisibility, SetVisibleLeavesTheDrawingState) {
+TEST(StrokeSceneVisibility, SetVisibleEndsTheOpenStrokeAndTruncateDropsTheRest) {
     StrokeScene scene(100, 10, 0);
     ASSERT_TRUE(scene.begin({0, 0}, kPen, 0));
     scene.setVisible(0, 0);
-    EXPECT_FALSE(scene.isDrawing());
     EXPECT_EQ(scene.extend({1, 1}), StrokePointOutcome::noStrokeInProgress);
     EXPECT_EQ(scene.reclaimablePointCount(), 1);
     scene.truncateToVisible();
     EXPECT_EQ(scene.pointCount(), 0);
     EXPECT_EQ(scene.spanCount(), 0);
-}
-
-TEST(StrokeSceneQueries, SegmentCountCoversThePrefixIncludingSuperseded) {
-    StrokeScene scene(100, 10, 0);
-    draw(scene, {{0, 0}});
-    draw(scene, {{0, 0}, {1, 0}, {2, 0}});
-    const auto t = scene.appendTombstone();
-    scene.supersede(1, *t);
-    EXPECT_EQ(scene.segmentCount(), 2);
-    scene.setVisible(1, 1);
-    EXPECT_EQ(scene.segmentCount(), 0);
-}
-
-TEST(StrokeSceneQueries, NewestBirthIsTheLastPrefixSpans) {
-    StrokeScene scene(100, 10, 0);
-    EXPECT_FALSE(scene.newestBirth());
-    draw(scene, {{0, 0}}, kPen, 7.5);
-    EXPECT_EQ(scene.newestBirth(), 7.5);
-    scene.appendTombstone();
-    EXPECT_EQ(scene.newestBirth(), 0.0);
-    scene.setVisible(1, 1);
-    EXPECT_EQ(scene.newestBirth(), 7.5);
 }
 
 TEST(StrokeSceneHitTest, PrefersNewestAndSkipsHiddenAndTombstones) {
@@ -202,8 +150,7 @@ TEST(StrokeSceneHitTest, PrefersNewestAndSkipsHiddenAndTombstones) {
     draw(scene, {{50, -50}, {50, 50}});
     EXPECT_EQ(scene.hitTest({50, 0}, 1), 1);
     EXPECT_EQ(scene.hitTest({10, 0}, 1), 0);
-    const auto t = scene.appendTombstone();
-    scene.supersede(1, *t);
+    scene.supersede(1, *scene.appendTombstone());
     EXPECT_EQ(scene.hitTest({50, 0}, 1), 0);
     EXPECT_FALSE(scene.hitTest({50, 40}, 1));
     EXPECT_FALSE(scene.hitTest({0, 0}, -100)) << "negative reach hits nothing";
@@ -212,17 +159,15 @@ TEST(StrokeSceneHitTest, PrefersNewestAndSkipsHiddenAndTombstones) {
 TEST(StrokeSceneHitTest, ReachIsSlopPlusHalfWidthWithClampedProjection) {
     StrokeScene scene(100, 10, 0);
     draw(scene, {{10, 10}}, widthStyle(4));
+    draw(scene, {{0, 0}, {10, 0}}, widthStyle(2));
     EXPECT_EQ(scene.hitTest({10, 13}, 1), 0);  // distance 3 = 1 + 2
     EXPECT_FALSE(scene.hitTest({10, 13.01}, 1));
-
-    StrokeScene segment(100, 10, 0);
-    draw(segment, {{0, 0}, {10, 0}}, widthStyle(2));
-    EXPECT_EQ(segment.hitTest({5, 2}, 1), 0);
-    EXPECT_FALSE(segment.hitTest({5, 2.01}, 1));
+    EXPECT_EQ(scene.hitTest({5, 2}, 1), 1);
+    EXPECT_FALSE(scene.hitTest({5, 2.01}, 1));
     // Beyond the end the distance is to the endpoint, not to the infinite line.
-    EXPECT_FALSE(segment.hitTest({12, 1.9}, 1));
-    EXPECT_EQ(segment.hitTest({11, 0}, 0), 0);
-    EXPECT_FALSE(segment.hitTest({-1.5, 0}, 0));
+    EXPECT_FALSE(scene.hitTest({12, 1.9}, 1));
+    EXPECT_EQ(scene.hitTest({11, 0}, 0), 1);
+    EXPECT_FALSE(scene.hitTest({-1.5, 0}, 0));
 }
 
 // Long strokes are searched in runs of segments; every segment must stay reachable, the ones
@@ -239,8 +184,7 @@ TEST(StrokeSceneHitTest, EverySegmentOfALongStrokeIsFound) {
         }
     };
     const auto midpoint = [](int segment, double y) {
-        const double x = segment * 10.0 + 5;
-        return ContentPoint{x, y + 50};
+        return ContentPoint{segment * 10.0 + 5, y + 50};
     };
     drawSteps(0, true);
     for (int segment = 0; segment < 40; ++segment) {
@@ -267,20 +211,6 @@ TEST(StrokeSceneBounds, GrowsByHalfTheWidthAndIgnoresHiddenSpans) {
     scene.supersede(0, *t);
     EXPECT_FALSE(scene.bounds(0));
     EXPECT_FALSE(scene.bounds(5));
-    EXPECT_FALSE(scene.bounds(-1));
-}
-
-TEST(StrokeSceneStorage, ClearKeepsReservedStorage) {
-    StrokeScene scene(64, 8, 0);
-    draw(scene, {{0, 0}, {1, 1}, {2, 2}});
-    scene.clear();
-    EXPECT_EQ(scene.spanCount(), 0);
-    EXPECT_EQ(scene.visibleSpanCount(), 0);
-    EXPECT_EQ(scene.pointStorageCapacity(), 64u);
-    EXPECT_EQ(scene.strokeStorageCapacity(), 8u);
-    const int total = scene.withPoints(
-        [](std::span<const ContentPoint> p) { return static_cast<int>(p.size()); });
-    EXPECT_EQ(total, 0);
 }
 
 }  // namespace

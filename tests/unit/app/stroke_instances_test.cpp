@@ -58,7 +58,8 @@ TEST(StrokeInstances, StrokesBecomeStartDotPlusCapsulesInRunsOfEqualBlend) {
     ink.draw({{10, 20}, {11, 20}, {11, 22}});
     ink.draw({{0, 0}}, kHighlighter);
     ink.draw({{0, 0}}, {{0, 0, 0, 128}, 0.25, 4, InkBlend::normal});
-    EXPECT_TRUE(ink.sync(core::DisplayTransform({10, 20}, 2, 1.5)));
+    const core::DisplayTransform transform({10, 20}, 2, 1.5);
+    EXPECT_TRUE(ink.sync(transform));
     const auto in = ink.builder.instances();
     ASSERT_EQ(in.size(), 5u);
     const float ends[4][4] = {{0, 0, 0, 0}, {0, 0, 3, 0}, {3, 0, 3, 6}, {-30, -60, -30, -60}};
@@ -77,7 +78,7 @@ TEST(StrokeInstances, StrokesBecomeStartDotPlusCapsulesInRunsOfEqualBlend) {
         (Runs{{0, 3, InkBlend::normal}, {3, 1, InkBlend::maximum}, {4, 1, InkBlend::normal}}));
     // Deleting the highlighter joins the pens into one run.
     ink.scene.supersede(1, *ink.scene.appendTombstone());
-    EXPECT_TRUE(ink.sync(core::DisplayTransform({10, 20}, 2, 1.5)));
+    EXPECT_TRUE(ink.sync(transform));
     EXPECT_EQ(ink.runs(), (Runs{{0, 4, InkBlend::normal}}));
 }
 
@@ -86,26 +87,19 @@ TEST(StrokeInstances, DrawingAppendsOnlyNewPointsOverSeveralSyncs) {
     ink.draw({{0, 0}, {1, 0}}, kPen, false);
     ink.sync();
     const auto rebuilds = ink.builder.rebuildCount();
+    // Marks what is built; a rewrite would clear the mark.
+    ink.storage[0].padding[0] = ink.storage[1].padding[0] = -7;
     for (int tick = 1; tick <= 3; ++tick) {
-        // Marks what is built; a rewrite would clear the mark.
-        const int built = ink.builder.instanceCount();
-        for (int i = 0; i < built; ++i) {
-            ink.storage[static_cast<std::size_t>(i)].birth = -7;
-        }
         ink.scene.extend({tick * 2.0, 1});
         ink.scene.extend({tick * 2.0 + 1, 0});
         EXPECT_TRUE(ink.sync());
-        EXPECT_EQ(ink.builder.instanceCount(), ink.scene.visiblePointCount());
-        EXPECT_EQ(std::ranges::count(ink.storage, -7.0f, &SegmentInstance::birth), built);
-        for (auto& instance : ink.storage) {
-            instance.birth = std::abs(instance.birth);
-        }
+        ink.expectSameAsFreshBuild();
     }
+    EXPECT_EQ(ink.storage[0].padding[0] + ink.storage[1].padding[0], -14);
     EXPECT_FALSE(ink.sync());
     ink.scene.end();
     ink.draw({{50, 50}, {51, 50}});
     ink.sync();
-    EXPECT_EQ(ink.builder.instanceCount(), 10);
     EXPECT_EQ(ink.builder.rebuildCount(), rebuilds);
     ink.expectSameAsFreshBuild();
 }
@@ -132,13 +126,10 @@ TEST(StrokeInstances, RebuildsAfterUndoSupersedeRedoAndTransformChange) {
     ink.draw({{18, 18}, {19, 19}});
     ink.scene.supersede(1, 3);  // move: a replacement hides the original
     ink.sync();
-    EXPECT_EQ(ink.builder.instances()[0].a[0], 18.0f);
     ink.expectSameAsFreshBuild();
 
     const core::DisplayTransform zoomed({1, 1}, 2, 2);
-    const auto rebuilds = ink.builder.rebuildCount();
     EXPECT_TRUE(ink.sync(zoomed));
-    EXPECT_EQ(ink.builder.rebuildCount(), rebuilds + 1);
     ink.expectSameAsFreshBuild(zoomed);
 }
 
@@ -153,7 +144,6 @@ TEST(StrokeInstances, TwoEditsBetweenFramesWithUnchangedCountsStillRebuild) {
     ink.scene.supersede(1, *ink.scene.appendTombstone());
     EXPECT_TRUE(ink.sync());
     ink.expectSameAsFreshBuild();
-    EXPECT_EQ(ink.builder.instances()[0].a[1], 0.0f) << "the first stroke is back";
 }
 
 TEST(StrokeInstances, FullBufferCountsEachDropOnceAndKeepsWhatFitted) {
@@ -183,9 +173,8 @@ TEST(StrokeInstances, LiveShapeFollowsSceneAndNilErasesOnlyWhatWasShown) {
     EXPECT_EQ(ink.builder.liveInstanceCount(), 4);  // five corners, no start dot
     EXPECT_EQ(ink.builder.liveBlend(), InkBlend::maximum);
     ASSERT_EQ(ink.builder.instances().size(), 6u);
-    const SegmentInstance& first = ink.builder.instances()[2];
-    EXPECT_EQ(first.a[0], 4.0f);
-    EXPECT_EQ(first.birth, 3.0f);
+    EXPECT_EQ(ink.builder.instances()[2].a[0], 4.0f);
+    EXPECT_EQ(ink.builder.instances()[2].birth, 3.0f);
     EXPECT_TRUE(ink.builder.syncLive(std::nullopt, kIdentity));
     EXPECT_FALSE(ink.builder.syncLive(std::nullopt, kIdentity));
 }
@@ -193,11 +182,11 @@ TEST(StrokeInstances, LiveShapeFollowsSceneAndNilErasesOnlyWhatWasShown) {
 TEST(StrokeInstances, FadeFactorMatchesAutoErase) {
     EXPECT_EQ(fadeFactor(FadeUniform::at(1e3, std::nullopt), 0), 1.0f);
     EXPECT_EQ(fadeFactor(FadeUniform::at(1e3, 0.0), 0), 1.0f);
-    // Steps of T / 100: for T = 10 they include 9.6 (1), 9.8 (0.5) and 10 (0).
+    // Steps of T / 100: for T = 10 they include 9.6 (1), 9.8 (0.5) and 10 (0). Born at 100, so
+    // that the factor is seen to depend on age alone.
     for (const double ttl : {10.0, 0.5}) {
         for (int k = 0; k <= 120; ++k) {
             const double age = ttl * k / 100;
-            // Born at 100, so that the factor is seen to depend on age alone.
             EXPECT_NEAR(fadeFactor(FadeUniform::at(100 + age, ttl), 100),
                         core::AutoErase::alpha(age, ttl), 1e-3)
                 << ttl << " " << age;
