@@ -1,10 +1,10 @@
 // The scrawlet executable: chooses the launch mode and runs its controller. Every configuration
 // error ends the process here, with its line and status, before any window exists.
+#include <QApplication>
 #include <iostream>
 
-#include "app/shell/action_catalog_store.h"
+#include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_config.h"
-#include "app/shell/frontmost_log.h"
 #include "app/shell/launch_mode.h"
 
 namespace {
@@ -16,12 +16,7 @@ int fail(const shell::ConfigExit& exit) {
     return exit.status;
 }
 
-int notBuiltYet(shell::LaunchMode mode) {
-    std::cerr << "scrawlet: " << core::rawValue(mode) << " mode is not built yet\n";
-    return 2;
-}
-
-int runDraw(const shell::Environment& env) {
+int runDraw(const shell::Environment& env, int argc, char** argv) {
     const auto config = shell::DrawConfig::fromEnvironment(env);
     if (!config) {
         return fail(config.error());
@@ -34,25 +29,38 @@ int runDraw(const shell::Environment& env) {
         }
         return fail({"draw: unknown collectionBehavior tokens: " + joined, 64});
     }
-    auto& log = shell::FrontmostLog::shared();
-    log.start(config->logPath);
-    if (!shell::ActionCatalogStore::load()) {
-        std::cerr << "draw: no action catalogue; shortcuts are off\n";
+    // Qt aborts when it cannot reach the display; say it ourselves first.
+    const auto display = env.value("DISPLAY");
+    if (!display || display->empty()) {
+        return fail({"draw: no drawable screen", 2});
     }
-    log.finish("notBuilt");
-    return notBuiltYet(shell::LaunchMode::draw);
+    // XWayland too: the overlays, grabs and capture are X11 services.
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    shell::DrawAppDelegate delegate(*config);
+    int status = 0;
+    QObject::connect(&delegate, &shell::DrawAppDelegate::finished, &application, [&](int code) {
+        status = code;
+        QCoreApplication::exit(code);
+    });
+    if (const auto failure = delegate.launch()) {
+        return fail(*failure);
+    }
+    application.exec();
+    return status;
 }
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
     const auto env = shell::Environment::fromProcess();
     const auto mode = shell::launchModeFromEnvironment(env);
     if (!mode) {
         return fail(mode.error());
     }
     if (*mode == shell::LaunchMode::draw) {
-        return runDraw(env);
+        return runDraw(env, argc, argv);
     }
-    return notBuiltYet(*mode);
+    std::cerr << "scrawlet: " << core::rawValue(*mode) << " mode is not built yet\n";
+    return 2;
 }

@@ -77,6 +77,7 @@ PointerModifiers modifiersOf(const QInputEvent* event) {
 std::unique_ptr<InkView> InkView::create(QScreen* screen, const QRect& geometry,
                                          const Options& options) {
     std::unique_ptr<InkView> view(new InkView(screen, options));
+    view->setFlags(options.flags);
     view->setGeometry(geometry);
     if (!view->initialiseGraphics()) {
         return nullptr;

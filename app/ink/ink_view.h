@@ -39,6 +39,8 @@ class InkView : public QWindow, private InkCanvas::Listener {
         core::StrokeStyle style;
         SceneCapacities capacities;
         core::Tool tool = core::Tool::pen;
+        // Set before the native window exists: some flags cannot change afterwards.
+        Qt::WindowFlags flags = Qt::Window;
     };
 
     static std::unique_ptr<InkView> create(QScreen* screen, const QRect& geometry,

@@ -1,6 +1,7 @@
 #include "app/shell/signal_relay.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -51,11 +52,18 @@ bool SignalRelay::install(int signal, std::function<void()> handler) {
     }
     struct sigaction action {};
     action.sa_handler = relaySignal;
-    sigemptyset(&action.sa_mask);
+    // No nesting: a second signal arriving inside the handler would be written first and
+    // reach the application out of order.
+    sigfillset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
     if (::sigaction(signal, &action, nullptr) != 0) {
         return false;
     }
+    // A blocked signal inherited from the parent would never arrive.
+    sigset_t unblock;
+    sigemptyset(&unblock);
+    sigaddset(&unblock, signal);
+    ::pthread_sigmask(SIG_UNBLOCK, &unblock, nullptr);
     handlers_[signal] = std::move(handler);
     return true;
 }

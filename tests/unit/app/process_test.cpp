@@ -91,22 +91,19 @@ TEST_F(ScrawletProcess, ModesWithoutAControllerSaySoAfterValidating) {
               "scrawlet: probe mode is not built yet\n");
 }
 
-TEST_F(ScrawletProcess, DrawModeReportsTheStoreAndWritesTheEventLog) {
+TEST_F(ScrawletProcess, DrawModeReportsTheStoreAndNeedsADisplay) {
     const ProcessRun first = run({});
     EXPECT_EQ(first.status, 2);
     const auto settingsFile = tmp_.path() / "scrawlet" / "settings.json";
     EXPECT_EQ(first.standardError, "draw: wrote default settings to " + settingsFile.string() +
-                                       "\nscrawlet: draw mode is not built yet\n");
-    const std::string log = TemporaryFolder::read(tmp_.path() / "draw.jsonl");
-    EXPECT_NE(log.find("\"event\":\"start\""), std::string::npos);
-    EXPECT_NE(log.find("\"event\":\"finish\""), std::string::npos);
-
-    EXPECT_EQ(run({}).standardError, "scrawlet: draw mode is not built yet\n");
+                                       "\ndraw: no drawable screen\n");
+    EXPECT_EQ(run({}).standardError, "draw: no drawable screen\n");
+    EXPECT_EQ(run({"DISPLAY="}).standardError, "draw: no drawable screen\n");
 
     tmp_.write("scrawlet/settings.json", R"({"schemaVersion": 2})");
     EXPECT_EQ(run({}).standardError,
               "draw: settings say schemaVersion 2 and this build supports 1; the file is "
-              "untouched and defaults are in use\nscrawlet: draw mode is not built yet\n");
+              "untouched and defaults are in use\ndraw: no drawable screen\n");
     EXPECT_EQ(TemporaryFolder::read(settingsFile), R"({"schemaVersion": 2})");
 }
 
@@ -137,7 +134,7 @@ TEST_F(ScrawletProcess, ConfigurationErrorsEndTheRunBeforeAnythingElse) {
         EXPECT_EQ(r.status, c.status) << c.line;
         // The store's first-run line may come first; the error is the last word.
         EXPECT_TRUE(r.standardError.ends_with(c.line)) << r.standardError;
-        EXPECT_EQ(r.standardError.find("not built yet"), std::string::npos);
+        EXPECT_EQ(r.standardError.find("no drawable screen"), std::string::npos);
     }
     const ProcessRun bad = run({"SCRAWLET_DRAW_SETTINGS=" + badSettings.string()});
     EXPECT_EQ(bad.status, 66);

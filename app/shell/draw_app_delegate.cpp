@@ -1,0 +1,592 @@
+#include "app/shell/draw_app_delegate.h"
+
+#include <unistd.h>
+
+#include <QAction>
+#include <QCursor>
+#include <QGuiApplication>
+#include <QMenu>
+#include <QPainter>
+#include <QScreen>
+#include <QSystemTrayIcon>
+#include <csignal>
+#include <iostream>
+
+#include "app/platform/display_identifier.h"
+#include "app/platform/platform_services.h"
+#include "app/settings/settings_store.h"
+#include "app/shell/action_catalog_store.h"
+#include "app/shell/frontmost_log.h"
+#include "app/shell/run_summary.h"
+#include "app/shortcuts/permissions.h"
+#include "core/number_format.h"
+
+namespace scrawlet::shell {
+namespace {
+
+using core::ActionID;
+using core::Tool;
+
+constexpr double kFinishRecheckSeconds = 0.05;
+
+std::string capitalised(std::string_view name) {
+    std::string text(name);
+    if (!text.empty()) {
+        text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    }
+    return text;
+}
+
+std::optional<ActionID> actionSelecting(Tool tool) {
+    for (const ActionID id : core::allCases<ActionID>()) {
+        if (core::selectedTool(id) == tool) {
+            return id;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string describe(const ink::ToolController::Outcome& outcome) {
+    using Kind = ink::ToolController::Outcome::Kind;
+    switch (outcome.kind) {
+        case Kind::changedTool:
+            return "changedTool(" + std::string(core::rawValue(std::get<Tool>(outcome.value))) +
+                   ")";
+        case Kind::changedPalette:
+            return "changedPalette(" + std::to_string(std::get<int>(outcome.value)) + ")";
+        case Kind::changedWidth:
+            return "changedWidth(" + std::to_string(std::get<int>(outcome.value)) + ")";
+        case Kind::changedAutoErase:
+            return "changedAutoErase(" +
+                   std::string(core::rawValue(std::get<core::AutoEraseMode>(outcome.value))) + ")";
+        case Kind::notImplemented:
+            return "notImplemented(" + outcome.text() + ")";
+        case Kind::needsPermission:
+            return "needsPermission(" + outcome.text() + ")";
+        case Kind::nothingToDo:
+            return "nothingToDo(" + outcome.text() + ")";
+        case Kind::handled:
+            return "handled";
+    }
+    return "handled";
+}
+
+}  // namespace
+
+DrawAppDelegate::DrawAppDelegate(DrawConfig config)
+    : config_(std::move(config)), ignoresMouse_(config_.startsIgnoringMouseEvents) {
+    timeLimit_.setSingleShot(true);
+    connect(&timeLimit_, &QTimer::timeout, this, [this] { requestFinish("timeout"); });
+}
+
+DrawAppDelegate::~DrawAppDelegate() {
+    FrontmostLog::shared().setFrontmostProvider(nullptr);
+}
+
+const std::vector<ink::InkView*> DrawAppDelegate::views() const {
+    std::vector<ink::InkView*> result;
+    for (const Surface& surface : surfaces_) {
+        result.push_back(surface.view.get());
+    }
+    return result;
+}
+
+std::optional<ConfigExit> DrawAppDelegate::launch() {
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    frontmost_ = platform::createFrontmostAppProvider();
+    FrontmostLog::shared().setFrontmostProvider(frontmost_.get());
+    FrontmostLog::shared().start(config_.logPath);
+    if (!platform::compositingManagerRunning()) {
+        std::cerr << "draw: no compositing manager is running; the overlays will not be "
+                     "transparent\n";
+    }
+
+    tools_ = std::make_unique<ink::ToolController>(config_.annotation);
+    for (QScreen* screen : QGuiApplication::screens()) {
+        if (auto failure = makeSurface(screen)) {
+            return failure;
+        }
+    }
+    wireToolController();
+    toolOutcome_ = tools_->dispatch(config_.initialTool.value_or(ActionID::toolPen));
+    const auto timeToLive = config_.annotation.autoErase.timeToLiveSeconds();
+    for (ink::InkView* view : views()) {
+        view->setTimeToLive(timeToLive);
+    }
+    catalog_ = ActionCatalogStore::load();
+    if (!catalog_) {
+        std::cerr << "draw: no action catalogue; shortcuts are off\n";
+    }
+    installStatusItem();
+    scheduleScriptedActions();
+    if (surfaces_.empty()) {
+        return ConfigExit{"draw: no drawable screen", 2};
+    }
+    for (ink::InkView* view : views()) {
+        view->prewarm();
+    }
+    startedAt_ = monotonicSeconds();
+    startedWallClock_ = std::chrono::system_clock::now();
+    // Handlers first: a harness that waits for the banner may signal at once.
+    installSignalHandlers();
+    printBanner();
+    const auto reconcileSoon = [this] {
+        // Qt reports a change as several signals; one reconciliation per event-loop turn.
+        if (!reconcileScheduled_) {
+            reconcileScheduled_ = true;
+            QTimer::singleShot(0, this, [this] {
+                reconcileScheduled_ = false;
+                reconcileDisplays();
+            });
+        }
+    };
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, reconcileSoon);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, reconcileSoon);
+    timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
+    return std::nullopt;
+}
+
+core::DisplayTransform DrawAppDelegate::transformFor(const QScreen* screen) const {
+    const double zoom = config_.contentZoom.value_or(1.0);
+    const double scale = screen->devicePixelRatio();
+    // A non-positive zoom or scale would make a transform the scenes cannot use.
+    return core::DisplayTransform(
+        {config_.contentOriginX.value_or(0), config_.contentOriginY.value_or(0)},
+        zoom > 0 ? zoom : 1.0, scale > 0 ? scale : 1.0);
+}
+
+std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
+    ink::InkView::Options options;
+    options.transform = transformFor(screen);
+    options.style = core::StrokeStyle::style(tools_->tool(), tools_->settings());
+    options.capacities = {static_cast<int>(config_.limits.pointCapacity),
+                          static_cast<int>(config_.limits.strokeCapacity),
+                          config_.limits.minimumSeparation,
+                          static_cast<int>(config_.limits.textCapacity)};
+    options.tool = tools_->tool();
+    options.flags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                    Qt::WindowDoesNotAcceptFocus;
+    auto view = ink::InkView::create(screen, screen->geometry(), options);
+    if (!view) {
+        return ConfigExit{"draw: OpenGL 3.3 unavailable", 2};
+    }
+    view->setCursorEnabled(!ignoresMouse_);
+    // TODO: apply the level and workspace tokens through the X11 window placer once it can
+    // take a window that already has its OpenGL surface; until then Qt's stay-on-top flag.
+    view->setFlag(Qt::WindowTransparentForInput, ignoresMouse_);
+    view->setOnTypingChord([this](const core::Chord& chord) {
+        if (!catalog_) {
+            return false;
+        }
+        const core::Action* action =
+            catalog_->typingScopeAction(chord, core::Platform::windows, config_.shortcutOverrides);
+        const auto id = action ? core::fromRawValue<ActionID>(action->id) : std::nullopt;
+        if (!id) {
+            return false;
+        }
+        tools_->dispatch(*id);
+        return true;
+    });
+    view->show();
+    const std::string name = screen->name().toStdString();
+    surfaces_.push_back({platform::displayIdentifier(screen), name, std::move(view), true});
+    return std::nullopt;
+}
+
+void DrawAppDelegate::reconcileDisplays() {
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    const auto screenNamed = [&](const std::string& name) -> QScreen* {
+        for (QScreen* screen : screens) {
+            if (screen->name().toStdString() == name) {
+                return screen;
+            }
+        }
+        return nullptr;
+    };
+    for (Surface& surface : surfaces_) {
+        if (QScreen* screen = screenNamed(surface.screenName)) {
+            surface.view->setScreen(screen);
+            surface.view->setGeometry(screen->geometry());
+            surface.view->reanchor(transformFor(screen));
+            if (annotating_) {
+                surface.view->show();
+            }
+            surface.visible = true;
+        } else if (surface.visible) {
+            surface.view->hide();
+            surface.visible = false;
+            FrontmostLog::shared().record("displayDisappeared", panelState(surface),
+                                          "displayID=" + std::to_string(surface.displayID) +
+                                              " surface retained with its ink");
+        }
+    }
+    for (QScreen* screen : screens) {
+        const std::string name = screen->name().toStdString();
+        const bool known = std::any_of(surfaces_.begin(), surfaces_.end(),
+                                       [&](const Surface& s) { return s.screenName == name; });
+        if (!known && !makeSurface(screen)) {
+            FrontmostLog::shared().record(
+                "displayAppeared", std::nullopt,
+                "displayID=" + std::to_string(surfaces_.back().displayID) + " new surface");
+        }
+    }
+    FrontmostLog::shared().record("screenParametersChanged",
+                                  surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
+                                  "screens=" + std::to_string(screens.size()) +
+                                      " surfaces=" + std::to_string(surfaces_.size()));
+}
+
+std::optional<PanelState> DrawAppDelegate::panelState(const Surface& surface) const {
+    const ink::InkView& view = *surface.view;
+    return PanelState{view.isVisible(),
+                      false,
+                      false,
+                      ignoresMouse_,
+                      windowLevel(config_.levelToken),
+                      static_cast<long long>(collectionBehavior(config_.behaviorTokens).bits),
+                      view.isVisible(),
+                      surface.screenName};
+}
+
+void DrawAppDelegate::wireToolController() {
+    ink::ToolController& t = *tools_;
+    t.permissionCheck = shortcuts::Permissions::refusal;
+    t.onToolChange = [this](Tool tool) {
+        for (ink::InkView* view : views()) {
+            view->setTool(tool);
+        }
+    };
+    t.onStyleChange = [this](const core::StrokeStyle& style) {
+        for (ink::InkView* view : views()) {
+            view->setStyle(style);
+        }
+    };
+    t.onModeToggle = [this](ink::ToolController::ModeToggle toggle) {
+        if (surfaces_.empty()) {
+            return false;
+        }
+        if (toggle == ink::ToolController::ModeToggle::annotation) {
+            toggleAnnotation();
+        } else {
+            toggleInteractive();
+        }
+        return true;
+    };
+    t.onSettingsChange = [this](const core::AnnotationSettings& settings) {
+        for (ink::InkView* view : views()) {
+            view->canvas().setBeautify(settings.beautify);
+        }
+        scheduleSettingsWrite(settings);
+    };
+    t.onAutoEraseChange = [this](std::optional<double> seconds) {
+        for (ink::InkView* view : views()) {
+            view->setTimeToLive(seconds);
+        }
+    };
+    t.onEdit = [this](ink::ToolController::Edit edit) {
+        ink::InkView* view = viewUnderPointer();
+        if (!view) {
+            return false;
+        }
+        switch (edit) {
+            case ink::ToolController::Edit::undo:
+                return view->undo();
+            case ink::ToolController::Edit::redo:
+                return view->redo();
+            case ink::ToolController::Edit::clearAll:
+                return view->canvas().clearAll();
+            case ink::ToolController::Edit::deleteSelection:
+                return view->canvas().deleteSelection();
+        }
+        return false;
+    };
+    t.onQuit = [this] { requestFinish("app.quit"); };
+}
+
+ink::InkView* DrawAppDelegate::viewUnderPointer() const {
+    const QPoint pointer = QCursor::pos();
+    for (const Surface& surface : surfaces_) {
+        if (surface.visible && surface.view->geometry().contains(pointer)) {
+            return surface.view.get();
+        }
+    }
+    return surfaces_.empty() ? nullptr : surfaces_.front().view.get();
+}
+
+void DrawAppDelegate::announce(const std::string& text, bool sticky) {
+    std::cerr << "draw: " << text << "\n";
+    if (ink::InkView* view = viewUnderPointer()) {
+        view->showHint(QString::fromStdString(text), sticky);
+    }
+}
+
+void DrawAppDelegate::toggleInteractive() {
+    const bool previous = surfaces_.empty() ? true : ignoresMouse_;
+    interactiveToggledAt_ = monotonicSeconds();
+    applyInputTransparency(!previous);
+    FrontmostLog::shared().record(
+        "modeToggle", surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
+        std::string("ignoresMouseEvents=") + (previous ? "false" : "true") +
+            " t=" + core::shortestDecimal(interactiveToggledAt_));
+}
+
+void DrawAppDelegate::applyInputTransparency(bool ignoresMouse) {
+    ignoresMouse_ = ignoresMouse;
+    for (ink::InkView* view : views()) {
+        view->setFlag(Qt::WindowTransparentForInput, ignoresMouse);
+        view->setCursorEnabled(!ignoresMouse);
+    }
+}
+
+bool DrawAppDelegate::toggleAnnotation() {
+    annotating_ = !annotating_;
+    for (Surface& surface : surfaces_) {
+        if (annotating_ && surface.visible) {
+            surface.view->show();
+        } else {
+            surface.view->hide();
+        }
+    }
+    const std::string state = annotating_ ? "true" : "false";
+    FrontmostLog::shared().record("annotationToggle",
+                                  surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
+                                  "annotating=" + state + " scopedHotkeys=" + state);
+    return annotating_;
+}
+
+void DrawAppDelegate::installStatusItem() {
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        std::cerr << "draw: no system tray on this desktop; the menu is unavailable\n";
+    }
+    statusMenu_ = std::make_unique<QMenu>();
+    rebuildStatusMenu();
+    statusItem_ = std::make_unique<QSystemTrayIcon>();
+    statusItem_->setToolTip(QStringLiteral("Scrawlet"));
+    // No icon theme ships a pen for us: draw the glyph.
+    QPixmap glyph(32, 32);
+    glyph.fill(Qt::transparent);
+    {
+        QPainter painter(&glyph);
+        QFont font = painter.font();
+        font.setPixelSize(26);
+        painter.setFont(font);
+        painter.setPen(Qt::white);
+        painter.drawText(glyph.rect(), Qt::AlignCenter, QStringLiteral("\u270E"));
+    }
+    statusItem_->setIcon(QIcon(glyph));
+    statusItem_->setContextMenu(statusMenu_.get());
+    statusItem_->show();
+}
+
+void DrawAppDelegate::rebuildStatusMenu() {
+    statusMenu_->clear();
+    toolItems_.clear();
+    for (const Tool tool : core::allCases<Tool>()) {
+        QAction* item =
+            statusMenu_->addAction(QString::fromStdString(capitalised(core::rawValue(tool))));
+        item->setCheckable(true);
+        item->setChecked(tool == tools_->tool());
+        if (const auto reason = core::unavailableReason(tool)) {
+            item->setEnabled(false);
+            item->setToolTip(QString::fromStdString(std::string(*reason)));
+        }
+        connect(item, &QAction::triggered, this, [this, tool] { pickTool(tool); });
+        toolItems_.emplace_back(tool, item);
+    }
+    statusMenu_->setToolTipsVisible(true);
+    statusMenu_->addSeparator();
+    connect(statusMenu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,
+            [this] { requestFinish("menu"); });
+}
+
+void DrawAppDelegate::pickTool(Tool tool) {
+    const auto action = actionSelecting(tool);
+    if (!action) {
+        return;
+    }
+    tools_->dispatch(*action);
+    for (const auto& [itemTool, item] : toolItems_) {
+        item->setChecked(itemTool == tool);
+    }
+}
+
+void DrawAppDelegate::installSignalHandlers() {
+    signals_ = std::make_unique<SignalRelay>();
+    signals_->install(SIGUSR1, [this] { toggleInteractive(); });
+    signals_->install(SIGUSR2, [this] { requestFinish("SIGUSR2"); });
+    signals_->install(SIGINT, [this] { requestFinish("signal"); });
+    signals_->install(SIGTERM, [this] { requestFinish("signal"); });
+    // Linux has no SIGINFO; the power-failure signal is otherwise unused by desktops.
+    signals_->install(SIGPWR, [this] { std::cerr << progressLine() << "\n"; });
+}
+
+std::string DrawAppDelegate::progressLine() const {
+    std::uint64_t events = 0;
+    std::uint64_t strokes = 0;
+    std::uint64_t frames = 0;
+    for (const ink::InkView* view : views()) {
+        events += view->canvas().eventCount();
+        strokes += view->canvas().strokeCount();
+        frames += view->frames().frameCount();
+    }
+    return shell::progressLine(events, strokes, frames);
+}
+
+void DrawAppDelegate::scheduleScriptedActions() {
+    if (config_.scriptedActions.empty()) {
+        return;
+    }
+    const double delay = std::max(config_.maxDurationSeconds - 0.5, 0.2);
+    QTimer::singleShot(static_cast<int>(delay * 1000), this, [this] {
+        for (const ActionID action : config_.scriptedActions) {
+            const auto outcome = tools_->dispatch(action);
+            std::cerr << "draw: scripted " << core::rawValue(action) << " -> " << describe(outcome)
+                      << "\n";
+        }
+        requestFinish("scriptedActions");
+    });
+}
+
+void DrawAppDelegate::scheduleSettingsWrite(const core::AnnotationSettings& settings) {
+    pendingSettings_ = settings;
+    if (!settingsWriteScheduled_) {
+        settingsWriteScheduled_ = true;
+        QTimer::singleShot(0, this, [this] {
+            settingsWriteScheduled_ = false;
+            flushSettings();
+        });
+    }
+}
+
+void DrawAppDelegate::flushSettings() {
+    if (!pendingSettings_) {
+        return;
+    }
+    const core::AnnotationSettings pending = std::move(*pendingSettings_);
+    pendingSettings_.reset();
+    settings::SettingsStore::save(
+        settings::SettingsStore::settingsFile(),
+        [&](core::Settings& document) { document.annotation = pending; }, "draw: ");
+}
+
+void DrawAppDelegate::requestFinish(const std::string& reason) {
+    const bool capturePending =
+        std::any_of(surfaces_.begin(), surfaces_.end(),
+                    [](const Surface& s) { return s.view->isSelectingCaptureRegion(); });
+    if (capturePending) {
+        QTimer::singleShot(static_cast<int>(kFinishRecheckSeconds * 1000), this,
+                           [this, reason] { requestFinish(reason); });
+        return;
+    }
+    finish(reason);
+}
+
+void DrawAppDelegate::finish(const std::string& reason) {
+    flushSettings();
+    if (finished_) {
+        return;
+    }
+    finished_ = true;
+    const double duration = monotonicSeconds() - startedAt_;
+    timeLimit_.stop();
+    for (ink::InkView* view : views()) {
+        view->stop();
+    }
+    const std::string summary = summaryText(reason, duration);
+    const auto written = writeFileAtomically(config_.summaryPath, summary);
+    if (!written) {
+        std::cerr << "draw: summary write failed: " << written.error() << "\n";
+        FrontmostLog::shared().finish(reason);
+        emit finished(3);
+        return;
+    }
+    std::cerr << "draw: wrote " << config_.summaryPath << "\n";
+    FrontmostLog::shared().finish(reason);
+    emit finished(0);
+}
+
+void DrawAppDelegate::printBanner() const {
+    const auto line = [](std::string_view label, const std::string& value) {
+        std::string text = "  " + std::string(label) + ":";
+        text.resize(std::max<std::size_t>(text.size() + 1, 22), ' ');
+        return text + value + "\n";
+    };
+    const auto onOff = [](bool on) { return std::string(on ? "on" : "off"); };
+    const core::StrokeStyle pen = core::StrokeStyle::style(tools_->tool(), tools_->settings());
+    std::string text = "scrawlet draw (M0 T5)\n";
+    text += line("pid", std::to_string(::getpid()));
+#ifdef NDEBUG
+    text += line("build", "Release");
+#else
+    text += line("build", "Debug");
+#endif
+    text += line("panels", std::to_string(surfaces_.size()) + " (one per screen)");
+    text += line("level",
+                 config_.levelToken + " (" + std::to_string(windowLevel(config_.levelToken)) + ")");
+    text += line("click-through", onOff(ignoresMouse_));
+    text += line("tool", std::string(core::rawValue(tools_->tool())));
+    text += shortcuts::Permissions::banner() + "\n";
+    text += line("stroke", pen.colour.hexString() + " at " +
+                               core::shortestDecimal(pen.widthContentUnits) + "pt");
+    text += line("capacity", std::to_string(config_.limits.pointCapacity) + " points, " +
+                                 std::to_string(config_.limits.strokeCapacity) + " strokes");
+    text += line("transport", std::string(core::rawValue(config_.transport)));
+    text +=
+        line("allocation audit", "not compiled in (build with -DSCRAWLET_ALLOC_AUDIT=ON to count)");
+    text += line("lens", onOff(false));
+    text += line("full-screen zoom", onOff(false));
+    text += line("spotlight", onOff(false));
+    text += line("cursor highlight", onOff(false));
+    text += line("keystroke display", onOff(false));
+    text += line("summary", config_.summaryPath);
+    text +=
+        "Draw with the left button. Right-click clears. SIGUSR1 toggles click-through, SIGPWR "
+        "prints totals, SIGUSR2 (or Ctrl-C) finishes.\n";
+    std::cerr << text;
+}
+
+std::string DrawAppDelegate::summaryText(const std::string& reason, double durationSeconds) const {
+    RunSummaryInput input = RunSummaryInput::fromConfig(config_);
+    input.reason = reason;
+    input.durationSeconds = durationSeconds;
+#ifdef NDEBUG
+    input.buildConfiguration = "Release";
+#else
+    input.buildConfiguration = "Debug";
+#endif
+    input.panels = surfaces_.size();
+    for (const ink::InkView* view : views()) {
+        const ink::InkCanvas& canvas = view->canvas();
+        InkTotals& ink = input.ink;
+        ink.eventCount += canvas.eventCount();
+        ink.draggedEventCount += canvas.draggedEventCount();
+        ink.strokeCount += canvas.strokeCount();
+        ink.visibleSpanCount += static_cast<std::uint64_t>(canvas.scene().visibleSpanCount());
+        ink.reclaimablePointCount +=
+            static_cast<std::uint64_t>(canvas.scene().reclaimablePointCount());
+        ink.visibleTextCount += static_cast<std::uint64_t>(canvas.textScene().visibleCount());
+        ink.droppedTextCount += static_cast<std::uint64_t>(canvas.textScene().droppedCount());
+        ink.frameCount += view->frames().frameCount();
+        ink.deferredFrameCount += view->frames().deferredFrameCount();
+        ink.tickCount += view->frames().tickCount();
+        ink.idleTickCount += view->frames().idleTickCount();
+        ink.instanceCount += static_cast<std::uint64_t>(view->instances().instanceCount());
+        ink.droppedPointCount += static_cast<std::uint64_t>(canvas.scene().droppedPointCount());
+        ink.droppedStrokeCount += static_cast<std::uint64_t>(canvas.scene().droppedStrokeCount());
+        ink.droppedInstanceCount += view->instances().droppedInstanceCount();
+    }
+    const core::AnnotationSettings& settings = tools_->settings();
+    const core::StrokeStyle pen = core::StrokeStyle::style(core::Tool::pen, settings);
+    input.penColour = pen.colour;
+    input.penWidthPoints = pen.widthContentUnits;
+    input.penOpacity = pen.opacity;
+    if (!surfaces_.empty()) {
+        input.backingScaleFactor = surfaces_.front().view->devicePixelRatio();
+        input.nominalRefreshHz = 1.0 / surfaces_.front().view->frames().refreshInterval();
+    }
+    input.osVersion = currentOsVersion();
+    input.startedAt = startedAtText(startedWallClock_);
+    return summaryJson(input);
+}
+
+}  // namespace scrawlet::shell

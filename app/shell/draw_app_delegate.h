@@ -1,0 +1,111 @@
+// The controller of draw mode: one transparent surface (an ink view in an overlay window) per
+// display, the tool controller and its wiring, the tray menu, signals, the run's time limit
+// and the orderly finish with its summary.
+//
+// Surfaces are never destroyed: a display that goes away hides its surface with the ink kept,
+// and gets it back when it returns. Every way of ending the run goes through `requestFinish`.
+// Main thread only.
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "app/ink/ink_view.h"
+#include "app/ink/tool_controller.h"
+#include "app/platform/frontmost_app.h"
+#include "app/shell/draw_config.h"
+#include "app/shell/frontmost_log.h"
+#include "app/shell/signal_relay.h"
+#include "core/action_catalog.h"
+
+class QMenu;
+class QSystemTrayIcon;
+class QAction;
+class QScreen;
+
+namespace scrawlet::shell {
+
+class DrawAppDelegate : public QObject {
+    Q_OBJECT
+
+  public:
+    explicit DrawAppDelegate(DrawConfig config);
+    ~DrawAppDelegate() override;
+
+    // The start-up sequence. A configuration that cannot run comes back as its exit.
+    std::optional<ConfigExit> launch();
+
+    // Every finish request passes here: deferred while a capture is pending.
+    void requestFinish(const std::string& reason);
+    void finish(const std::string& reason);
+    bool isFinished() const { return finished_; }
+
+    void toggleInteractive();
+    bool toggleAnnotation();
+    ink::InkView* viewUnderPointer() const;
+    void announce(const std::string& text, bool sticky);
+    std::string progressLine() const;
+
+    ink::ToolController& tools() { return *tools_; }
+    const std::vector<ink::InkView*> views() const;
+    std::size_t surfaceCount() const { return surfaces_.size(); }
+
+  signals:
+    // Emitted once the run has finished; the value is the process's exit status.
+    void finished(int status);
+
+  private:
+    struct Surface {
+        std::uint32_t displayID = 0;
+        std::string screenName;
+        std::unique_ptr<ink::InkView> view;
+        bool visible = true;
+    };
+
+    std::optional<ConfigExit> makeSurface(QScreen* screen);
+    core::DisplayTransform transformFor(const QScreen* screen) const;
+    void reconcileDisplays();
+    void wireToolController();
+    void installStatusItem();
+    void rebuildStatusMenu();
+    void pickTool(core::Tool tool);
+    void installSignalHandlers();
+    void scheduleScriptedActions();
+    void scheduleSettingsWrite(const core::AnnotationSettings& settings);
+    void flushSettings();
+    void printBanner() const;
+    void applyInputTransparency(bool ignoresMouse);
+    std::optional<PanelState> panelState(const Surface& surface) const;
+    std::string summaryText(const std::string& reason, double durationSeconds) const;
+
+    DrawConfig config_;
+    bool finished_ = false;
+    double startedAt_ = 0;
+    std::chrono::system_clock::time_point startedWallClock_;
+    bool annotating_ = true;
+    bool ignoresMouse_ = false;
+    double interactiveToggledAt_ = 0;
+    std::unique_ptr<ink::ToolController> tools_;
+    ink::ToolController::Outcome toolOutcome_ = ink::ToolController::Outcome::handled();
+    std::optional<core::ActionCatalog> catalog_;
+    std::vector<Surface> surfaces_;
+    std::unique_ptr<SignalRelay> signals_;
+    std::unique_ptr<QSystemTrayIcon> statusItem_;
+    std::unique_ptr<QMenu> statusMenu_;
+    std::vector<std::pair<core::Tool, QAction*>> toolItems_;
+    std::optional<core::AnnotationSettings> pendingSettings_;
+    bool settingsWriteScheduled_ = false;
+    std::set<std::string> offeredGrants_;
+    bool reconcileScheduled_ = false;
+    QTimer timeLimit_;
+    std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
+};
+
+}  // namespace scrawlet::shell
