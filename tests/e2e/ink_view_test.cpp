@@ -19,17 +19,8 @@ namespace {
 const core::StrokeStyle kRed{{255, 0, 0, 255}, 6, 1, core::InkBlend::normal};
 constexpr int kSize = 200;
 
-class InkViewTest : public ::testing::Test {
+class InkViewTest : public e2e::GuiTestSuite {
   protected:
-    static void SetUpTestSuite() {
-        e2e::XSessionEnvironment::session().exportToProcess();
-        application = new QGuiApplication(argc, argv);
-    }
-    static void TearDownTestSuite() {
-        delete application;
-        application = nullptr;
-    }
-
     void SetUp() override {
         InkView::Options options;
         options.style = kRed;
@@ -82,10 +73,6 @@ class InkViewTest : public ::testing::Test {
         return count;
     }
 
-    static inline int argc = 1;
-    static inline char arg0[] = "scrawlet_e2e_tests";
-    static inline char* argv[] = {arg0, nullptr};
-    static inline QGuiApplication* application = nullptr;
     std::unique_ptr<InkView> view;
 };
 

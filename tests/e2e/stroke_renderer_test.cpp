@@ -50,19 +50,8 @@ float coverage(const SegmentInstance& s, Point p) {
     return std::clamp(s.radius - std::hypot(pax - bax * h, pay - bay * h) + 0.5f, 0.0f, 1.0f);
 }
 
-class StrokeRendererTest : public ::testing::Test {
+class StrokeRendererTest : public e2e::GuiTestSuite {
   protected:
-    static void SetUpTestSuite() {
-        e2e::XSessionEnvironment::session().exportToProcess();
-        application = new QGuiApplication(argc, argv);
-    }
-
-    // Before the environment stops the server, or Qt's X connection breaks under it.
-    static void TearDownTestSuite() {
-        delete application;
-        application = nullptr;
-    }
-
     void SetUp() override {
         QSurfaceFormat format;
         format.setRenderableType(QSurfaceFormat::OpenGL);
@@ -111,11 +100,6 @@ class StrokeRendererTest : public ::testing::Test {
         return {p[0], p[1], p[2], p[3]};
     }
     int alphaAt(int x, int y) const { return at(x, y)[3]; }
-
-    static inline int argc = 1;
-    static inline char name[] = "scrawlet_e2e_tests";
-    static inline char* argv[] = {name, nullptr};
-    static inline QGuiApplication* application = nullptr;
 
     QOpenGLContext context;
     QOffscreenSurface surface;

@@ -152,17 +152,8 @@ class RecordingWindow : public QWindow {
     void keyPressEvent(QKeyEvent* event) override { keys.push_back(event->key()); }
 };
 
-class X11PlatformTest : public ::testing::Test {
+class X11PlatformTest : public e2e::GuiTestSuite {
   protected:
-    static void SetUpTestSuite() {
-        e2e::XSessionEnvironment::session().exportToProcess();
-        application = new QGuiApplication(argc, argv);
-    }
-    static void TearDownTestSuite() {
-        delete application;
-        application = nullptr;
-    }
-
     void SetUp() override {
         ASSERT_TRUE(observer.ok());
         input = createSyntheticInput();
@@ -192,11 +183,6 @@ class X11PlatformTest : public ::testing::Test {
         click(global);
         return QTest::qWaitFor([&] { return window.presses.size() > before; }, 3000);
     }
-
-    static inline int argc = 1;
-    static inline char arg0[] = "scrawlet_e2e_tests";
-    static inline char* argv[] = {arg0, nullptr};
-    static inline QGuiApplication* application = nullptr;
 
     Observer observer;
     std::unique_ptr<SyntheticInput> input;

@@ -9,6 +9,7 @@
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
+#include <QGuiApplication>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -281,6 +282,25 @@ void XSessionEnvironment::TearDown() {
 
 const XSession& XSessionEnvironment::session() {
     return *sharedSession();
+}
+
+namespace {
+
+int applicationArgc = 1;
+char applicationName[] = "scrawlet_e2e_tests";
+char* applicationArgv[] = {applicationName, nullptr};
+QGuiApplication* suiteApplication = nullptr;
+
+}  // namespace
+
+void GuiTestSuite::SetUpTestSuite() {
+    XSessionEnvironment::session().exportToProcess();
+    suiteApplication = new QGuiApplication(applicationArgc, applicationArgv);
+}
+
+void GuiTestSuite::TearDownTestSuite() {
+    delete suiteApplication;
+    suiteApplication = nullptr;
 }
 
 }  // namespace scrawlet::e2e

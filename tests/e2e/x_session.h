@@ -51,4 +51,13 @@ class XSessionEnvironment : public ::testing::Environment {
     static const XSession& session();
 };
 
+// Base of a suite whose tests need a Qt GUI application on the session's display. The
+// application is made before the suite's first test and deleted after its last, before the
+// environment stops the server, or Qt's X connection breaks under it.
+class GuiTestSuite : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite();
+    static void TearDownTestSuite();
+};
+
 }  // namespace scrawlet::e2e

@@ -1,13 +1,10 @@
 // Runs the scrawlet executable with prepared environments and checks its exit statuses and
 // standard-error lines.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/child_process.h"
 #include "tests/unit/app/temporary_folder.h"
 
 namespace {
@@ -20,41 +17,9 @@ struct ProcessRun {
 };
 
 ProcessRun runScrawlet(const std::vector<std::string>& environment) {
-    int pipeFds[2];
-    if (::pipe(pipeFds) != 0) {
-        return {};
-    }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDERR_FILENO);
-    posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-
-    std::vector<char*> envp;
-    for (const auto& entry : environment) {
-        envp.push_back(const_cast<char*>(entry.c_str()));
-    }
-    envp.push_back(nullptr);
-    char* argv[] = {const_cast<char*>(SCRAWLET_EXECUTABLE), nullptr};
-    pid_t pid = 0;
-    const int spawned =
-        posix_spawn(&pid, SCRAWLET_EXECUTABLE, &actions, nullptr, argv, envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(pipeFds[1]);
-    ProcessRun run;
-    if (spawned != 0) {
-        ::close(pipeFds[0]);
-        return run;
-    }
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(pipeFds[0], buffer, sizeof buffer)) > 0;) {
-        run.standardError.append(buffer, static_cast<std::size_t>(n));
-    }
-    ::close(pipeFds[0]);
-    int wstatus = 0;
-    ::waitpid(pid, &wstatus, 0);
-    run.status = WIFEXITED(wstatus) ? WEXITSTATUS(wstatus) : -1;
-    return run;
+    scrawlet::testing::ChildProcess child(SCRAWLET_EXECUTABLE, environment);
+    const auto status = child.wait(std::chrono::seconds(30));
+    return {status.value_or(-1), child.standardError()};
 }
 
 // Every run gets its own settings folder and log paths, and no display.
