@@ -60,8 +60,8 @@ std::expected<void, std::string> selectRootEvents(const XConnection& x, std::uin
 
 bool isMapped(xcb_connection_t* c, xcb_window_t window);
 
-// Asks the window manager for a change to a mapped window's state, as the window-manager
-// hints specification requires (a client message to the root); unmanaged servers ignore it.
+// Asks the window manager for a change to a mapped window's state the way its hints
+// convention requires (a client message to the root); unmanaged servers ignore it.
 void sendToWindowManager(const XConnection& x, xcb_window_t window, xcb_atom_t type,
                          std::initializer_list<std::uint32_t> data);
 
