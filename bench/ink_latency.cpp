@@ -263,38 +263,46 @@ void roundTrip(xcb_connection_t* c) {
     std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
 }
 
-std::unique_ptr<InkView> showView(QScreen* screen, std::string& error) {
+// A shown, warmed full-screen view on Qt's xcb connection; failures are reported here.
+struct ShownView {
+    std::unique_ptr<InkView> view;
+    xcb_connection_t* qt = nullptr;
+};
+
+std::optional<ShownView> showView(QScreen* screen) {
+    const auto fail = [](const char* why) {
+        std::fprintf(stderr, "ink_latency: %s\n", why);
+        return std::nullopt;
+    };
+    xcb_connection_t* qt = qtConnection();
+    if (!qt) {
+        return fail("Qt is not on xcb");
+    }
     InkView::Options options;
     options.style = {{230, 40, 40, 255}, 4, 1, scrawlet::core::InkBlend::normal};
     options.tool = scrawlet::core::Tool::pen;
     auto view = InkView::create(screen, screen->geometry(), options);
     if (!view) {
-        error = "no OpenGL 3.3 surface";
-        return nullptr;
+        return fail("no OpenGL 3.3 surface");
     }
     view->setFlags(Qt::FramelessWindowHint);
     view->show();
     if (!runUntil([&] { return view->isExposed(); }, 5)) {
-        error = "the view was never exposed";
-        return nullptr;
+        return fail("the view was never exposed");
     }
     view->prewarm();
     wait(0.2);
-    return view;
+    return ShownView{std::move(view), qt};
 }
 
 int measureDrawing(const scrawlet::e2e::XSession& session, QScreen* screen) {
+    auto shown = showView(screen);
+    if (!shown) {
+        return 1;
+    }
+    auto& view = shown->view;
+    xcb_connection_t* qt = shown->qt;
     std::string error;
-    auto view = showView(screen, error);
-    if (!view) {
-        std::fprintf(stderr, "ink_latency: %s\n", error.c_str());
-        return 1;
-    }
-    xcb_connection_t* qt = qtConnection();
-    if (!qt) {
-        std::fprintf(stderr, "ink_latency: Qt is not on xcb\n");
-        return 1;
-    }
     auto driver = PointerDriver::connect(session.displayName(), error);
     if (!driver) {
         std::fprintf(stderr, "ink_latency: %s\n", error.c_str());
@@ -410,13 +418,12 @@ int measureDrawing(const scrawlet::e2e::XSession& session, QScreen* screen) {
 }
 
 int measureFullScene(QScreen* screen) {
-    std::string error;
-    auto view = showView(screen, error);
-    if (!view) {
-        std::fprintf(stderr, "ink_latency: %s\n", error.c_str());
+    auto shown = showView(screen);
+    if (!shown) {
         return 1;
     }
-    xcb_connection_t* qt = qtConnection();
+    auto& view = shown->view;
+    xcb_connection_t* qt = shown->qt;
     auto& canvas = view->canvas();
     std::optional<Frame> last;
     view->setOnFrameSwapped([&](double swapped, std::uint64_t eventCount) {

@@ -83,7 +83,7 @@ DrawAppDelegate::~DrawAppDelegate() {
     FrontmostLog::shared().setFrontmostProvider(nullptr);
 }
 
-const std::vector<ink::InkView*> DrawAppDelegate::views() const {
+std::vector<ink::InkView*> DrawAppDelegate::views() const {
     std::vector<ink::InkView*> result;
     for (const Surface& surface : surfaces_) {
         result.push_back(surface.view.get());

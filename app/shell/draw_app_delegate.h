@@ -54,7 +54,7 @@ class DrawAppDelegate : public QObject {
     std::string progressLine() const;
 
     ink::ToolController& tools() { return *tools_; }
-    const std::vector<ink::InkView*> views() const;
+    std::vector<ink::InkView*> views() const;
     std::size_t surfaceCount() const { return surfaces_.size(); }
 
   signals:

@@ -86,10 +86,7 @@ class X11FrontmostAppProvider final : public FrontmostAppProvider {
 }  // namespace
 
 std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider() {
-    const auto x = x11::qtConnection();
-    if (!x)
-        return nullptr;
-    return std::make_unique<X11FrontmostAppProvider>(*x);
+    return x11::makeOnQtConnection<FrontmostAppProvider, X11FrontmostAppProvider>();
 }
 
 }  // namespace scrawlet::platform

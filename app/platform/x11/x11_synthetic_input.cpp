@@ -150,10 +150,7 @@ class X11SyntheticInput final : public SyntheticInput {
 }  // namespace
 
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
-    const auto x = x11::qtConnection();
-    if (!x)
-        return nullptr;
-    return std::make_unique<X11SyntheticInput>(*x);
+    return x11::makeOnQtConnection<SyntheticInput, X11SyntheticInput>();
 }
 
 }  // namespace scrawlet::platform

@@ -272,10 +272,7 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
 }  // namespace
 
 std::unique_ptr<WindowPlacer> createWindowPlacer() {
-    const auto x = x11::qtConnection();
-    if (!x)
-        return nullptr;
-    return std::make_unique<X11WindowPlacer>(*x);
+    return x11::makeOnQtConnection<WindowPlacer, X11WindowPlacer>();
 }
 
 }  // namespace scrawlet::platform

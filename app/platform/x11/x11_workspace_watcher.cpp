@@ -66,10 +66,7 @@ class X11WorkspaceWatcher final : public WorkspaceWatcher, private QAbstractNati
 }  // namespace
 
 std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher() {
-    const auto x = x11::qtConnection();
-    if (!x)
-        return nullptr;
-    return std::make_unique<X11WorkspaceWatcher>(*x);
+    return x11::makeOnQtConnection<WorkspaceWatcher, X11WorkspaceWatcher>();
 }
 
 }  // namespace scrawlet::platform

@@ -31,6 +31,15 @@ struct XConnection {
 };
 std::optional<XConnection> qtConnection();
 
+// An xcb implementation built on Qt's connection, or nothing when Qt does not run on xcb.
+template <class Interface, class Implementation>
+std::unique_ptr<Interface> makeOnQtConnection() {
+    const auto x = qtConnection();
+    if (!x)
+        return nullptr;
+    return std::make_unique<Implementation>(*x);
+}
+
 // Interned in one round trip; XCB_NONE where the server refused.
 std::vector<xcb_atom_t> internAtoms(xcb_connection_t* c,
                                     std::initializer_list<std::string_view> names);
