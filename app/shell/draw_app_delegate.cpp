@@ -28,6 +28,8 @@ using core::ActionID;
 using core::Tool;
 
 constexpr double kFinishRecheckSeconds = 0.05;
+constexpr long long kBypassLevel = 1000;
+constexpr std::uint64_t kCanJoinAllSpaces = 1;
 
 std::string capitalised(std::string_view name) {
     std::string text(name);
@@ -101,6 +103,18 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
                      "transparent\n";
     }
 
+    placer_ = platform::createWindowPlacer();
+    workspaces_ = platform::createWorkspaceWatcher();
+    if (workspaces_) {
+        connect(
+            workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this, [this] {
+                for (const Surface& surface : surfaces_) {
+                    FrontmostLog::shared().record(
+                        "activeSpaceDidChange", panelState(surface),
+                        "screen=" + (surface.visible ? surface.screenName : std::string("nil")));
+                }
+            });
+    }
     tools_ = std::make_unique<ink::ToolController>(config_.annotation);
     for (QScreen* screen : QGuiApplication::screens()) {
         if (auto failure = makeSurface(screen)) {
@@ -164,16 +178,26 @@ std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
                           config_.limits.minimumSeparation,
                           static_cast<int>(config_.limits.textCapacity)};
     options.tool = tools_->tool();
-    options.flags = Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                    Qt::WindowDoesNotAcceptFocus;
+    // The level's window-manager bypass must be in place before the native window exists.
+    const long long level = windowLevel(config_.levelToken);
+    options.flags =
+        Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus |
+        (level >= kBypassLevel ? Qt::BypassWindowManagerHint : Qt::WindowStaysOnTopHint);
     auto view = ink::InkView::create(screen, screen->geometry(), options);
     if (!view) {
         return ConfigExit{"draw: OpenGL 3.3 unavailable", 2};
     }
     view->setCursorEnabled(!ignoresMouse_);
-    // TODO: apply the level and workspace tokens through the X11 window placer once it can
-    // take a window that already has its OpenGL surface; until then Qt's stay-on-top flag.
-    view->setFlag(Qt::WindowTransparentForInput, ignoresMouse_);
+    if (placer_) {
+        const platform::WindowPlacement placement{
+            level, (collectionBehavior(config_.behaviorTokens).bits & kCanJoinAllSpaces) != 0, true,
+            ignoresMouse_};
+        if (const auto placed = placer_->place(*view, placement); !placed) {
+            std::cerr << "draw: overlay placement: " << placed.error() << "\n";
+        }
+    } else {
+        view->setFlag(Qt::WindowTransparentForInput, ignoresMouse_);
+    }
     view->setOnTypingChord([this](const core::Chord& chord) {
         if (!catalog_) {
             return false;
@@ -333,7 +357,13 @@ void DrawAppDelegate::toggleInteractive() {
 void DrawAppDelegate::applyInputTransparency(bool ignoresMouse) {
     ignoresMouse_ = ignoresMouse;
     for (ink::InkView* view : views()) {
-        view->setFlag(Qt::WindowTransparentForInput, ignoresMouse);
+        if (placer_) {
+            if (const auto set = placer_->setTransparentForInput(*view, ignoresMouse); !set) {
+                std::cerr << "draw: click-through: " << set.error() << "\n";
+            }
+        } else {
+            view->setFlag(Qt::WindowTransparentForInput, ignoresMouse);
+        }
         view->setCursorEnabled(!ignoresMouse);
     }
 }

@@ -20,6 +20,8 @@
 #include "app/ink/ink_view.h"
 #include "app/ink/tool_controller.h"
 #include "app/platform/frontmost_app.h"
+#include "app/platform/window_placement.h"
+#include "app/platform/workspace_watcher.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
@@ -106,6 +108,8 @@ class DrawAppDelegate : public QObject {
     bool reconcileScheduled_ = false;
     QTimer timeLimit_;
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
+    std::unique_ptr<platform::WindowPlacer> placer_;
+    std::unique_ptr<platform::WorkspaceWatcher> workspaces_;
 };
 
 }  // namespace scrawlet::shell

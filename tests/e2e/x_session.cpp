@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
@@ -268,6 +269,96 @@ XSession::~XSession() {
 void XSession::exportToProcess() const {
     setenv("DISPLAY", displayName_.c_str(), 1);
     setenv("QT_QPA_PLATFORM", "xcb", 1);
+}
+
+namespace {
+
+// Runs xrandr against the session and waits for it: libxcb's SetMonitor request proved
+// unreliable, Xlib's is not.
+int runXrandr(const std::string& display, std::vector<std::string> args) {
+    args.insert(args.begin(), {"-display", display});
+    const auto pid = spawn("xrandr", std::move(args));
+    if (!pid)
+        return -1;
+    int status = 0;
+    while (waitpid(*pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::vector<std::string> monitorNames(const std::string& display) {
+    std::vector<std::string> names;
+    int screenNumber = 0;
+    const XcbConnection connection(xcb_connect(display.c_str(), &screenNumber));
+    xcb_connection_t* c = connection.get();
+    if (xcb_connection_has_error(c))
+        return names;
+    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(c));
+    for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb_screen_next(&screens);
+    XcbReply<xcb_randr_get_monitors_reply_t> monitors(
+        xcb_randr_get_monitors_reply(c, xcb_randr_get_monitors(c, screens.data->root, 0), nullptr),
+        &std::free);
+    if (!monitors)
+        return names;
+    for (auto it = xcb_randr_get_monitors_monitors_iterator(monitors.get()); it.rem > 0;
+         xcb_randr_monitor_info_next(&it)) {
+        XcbReply<xcb_get_atom_name_reply_t> name(
+            xcb_get_atom_name_reply(c, xcb_get_atom_name(c, it.data->name), nullptr), &std::free);
+        if (name)
+            names.emplace_back(xcb_get_atom_name_name(name.get()),
+                               xcb_get_atom_name_name_length(name.get()));
+    }
+    return names;
+}
+
+bool hasMonitor(const std::string& display, const std::string& name) {
+    const auto names = monitorNames(display);
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+}  // namespace
+
+std::vector<XSession::Monitor> XSession::twoMonitors() {
+    return {{"A", 0, 0, 960, 1080}, {"B", 960, 0, 960, 1080}};
+}
+
+std::expected<void, std::string> XSession::setMonitors(const std::vector<Monitor>& monitors) const {
+    // The server lists a monitor of its own for every lit output: switch Xvfb's off. Its frame
+    // buffer, and so the root window's image, stays.
+    runXrandr(displayName_, {"--output", "screen", "--off"});
+    for (const std::string& name : monitorNames(displayName_)) {
+        const bool kept = std::any_of(monitors.begin(), monitors.end(),
+                                      [&](const Monitor& m) { return m.name == name; });
+        if (!kept)
+            runXrandr(displayName_, {"--delmonitor", name});
+    }
+    for (const Monitor& monitor : monitors) {
+        if (auto added = addMonitor(monitor); !added)
+            return added;
+    }
+    return {};
+}
+
+std::expected<void, std::string> XSession::removeMonitor(const std::string& name) const {
+    // xrandr resizes the screen afterwards and reports that as a failure; the monitor list
+    // is the real answer.
+    runXrandr(displayName_, {"--delmonitor", name});
+    if (hasMonitor(displayName_, name))
+        return std::unexpected("monitor " + name + " is still there");
+    return {};
+}
+
+std::expected<void, std::string> XSession::addMonitor(const Monitor& monitor) const {
+    // Millimetres at about 96 dpi; only the ratio matters to Qt.
+    const auto size = [](int pixels) {
+        return std::to_string(pixels) + "/" + std::to_string(pixels * 254 / 960);
+    };
+    const std::string geometry = size(monitor.width) + "x" + size(monitor.height) + "+" +
+                                 std::to_string(monitor.x) + "+" + std::to_string(monitor.y);
+    runXrandr(displayName_, {"--setmonitor", monitor.name, geometry, "none"});
+    if (!hasMonitor(displayName_, monitor.name))
+        return std::unexpected("xrandr could not define monitor " + monitor.name);
+    return {};
 }
 
 void XSessionEnvironment::SetUp() {

@@ -14,6 +14,7 @@
 #include <expected>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace scrawlet::e2e {
 
@@ -31,6 +32,18 @@ class XSession {
 
     // Points this process's X clients (Qt included) at the session. Call before QGuiApplication.
     void exportToProcess() const;
+
+    // RandR monitors carved out of the one Xvfb screen; Qt makes a QScreen of each.
+    struct Monitor {
+        std::string name;
+        int x = 0, y = 0, width = 0, height = 0;
+    };
+    // Replaces every monitor of the screen with `monitors`.
+    std::expected<void, std::string> setMonitors(const std::vector<Monitor>& monitors) const;
+    std::expected<void, std::string> removeMonitor(const std::string& name) const;
+    std::expected<void, std::string> addMonitor(const Monitor& monitor) const;
+    // The layout the draw-mode tests use: two side-by-side 960 × 1080 monitors, "A" and "B".
+    static std::vector<Monitor> twoMonitors();
 
   private:
     XSession() = default;

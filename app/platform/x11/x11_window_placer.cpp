@@ -147,6 +147,15 @@ class PlacementKeeper final : public QObject {
     std::shared_ptr<const Context> context_;
 };
 
+// Not findChild: without Q_OBJECT, its cast would take any child (a timer, a GL context).
+PlacementKeeper* keeperOf(QWindow& window) {
+    for (QObject* child : window.children()) {
+        if (auto* keeper = dynamic_cast<PlacementKeeper*>(child))
+            return keeper;
+    }
+    return nullptr;
+}
+
 Qt::WindowFlags flagsForLevel(Qt::WindowFlags flags, long long level) {
     flags &= ~(Qt::BypassWindowManagerHint | Qt::WindowStaysOnTopHint);
     // Qt rewrites override-redirect from its flags whenever they change, so the flag, not a
@@ -186,7 +195,7 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
         window.setFlags(flagsForLevel(window.flags(), placement.level));
         if (!window.handle())
             window.create();
-        auto* keeper = window.findChild<PlacementKeeper*>(QString(), Qt::FindDirectChildrenOnly);
+        auto* keeper = keeperOf(window);
         if (!keeper)
             keeper = new PlacementKeeper(window, context_);
         keeper->placement = placement;
@@ -202,7 +211,7 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
 
     std::expected<void, std::string> setTransparentForInput(QWindow& window,
                                                             bool transparent) override {
-        auto* keeper = window.findChild<PlacementKeeper*>(QString(), Qt::FindDirectChildrenOnly);
+        auto* keeper = keeperOf(window);
         if (!keeper)
             return std::unexpected(std::string("the window was never placed"));
         keeper->placement.transparentForInput = transparent;
