@@ -176,6 +176,14 @@ void InkView::setSelectingCaptureRegion(bool selecting) {
 
 void InkView::reanchor(const core::DisplayTransform& transform) {
     transform_ = transform;
+    if (!fiducials_.empty()) {
+        installFiducials();
+    }
+    overlaysChanged();
+}
+
+void InkView::installFiducials() {
+    fiducials_ = core::fiducials::marks(transform_, width(), height());
     overlaysChanged();
 }
 
@@ -329,7 +337,7 @@ bool InkView::rasteriseOverlays(double hintOpacity) {
         anyText = texts.isVisible(i) && !texts.span(i).text.empty();
     }
     if (!anyText && !canvas_.textSession() && !canvas_.selectionOutline() && !regionOrigin_ &&
-        hintText_.isEmpty()) {
+        hintText_.isEmpty() && fiducials_.empty()) {
         return false;
     }
     const qreal ratio = devicePixelRatio();
@@ -342,6 +350,16 @@ bool InkView::rasteriseOverlays(double hintOpacity) {
     QPainter painter(&overlayImage_);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::TextAntialiasing);
+
+    if (!fiducials_.empty()) {
+        const auto& rgb = core::fiducials::kRGB;
+        const double half = core::fiducials::kSizePoints / 2;
+        for (const auto& mark : fiducials_) {
+            const core::ViewportPoint centre = transform_.viewportPoint(mark.centre);
+            painter.fillRect(QRectF(centre.x - half, centre.y - half, 2 * half, 2 * half),
+                             QColor(rgb[0], rgb[1], rgb[2]));
+        }
+    }
 
     const auto drawLabel = [&](const core::TextSpan& span, const QString& text) {
         const QFont font = textFont(span.style, transform_.zoom());

@@ -22,6 +22,7 @@
 #include "app/ink/ink_canvas.h"
 #include "app/ink/stroke_instances.h"
 #include "core/chord.h"
+#include "core/fiducials.h"
 
 class QOpenGLContext;
 
@@ -56,6 +57,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
     void setStyle(const core::StrokeStyle& style) { canvas_.setStyle(style); }
     void setTimeToLive(std::optional<double> seconds);
     void setCursorEnabled(bool enabled);
+    void refreshCursor() { applyCursor(); }
     // Over the control panel the cursor is the arrow whatever the tool.
     void setPointerOverControlPanel(std::function<bool()> test) {
         overControlPanel_ = std::move(test);
@@ -72,6 +74,10 @@ class InkView : public QWindow, private InkCanvas::Listener {
     }
 
     void reanchor(const core::DisplayTransform& transform);
+    const core::DisplayTransform& transform() const { return transform_; }
+    // Registration marks, kept in place across re-anchoring.
+    void installFiducials();
+    const std::vector<core::fiducials::Mark>& fiducials() const { return fiducials_; }
     void showHint(const QString& text, bool sticky);
     void hideHint();
     void prewarm();
@@ -156,6 +162,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
     std::function<void(const QRectF&)> onRegionSelected_;
     std::function<void(double, std::uint64_t)> onFrameSwapped_;
     bool leftButtonDown_ = false;
+    std::vector<core::fiducials::Mark> fiducials_;
 };
 
 }  // namespace scrawlet::ink

@@ -6,10 +6,16 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QMenu>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QProcess>
+#include <QPushButton>
+#include <QStandardPaths>
 #include <QPainter>
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <csignal>
+#include <cmath>
 #include <iostream>
 
 #include "app/platform/display_identifier.h"
@@ -19,6 +25,7 @@
 #include "app/shell/frontmost_log.h"
 #include "app/shell/run_summary.h"
 #include "app/shortcuts/permissions.h"
+#include "core/fiducials.h"
 #include "core/number_format.h"
 
 namespace scrawlet::shell {
@@ -73,6 +80,18 @@ std::string describe(const ink::ToolController::Outcome& outcome) {
     return "handled";
 }
 
+// X11 has no privacy settings to grant; the desktop's settings program is the nearest
+// place, and a session choice at login is what the refusal text asks for.
+bool openSystemSettings() {
+    for (const char* program : {"gnome-control-center", "systemsettings", "xfce4-settings-manager",
+                                "mate-control-center", "cinnamon-settings"}) {
+        if (!QStandardPaths::findExecutable(QString::fromLatin1(program)).isEmpty()) {
+            return QProcess::startDetached(QString::fromLatin1(program), {});
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 DrawAppDelegate::DrawAppDelegate(DrawConfig config)
@@ -102,19 +121,21 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         std::cerr << "draw: no compositing manager is running; the overlays will not be "
                      "transparent\n";
     }
-
     placer_ = platform::createWindowPlacer();
+    input_ = platform::createSyntheticInput();
     workspaces_ = platform::createWorkspaceWatcher();
     if (workspaces_) {
-        connect(
-            workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this, [this] {
-                for (const Surface& surface : surfaces_) {
-                    FrontmostLog::shared().record(
-                        "activeSpaceDidChange", panelState(surface),
-                        "screen=" + (surface.visible ? surface.screenName : std::string("nil")));
-                }
-            });
+        connect(workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this,
+                [this] {
+                    for (const Surface& surface : surfaces_) {
+                        FrontmostLog::shared().record("activeSpaceDidChange", panelState(surface),
+                                                      "screen=" + (surface.visible
+                                                                       ? surface.screenName
+                                                                       : std::string("nil")));
+                    }
+                });
     }
+
     tools_ = std::make_unique<ink::ToolController>(config_.annotation);
     for (QScreen* screen : QGuiApplication::screens()) {
         if (auto failure = makeSurface(screen)) {
@@ -132,6 +153,9 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         std::cerr << "draw: no action catalogue; shortcuts are off\n";
     }
     installStatusItem();
+    if (config_.an16Trials) {
+        measureToggleRoundTrip(*config_.an16Trials);
+    }
     scheduleScriptedActions();
     if (surfaces_.empty()) {
         return ConfigExit{"draw: no drawable screen", 2};
@@ -139,6 +163,13 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     for (ink::InkView* view : views()) {
         view->prewarm();
     }
+    if (config_.fiducials) {
+        for (ink::InkView* view : views()) {
+            view->installFiducials();
+        }
+        publishRegistration(false);
+    }
+    parkPointer();
     startedAt_ = monotonicSeconds();
     startedWallClock_ = std::chrono::system_clock::now();
     // Handlers first: a harness that waits for the banner may signal at once.
@@ -156,8 +187,165 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     };
     connect(qGuiApp, &QGuiApplication::screenAdded, this, reconcileSoon);
     connect(qGuiApp, &QGuiApplication::screenRemoved, this, reconcileSoon);
+    startDriver();
     timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
     return std::nullopt;
+}
+
+void DrawAppDelegate::startDriver() {
+    if (config_.transport == DrawConfig::Transport::live || surfaces_.empty()) {
+        return;
+    }
+    const double hz = std::max(config_.syntheticHz, 1.0);
+    // DrawConfig refuses products that are not finite or too large for an integer.
+    const auto steps = static_cast<std::int64_t>(config_.strokeSeconds * config_.syntheticHz);
+    if (config_.transport == DrawConfig::Transport::cgEventPost &&
+        (!input_ || !input_->canInject())) {
+        std::cerr << "draw: the cgEventPost transport needs the XTEST extension of the X "
+                     "server\n";
+        return;
+    }
+    driver_ = std::make_unique<SyntheticDragDriver>(*surfaces_.front().view, config_.transport,
+                                                    1.0 / hz, steps, input_.get());
+    driver_->start();
+}
+
+void DrawAppDelegate::publishRegistration(bool republished) {
+    for (const Surface& surface : surfaces_) {
+        const ink::InkView& view = *surface.view;
+        const core::DisplayTransform& transform = view.transform();
+        const double scale = view.devicePixelRatio();
+        RegistrationInput input;
+        input.displayID = surface.displayID;
+        input.republished = republished;
+        input.screenName = surface.screenName;
+        input.originX = transform.origin().x;
+        input.originY = transform.origin().y;
+        input.zoom = transform.zoom();
+        input.pointWidth = view.width();
+        input.pointHeight = view.height();
+        input.pixelWidth = view.width() * scale;
+        input.pixelHeight = view.height() * scale;
+        input.backingScaleFactor = scale;
+        input.strokeWidthContentUnits = view.canvas().style().widthContentUnits;
+        input.fiducialRGB.assign(core::fiducials::kRGB.begin(), core::fiducials::kRGB.end());
+        const QPoint topLeft = view.geometry().topLeft();
+        for (const auto& mark : view.fiducials()) {
+            const core::ViewportPoint local = transform.viewportPoint(mark.centre);
+            input.marks.push_back({mark.name,
+                                   {mark.centre.x, mark.centre.y},
+                                   {topLeft.x() + local.x, topLeft.y() + local.y},
+                                   core::fiducials::kSizePoints});
+        }
+        FrontmostLog::shared().recordLine(registrationRecord(input));
+    }
+}
+
+void DrawAppDelegate::parkPointer() {
+    if (config_.pointerPark.empty()) {
+        return;
+    }
+    if (!input_) {
+        std::cerr << "draw: pointer parking needs an X display\n";
+        return;
+    }
+    // One step per event-loop turn, so each warp has reached the server before it is read back.
+    for (std::size_t step = 0; step < config_.pointerPark.size(); ++step) {
+        QTimer::singleShot(0, this, [this, step] {
+            const GlobalPoint requested = config_.pointerPark[step];
+            const QPoint point(static_cast<int>(std::lround(requested.x)),
+                               static_cast<int>(std::lround(requested.y)));
+            (void)input_->warpPointer(point);
+            const auto landed = input_->pointerPosition();
+            const GlobalPoint observed =
+                landed ? GlobalPoint{static_cast<double>(landed->x()),
+                                     static_cast<double>(landed->y())}
+                       : GlobalPoint{std::nan(""), std::nan("")};
+            FrontmostLog::shared().recordLine(pointerParkRecord(
+                static_cast<std::int64_t>(step), monotonicSeconds(), requested, observed));
+        });
+    }
+}
+
+// Each trial starts from click-through, makes the overlay take input and measures until one
+// of the probe clicks reaches it. The probe uses the middle button, which never draws.
+void DrawAppDelegate::measureToggleRoundTrip(std::int64_t trials) {
+    roundTrip_ = std::make_unique<RoundTrip>();
+    roundTrip_->trials = trials;
+    roundTrip_->clicks.setTimerType(Qt::PreciseTimer);
+    connect(&roundTrip_->clicks, &QTimer::timeout, this, [this] {
+        RoundTrip& trip = *roundTrip_;
+        if (trip.clicksLeft <= 0) {
+            trip.clicks.stop();
+            // The last click had its chance to arrive.
+            QTimer::singleShot(100, this, [this] {
+                if (roundTrip_->trialRunning) {
+                    endRoundTripTrial(std::nullopt);
+                }
+            });
+            return;
+        }
+        --trip.clicksLeft;
+        if (input_) {
+            (void)input_->movePointer(trip.target);
+            (void)input_->setButton(Qt::MiddleButton, true);
+            (void)input_->setButton(Qt::MiddleButton, false);
+        }
+    });
+    QTimer::singleShot(250, this, [this] { runRoundTripTrial(); });
+}
+
+void DrawAppDelegate::runRoundTripTrial() {
+    if (finished_ || surfaces_.empty()) {
+        return;
+    }
+    RoundTrip& trip = *roundTrip_;
+    if (!ignoresMouse_) {
+        toggleInteractive();
+    }
+    trip.target = surfaces_.front().view->geometry().center();
+    trip.trialRunning = true;
+    toggleInteractive();
+    trip.trialStart = interactiveToggledAt_;
+    postProbeClicks(40, 2);
+}
+
+void DrawAppDelegate::postProbeClicks(int count, int everyMs) {
+    roundTrip_->clicksLeft = count;
+    roundTrip_->clicks.start(everyMs);
+}
+
+void DrawAppDelegate::endRoundTripTrial(std::optional<double> milliseconds) {
+    RoundTrip& trip = *roundTrip_;
+    trip.trialRunning = false;
+    trip.clicks.stop();
+    ++trip.done;
+    if (milliseconds) {
+        trip.milliseconds.push_back(*milliseconds);
+    } else {
+        ++trip.lost;
+        std::cerr << "draw: AN-16 trial " << trip.done << " saw no click at all\n";
+    }
+    if (trip.done < trip.trials) {
+        QTimer::singleShot(250, this, [this] { runRoundTripTrial(); });
+        return;
+    }
+    const An16Report report = an16Report(trip.milliseconds, trip.trials, trip.lost);
+    std::cerr << report.text;
+    FrontmostLog::shared().record("an16", std::nullopt, report.note);
+    requestFinish("an16");
+}
+
+bool DrawAppDelegate::eventFilter(QObject* watched, QEvent* event) {
+    const bool probing = roundTrip_ && (event->type() == QEvent::MouseButtonPress ||
+                                        event->type() == QEvent::MouseButtonRelease);
+    if (!probing || static_cast<QMouseEvent*>(event)->button() != Qt::MiddleButton) {
+        return QObject::eventFilter(watched, event);
+    }
+    if (event->type() == QEvent::MouseButtonPress && roundTrip_->trialRunning) {
+        endRoundTripTrial((monotonicSeconds() - roundTrip_->trialStart) * 1000);
+    }
+    return true;
 }
 
 core::DisplayTransform DrawAppDelegate::transformFor(const QScreen* screen) const {
@@ -198,6 +386,7 @@ std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
     } else {
         view->setFlag(Qt::WindowTransparentForInput, ignoresMouse_);
     }
+    view->installEventFilter(this);
     view->setOnTypingChord([this](const core::Chord& chord) {
         if (!catalog_) {
             return false;
@@ -249,6 +438,9 @@ void DrawAppDelegate::reconcileDisplays() {
         const bool known = std::any_of(surfaces_.begin(), surfaces_.end(),
                                        [&](const Surface& s) { return s.screenName == name; });
         if (!known && !makeSurface(screen)) {
+            if (config_.fiducials) {
+                surfaces_.back().view->installFiducials();
+            }
             FrontmostLog::shared().record(
                 "displayAppeared", std::nullopt,
                 "displayID=" + std::to_string(surfaces_.back().displayID) + " new surface");
@@ -258,6 +450,9 @@ void DrawAppDelegate::reconcileDisplays() {
                                   surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
                                   "screens=" + std::to_string(screens.size()) +
                                       " surfaces=" + std::to_string(surfaces_.size()));
+    if (config_.fiducials) {
+        publishRegistration(true);
+    }
 }
 
 std::optional<PanelState> DrawAppDelegate::panelState(const Surface& surface) const {
@@ -342,6 +537,42 @@ void DrawAppDelegate::announce(const std::string& text, bool sticky) {
     if (ink::InkView* view = viewUnderPointer()) {
         view->showHint(QString::fromStdString(text), sticky);
     }
+}
+
+void DrawAppDelegate::announcePermission(const std::string& text, ActionID action) {
+    announce(text, true);
+    const auto grant = shortcuts::Permissions::grant(action);
+    if (!grant) {
+        return;
+    }
+    const bool accessibility = *grant == shortcuts::Permissions::Grant::accessibility;
+    const std::string name = accessibility ? "accessibility" : "screenRecording";
+    if (!offeredGrants_.insert(name).second) {
+        return;
+    }
+    QTimer::singleShot(0, this, [this, text, name, accessibility] {
+        auto* alert = new QMessageBox(
+            QMessageBox::Information,
+            accessibility ? QStringLiteral("Accessibility is needed for this")
+                          : QStringLiteral("Screen Recording is needed for this"),
+            accessibility ? QStringLiteral("Accessibility is needed for this")
+                          : QStringLiteral("Screen Recording is needed for this"));
+        alert->setInformativeText(QString::fromStdString(text));
+        QPushButton* open = alert->addButton(QStringLiteral("Open Settings"),
+                                             QMessageBox::AcceptRole);
+        alert->addButton(QStringLiteral("Not now"), QMessageBox::RejectRole);
+        alert->setAttribute(Qt::WA_DeleteOnClose);
+        connect(alert, &QMessageBox::finished, this, [this, alert, open, name] {
+            const bool opened = alert->clickedButton() == open && openSystemSettings();
+            FrontmostLog::shared().record("permissionPrompt", std::nullopt,
+                                          "grant=" + name + " opened=" +
+                                              (opened ? "true" : "false"));
+            for (ink::InkView* view : views()) {
+                view->refreshCursor();
+            }
+        });
+        alert->open();
+    });
 }
 
 void DrawAppDelegate::toggleInteractive() {
@@ -468,6 +699,9 @@ void DrawAppDelegate::scheduleScriptedActions() {
     }
     const double delay = std::max(config_.maxDurationSeconds - 0.5, 0.2);
     QTimer::singleShot(static_cast<int>(delay * 1000), this, [this] {
+        if (driver_) {
+            driver_->stop();
+        }
         for (const ActionID action : config_.scriptedActions) {
             const auto outcome = tools_->dispatch(action);
             std::cerr << "draw: scripted " << core::rawValue(action) << " -> " << describe(outcome)
@@ -519,6 +753,9 @@ void DrawAppDelegate::finish(const std::string& reason) {
     finished_ = true;
     const double duration = monotonicSeconds() - startedAt_;
     timeLimit_.stop();
+    if (driver_) {
+        driver_->stop();
+    }
     for (ink::InkView* view : views()) {
         view->stop();
     }

@@ -20,11 +20,13 @@
 #include "app/ink/ink_view.h"
 #include "app/ink/tool_controller.h"
 #include "app/platform/frontmost_app.h"
+#include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
+#include "app/shell/synthetic_drag_driver.h"
 #include "core/action_catalog.h"
 
 class QMenu;
@@ -53,11 +55,15 @@ class DrawAppDelegate : public QObject {
     bool toggleAnnotation();
     ink::InkView* viewUnderPointer() const;
     void announce(const std::string& text, bool sticky);
+    void announcePermission(const std::string& text, core::ActionID action);
     std::string progressLine() const;
 
     ink::ToolController& tools() { return *tools_; }
     std::vector<ink::InkView*> views() const;
     std::size_t surfaceCount() const { return surfaces_.size(); }
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   signals:
     // Emitted once the run has finished; the value is the process's exit status.
@@ -79,6 +85,13 @@ class DrawAppDelegate : public QObject {
     void rebuildStatusMenu();
     void pickTool(core::Tool tool);
     void installSignalHandlers();
+    void startDriver();
+    void publishRegistration(bool republished);
+    void parkPointer();
+    void measureToggleRoundTrip(std::int64_t trials);
+    void runRoundTripTrial();
+    void postProbeClicks(int count, int everyMs);
+    void endRoundTripTrial(std::optional<double> milliseconds);
     void scheduleScriptedActions();
     void scheduleSettingsWrite(const core::AnnotationSettings& settings);
     void flushSettings();
@@ -109,6 +122,21 @@ class DrawAppDelegate : public QObject {
     QTimer timeLimit_;
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
+    std::unique_ptr<platform::SyntheticInput> input_;
+    std::unique_ptr<SyntheticDragDriver> driver_;
+    // The interactive-mode round trip in progress.
+    struct RoundTrip {
+        std::int64_t trials = 0;
+        std::int64_t done = 0;
+        std::int64_t lost = 0;
+        std::vector<double> milliseconds;
+        bool trialRunning = false;
+        double trialStart = 0;
+        QTimer clicks;
+        int clicksLeft = 0;
+        QPoint target;
+    };
+    std::unique_ptr<RoundTrip> roundTrip_;
     std::unique_ptr<platform::WorkspaceWatcher> workspaces_;
 };
 

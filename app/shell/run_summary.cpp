@@ -1,5 +1,7 @@
 #include "app/shell/run_summary.h"
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -66,6 +68,13 @@ class OrderedObject {
         flag(p + "Active", aid.active);
         count(p + "PresentedFrames", aid.presentedFrames);
         return count(p + "IdleTicks", aid.idleTicks);
+    }
+
+    // A value already in JSON form: an array or a nested object.
+    OrderedObject& json(std::string_view key, std::string_view value) {
+        name(key);
+        text_ += value;
+        return *this;
     }
 
     std::string close() && {
@@ -254,6 +263,61 @@ std::string pointerParkRecord(std::int64_t step, double atSeconds, GlobalPoint r
         .number("landedX", landed.x)
         .number("landedY", landed.y);
     return std::move(o).close();
+}
+
+std::string registrationRecord(const RegistrationInput& input) {
+    std::string rgb = "[";
+    for (std::size_t i = 0; i < input.fiducialRGB.size(); ++i) {
+        rgb += (i ? "," : "") + std::to_string(input.fiducialRGB[i]);
+    }
+    rgb += "]";
+    std::string marks = "[";
+    for (std::size_t i = 0; i < input.marks.size(); ++i) {
+        const RegistrationMark& mark = input.marks[i];
+        OrderedObject m;
+        m.text("name", mark.name)
+            .number("contentX", mark.content.x)
+            .number("contentY", mark.content.y)
+            .number("globalX", mark.global.x)
+            .number("globalY", mark.global.y)
+            .number("sizePoints", mark.sizePoints);
+        marks += (i ? "," : "") + std::move(m).close();
+    }
+    marks += "]";
+    OrderedObject o;
+    o.text("kind", "registration")
+        .count("displayID", input.displayID)
+        .flag("republished", input.republished)
+        .text("screenName", input.screenName)
+        .number("originX", input.originX)
+        .number("originY", input.originY)
+        .number("zoom", input.zoom)
+        .number("pointWidth", input.pointWidth)
+        .number("pointHeight", input.pointHeight)
+        .number("pixelWidth", input.pixelWidth)
+        .number("pixelHeight", input.pixelHeight)
+        .number("backingScaleFactor", input.backingScaleFactor)
+        .number("strokeWidthContentUnits", input.strokeWidthContentUnits)
+        .json("fiducialRGB", rgb)
+        .json("marks", marks);
+    return std::move(o).close();
+}
+
+An16Report an16Report(std::vector<double> trialMilliseconds, std::int64_t trials,
+                      std::int64_t lost) {
+    std::sort(trialMilliseconds.begin(), trialMilliseconds.end());
+    An16Report report;
+    if (!trialMilliseconds.empty()) {
+        report.p50 = trialMilliseconds[(trialMilliseconds.size() - 1) / 2];
+        report.worst = trialMilliseconds.back();
+    }
+    const auto ms = [](double value) { return core::fixedDecimal(value, 2); };
+    report.text = "\nAN-16 interactive-mode round trip, " + std::to_string(trials) +
+                  " trials\n  p50   : " + ms(report.p50) + " ms\n  worst : " + ms(report.worst) +
+                  " ms\n  budget: 50.00 ms\n  lost  : " + std::to_string(lost) + "\n";
+    report.note = "trials=" + std::to_string(trials) + " p50Ms=" + ms(report.p50) +
+                  " worstMs=" + ms(report.worst);
+    return report;
 }
 
 std::string osVersionText(std::string_view osRelease, std::string_view kernelRelease) {

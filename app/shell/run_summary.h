@@ -181,6 +181,39 @@ std::string progressLine(std::uint64_t events, std::uint64_t strokes, std::uint6
 std::string pointerParkRecord(std::int64_t step, double atSeconds, GlobalPoint requested,
                               GlobalPoint landed);
 
+// One "registration" kind record: where a surface's content lands on the screen, with its
+// registration marks ("marks": name, content point, global point in screen points, size).
+struct RegistrationMark {
+    std::string name;
+    GlobalPoint content;
+    GlobalPoint global;
+    double sizePoints = 0;
+};
+struct RegistrationInput {
+    std::uint32_t displayID = 0;
+    bool republished = false;
+    std::string screenName;
+    double originX = 0, originY = 0, zoom = 1;
+    double pointWidth = 0, pointHeight = 0, pixelWidth = 0, pixelHeight = 0;
+    double backingScaleFactor = 1;
+    double strokeWidthContentUnits = 0;
+    std::vector<int> fiducialRGB;
+    std::vector<RegistrationMark> marks;
+};
+std::string registrationRecord(const RegistrationInput& input);
+
+// The interactive-mode round-trip report: the block for standard error (starting with its
+// blank line) and the note of the "an16" record. The median of an even count is the lower
+// middle trial.
+struct An16Report {
+    double p50 = 0;
+    double worst = 0;
+    std::string text;
+    std::string note;
+};
+An16Report an16Report(std::vector<double> trialMilliseconds, std::int64_t trials,
+                      std::int64_t lost);
+
 // "<PRETTY_NAME>, kernel <release>" from the text of an os-release file; PRETTY_NAME falls
 // back to "Linux" as that file's format prescribes.
 std::string osVersionText(std::string_view osRelease, std::string_view kernelRelease);

@@ -1,0 +1,96 @@
+#include "app/shell/synthetic_drag_driver.h"
+
+#include <QCoreApplication>
+#include <QMouseEvent>
+#include <QPointingDevice>
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+
+#include "app/ink/ink_view.h"
+#include "app/platform/synthetic_input.h"
+
+namespace scrawlet::shell {
+
+namespace {
+constexpr int kStartDelayMs = 200;
+}
+
+SyntheticDragDriver::SyntheticDragDriver(ink::InkView& view, DrawConfig::Transport transport,
+                                         double intervalSeconds, std::int64_t stepsPerStroke,
+                                         platform::SyntheticInput* input)
+    : view_(view),
+      transport_(transport),
+      stepsPerStroke_(std::max<std::int64_t>(stepsPerStroke, 1)),
+      input_(input) {
+    timer_.setTimerType(Qt::PreciseTimer);
+    timer_.setInterval(std::max(1, static_cast<int>(std::lround(intervalSeconds * 1000))));
+    connect(&timer_, &QTimer::timeout, this, [this] { tick(); });
+}
+
+void SyntheticDragDriver::start() {
+    QTimer::singleShot(kStartDelayMs, this, [this] { timer_.start(); });
+}
+
+void SyntheticDragDriver::stop() {
+    timer_.stop();
+    if (buttonIsDown_) {
+        post(lastViewPoint_, false, true);
+    }
+}
+
+QPointF SyntheticDragDriver::target(std::uint64_t step, QSizeF size) {
+    const double t = static_cast<double>(step) * 0.01;
+    return {size.width() * (0.5 + 0.42 * std::sin(1.1 * t)),
+            size.height() * (0.5 + 0.42 * std::sin(1.7 * t))};
+}
+
+void SyntheticDragDriver::tick() {
+    const QPointF point = target(step_++, view_.size().toSizeF());
+    if (!buttonIsDown_) {
+        post(point, true, false);
+        stepInStroke_ = 1;
+        return;
+    }
+    post(point, false, false);
+    if (++stepInStroke_ >= stepsPerStroke_) {
+        post(point, false, true);
+    }
+}
+
+void SyntheticDragDriver::post(QPointF local, bool press, bool release) {
+    lastViewPoint_ = local;
+    ++postCount_;
+    if (press) {
+        buttonIsDown_ = true;
+    } else if (release) {
+        buttonIsDown_ = false;
+    }
+    if (transport_ == DrawConfig::Transport::cgEventPost) {
+        if (!input_) {
+            return;
+        }
+        const QPoint global = view_.mapToGlobal(local).toPoint();
+        auto sent = input_->movePointer(global);
+        if (sent && (press || release)) {
+            sent = input_->setButton(Qt::LeftButton, press);
+        }
+        if (!sent) {
+            std::cerr << "draw: synthetic input failed: " << platform::describe(sent.error())
+                      << "\n";
+            timer_.stop();
+        }
+        return;
+    }
+    const QEvent::Type type = press     ? QEvent::MouseButtonPress
+                              : release ? QEvent::MouseButtonRelease
+                                        : QEvent::MouseMove;
+    const Qt::MouseButtons held = (press || (!release && buttonIsDown_)) ? Qt::LeftButton
+                                                                          : Qt::NoButton;
+    QMouseEvent event(type, local, view_.mapToGlobal(local),
+                      type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
+                      Qt::NoModifier, QPointingDevice::primaryPointingDevice());
+    QCoreApplication::sendEvent(&view_, &event);
+}
+
+}  // namespace scrawlet::shell
