@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "app/platform/frontmost_app.h"
+#include "app/platform/key_grabber.h"
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
@@ -14,6 +15,7 @@
 namespace scrawlet::platform {
 
 std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider();
+std::unique_ptr<KeyGrabber> createKeyGrabber();
 std::unique_ptr<SyntheticInput> createSyntheticInput();
 std::unique_ptr<WindowPlacer> createWindowPlacer();
 std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher();

@@ -1,0 +1,207 @@
+#include <gtest/gtest.h>
+#include <xcb/xcb.h>
+
+#include <QTest>
+#include <cstdlib>
+#include <initializer_list>
+#include <memory>
+#include <vector>
+
+#include "app/platform/platform_services.h"
+#include "app/shortcuts/hotkey_centre.h"
+#include "tests/e2e/x_session.h"
+
+namespace scrawlet::shortcuts {
+namespace {
+
+using core::ActionID;
+using core::ActionScope;
+
+constexpr std::uint32_t kControlL = 0xffe3;
+constexpr std::uint32_t kAltL = 0xffe9;
+constexpr std::uint32_t kNumLock = 0xff7f;
+constexpr std::uint32_t kKeyJ = 0x6a;
+constexpr std::uint32_t kKeyK = 0x6b;
+constexpr std::uint32_t kKeyL = 0x6c;
+
+// Another application on the same display, holding grabs of its own.
+class Rival {
+  public:
+    Rival() : c_(xcb_connect(nullptr, nullptr)) {
+        root_ = xcb_setup_roots_iterator(xcb_get_setup(c_)).data->root;
+    }
+    ~Rival() { xcb_disconnect(c_); }
+    Rival(const Rival&) = delete;
+    Rival& operator=(const Rival&) = delete;
+
+    bool ok() const { return !xcb_connection_has_error(c_); }
+
+    // Whether the server let this client take the combination.
+    bool grab(std::uint32_t keysym, std::uint16_t modifiers) {
+        const auto cookie = xcb_grab_key_checked(c_, 0, root_, modifiers, keycode(keysym),
+                                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+        xcb_generic_error_t* error = xcb_request_check(c_, cookie);
+        std::free(error);
+        return !error;
+    }
+
+    // The keysyms of one key, one per column.
+    std::vector<xcb_keysym_t> row(xcb_keycode_t code) {
+        xcb_get_keyboard_mapping_reply_t* mapping =
+            xcb_get_keyboard_mapping_reply(c_, xcb_get_keyboard_mapping(c_, code, 1), nullptr);
+        std::vector<xcb_keysym_t> keysyms;
+        if (mapping) {
+            const xcb_keysym_t* first = xcb_get_keyboard_mapping_keysyms(mapping);
+            keysyms.assign(first, first + mapping->keysyms_per_keycode);
+        }
+        std::free(mapping);
+        return keysyms;
+    }
+
+    // As a layout switch does; returns once the server has done it.
+    void setRow(xcb_keycode_t code, const std::vector<xcb_keysym_t>& keysyms) {
+        xcb_change_keyboard_mapping(c_, 1, code, static_cast<std::uint8_t>(keysyms.size()),
+                                    keysyms.data());
+        std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+    }
+
+    // The first key that types nothing, or 0.
+    xcb_keycode_t unusedKeycode() { return keycode(XCB_NO_SYMBOL); }
+
+    xcb_keycode_t keycode(std::uint32_t keysym) {
+        const xcb_setup_t* setup = xcb_get_setup(c_);
+        const auto count = static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1);
+        xcb_get_keyboard_mapping_reply_t* mapping = xcb_get_keyboard_mapping_reply(
+            c_, xcb_get_keyboard_mapping(c_, setup->min_keycode, count), nullptr);
+        xcb_keycode_t found = 0;
+        if (mapping) {
+            const xcb_keysym_t* keysyms = xcb_get_keyboard_mapping_keysyms(mapping);
+            const int perKey = mapping->keysyms_per_keycode;
+            for (int key = 0; key < count && !found; ++key)
+                if (keysyms[key * perKey] == keysym)
+                    found = static_cast<xcb_keycode_t>(setup->min_keycode + key);
+        }
+        std::free(mapping);
+        return found;
+    }
+
+  private:
+    xcb_connection_t* c_;
+    xcb_window_t root_ = XCB_NONE;
+};
+
+core::Action action(std::string id, std::string windows) {
+    return {std::move(id),           "label", "category", "X-01", "P0", ActionScope::global,
+            {"", std::move(windows)}};
+}
+
+class KeyGrabTest : public e2e::GuiTestSuite {
+  protected:
+    void SetUp() override {
+        input = platform::createSyntheticInput();
+        ASSERT_TRUE(input && input->canInject());
+    }
+
+    std::unique_ptr<HotkeyCentre> centre(core::ActionCatalog catalog) {
+        auto grabber = platform::createKeyGrabber();
+        EXPECT_TRUE(grabber);
+        auto made = std::make_unique<HotkeyCentre>(std::move(catalog), core::ShortcutOverrides{},
+                                                   std::move(grabber));
+        made->setOnAction([this](ActionID id) { fired.push_back(id); });
+        made->reregister();
+        return made;
+    }
+
+    // Presses the keys in order and releases them in reverse, as a hand would.
+    void chord(std::initializer_list<std::uint32_t> keysyms) {
+        for (const std::uint32_t keysym : keysyms) ASSERT_TRUE(input->setKey(keysym, true));
+        for (auto it = std::rbegin(keysyms); it != std::rend(keysyms); ++it)
+            ASSERT_TRUE(input->setKey(*it, false));
+    }
+
+    bool firedCountReaches(std::size_t count) {
+        return QTest::qWaitFor([&] { return fired.size() >= count; }, 3000);
+    }
+
+    std::unique_ptr<platform::SyntheticInput> input;
+    std::vector<ActionID> fired;
+};
+
+TEST_F(KeyGrabTest, GrabbedChordArrivesAsItsActionWhateverNumLockDoes) {
+    auto hotkeys = centre(
+        {1,
+         {action("overlay.toggleAnnotation", "ctrl+alt+k"), action("panel.toggle", "Alt+Ctrl+K")}});
+    ASSERT_EQ(hotkeys->registered().size(), 1u);
+    ASSERT_EQ(hotkeys->conflicts().size(), 1u) << "a second spelling of a chord we hold";
+
+    chord({kControlL, kAltL, kKeyK});
+    ASSERT_TRUE(firedCountReaches(1));
+    EXPECT_EQ(fired, std::vector{ActionID::overlayToggleAnnotation});
+
+    chord({kNumLock});
+    chord({kControlL, kAltL, kKeyK});
+    const bool withNumLock = firedCountReaches(2);
+    chord({kNumLock});
+    EXPECT_TRUE(withNumLock);
+
+    hotkeys.reset();
+    Rival rival;
+    ASSERT_TRUE(rival.ok());
+    EXPECT_TRUE(rival.grab(kKeyK, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)) << "released on exit";
+}
+
+TEST_F(KeyGrabTest, ChordFollowsItsKeyWhenTheKeyboardMappingChanges) {
+    auto hotkeys = centre({1, {action("panel.toggle", "ctrl+alt+k")}});
+    ASSERT_EQ(hotkeys->registered().size(), 1u);
+    Rival rival;
+    ASSERT_TRUE(rival.ok());
+    const xcb_keycode_t home = rival.keycode(kKeyK);
+    const xcb_keycode_t spare = rival.unusedKeycode();
+    ASSERT_TRUE(home && spare);
+
+    const auto homeRow = rival.row(home);
+    const auto spareRow = rival.row(spare);
+    ASSERT_FALSE(homeRow.empty());
+    std::vector<xcb_keysym_t> blank(homeRow.size(), XCB_NO_SYMBOL);
+
+    const std::uint32_t before = hotkeys->nextID();
+    rival.setRow(spare, homeRow);
+    rival.setRow(home, blank);
+    const bool regrabbed = QTest::qWaitFor([&] { return hotkeys->nextID() > before; }, 3000);
+    if (regrabbed)
+        chord({kControlL, kAltL, kKeyK});  // XTest finds k on its new key
+    const bool delivered = regrabbed && firedCountReaches(1);
+
+    const std::uint32_t moved = hotkeys->nextID();
+    rival.setRow(spare, spareRow);
+    rival.setRow(home, homeRow);
+    EXPECT_TRUE(regrabbed);
+    EXPECT_TRUE(delivered);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return hotkeys->nextID() > moved; }, 3000));
+}
+
+TEST_F(KeyGrabTest, ChordOwnedElsewhereIsRefusedAndNothingOfItIsKept) {
+    Rival rival;
+    ASSERT_TRUE(rival.ok());
+    // Only the Num Lock variant is taken, so some of our variants go through before the refusal.
+    ASSERT_TRUE(rival.grab(kKeyJ, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_2));
+
+    auto grabber = platform::createKeyGrabber();
+    ASSERT_TRUE(grabber);
+    const auto ctrlAltJ = core::Chord::parse("ctrl+alt+j");
+    const auto refused = grabber->grab(1, *ctrlAltJ);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error(), (platform::GrabFailure{platform::GrabFailure::Kind::refused,
+                                                      platform::kGrabStatusTaken}));
+    constexpr std::uint16_t kOurs[] = {0, XCB_MOD_MASK_LOCK, XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2};
+    for (const std::uint16_t locks : kOurs)
+        EXPECT_TRUE(rival.grab(kKeyJ, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | locks))
+            << "variant with locks " << locks << " was given back";
+
+    // A chord the rival does not touch still works beside it.
+    EXPECT_TRUE(grabber->grab(2, *core::Chord::parse("ctrl+alt+l")));
+    EXPECT_FALSE(rival.grab(kKeyL, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1));
+}
+
+}  // namespace
+}  // namespace scrawlet::shortcuts
