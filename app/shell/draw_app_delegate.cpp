@@ -24,6 +24,7 @@
 #include "app/shell/action_catalog_store.h"
 #include "app/shell/frontmost_log.h"
 #include "app/shell/run_summary.h"
+#include "app/shortcuts/hotkey_reports.h"
 #include "app/shortcuts/permissions.h"
 #include "core/fiducials.h"
 #include "core/number_format.h"
@@ -148,10 +149,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     for (ink::InkView* view : views()) {
         view->setTimeToLive(timeToLive);
     }
-    catalog_ = ActionCatalogStore::load();
-    if (!catalog_) {
-        std::cerr << "draw: no action catalogue; shortcuts are off\n";
-    }
+    startHotkeys();
     installStatusItem();
     if (config_.an16Trials) {
         measureToggleRoundTrip(*config_.an16Trials);
@@ -190,6 +188,51 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     startDriver();
     timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
     return std::nullopt;
+}
+
+void DrawAppDelegate::startHotkeys() {
+    catalog_ = ActionCatalogStore::load();
+    if (!catalog_) {
+        std::cerr << "draw: no action catalogue; shortcuts are off\n";
+        return;
+    }
+    auto grabber = platform::createKeyGrabber();
+    if (!grabber) {
+        std::cerr << "draw: no X display for global shortcuts; shortcuts are off\n";
+        return;
+    }
+    hotkeys_ = std::make_unique<shortcuts::HotkeyCentre>(*catalog_, config_.shortcutOverrides,
+                                                         std::move(grabber));
+    shortcuts::reportCatalogueOverlaps(*catalog_, config_.shortcutOverrides, std::cerr);
+    hotkeys_->setOnAction([this](ActionID action) { handleHotkey(action); });
+    hotkeys_->reregister();
+    refreshHotkeyScopes();
+    shortcuts::reportRefusedShortcuts(hotkeys_->conflicts(), std::cerr);
+}
+
+void DrawAppDelegate::refreshHotkeyScopes() {
+    if (!hotkeys_) {
+        return;
+    }
+    std::set<core::ActionScope> scopes{core::ActionScope::global};
+    if (annotating_) {
+        scopes.insert(core::ActionScope::annotating);
+    }
+    hotkeys_->setLiveScopes(std::move(scopes));
+}
+
+void DrawAppDelegate::handleHotkey(ActionID action) {
+    if (finished_) {
+        return;
+    }
+    const auto outcome = tools_->dispatch(action);
+    FrontmostLog::shared().record("hotkey", std::nullopt, std::string(core::rawValue(action)));
+    using Kind = ink::ToolController::Outcome::Kind;
+    if (outcome.kind == Kind::notImplemented || outcome.kind == Kind::nothingToDo) {
+        announce(outcome.text(), false);
+    } else if (outcome.kind == Kind::needsPermission) {
+        announcePermission(outcome.text(), action);
+    }
 }
 
 void DrawAppDelegate::startDriver() {
@@ -608,6 +651,7 @@ bool DrawAppDelegate::toggleAnnotation() {
             surface.view->hide();
         }
     }
+    refreshHotkeyScopes();
     const std::string state = annotating_ ? "true" : "false";
     FrontmostLog::shared().record("annotationToggle",
                                   surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
@@ -656,6 +700,12 @@ void DrawAppDelegate::rebuildStatusMenu() {
     }
     statusMenu_->setToolTipsVisible(true);
     statusMenu_->addSeparator();
+    if (hotkeys_ && !hotkeys_->conflicts().empty()) {
+        statusMenu_
+            ->addAction(QString::number(hotkeys_->conflicts().size()) +
+                        QStringLiteral(" shortcut(s) taken by other apps"))
+            ->setEnabled(false);
+    }
     connect(statusMenu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,
             [this] { requestFinish("menu"); });
 }
@@ -756,6 +806,8 @@ void DrawAppDelegate::finish(const std::string& reason) {
     if (driver_) {
         driver_->stop();
     }
+    // Other programs get their keys back as soon as the run is over.
+    hotkeys_.reset();
     for (ink::InkView* view : views()) {
         view->stop();
     }

@@ -27,6 +27,7 @@
 #include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
 #include "app/shell/synthetic_drag_driver.h"
+#include "app/shortcuts/hotkey_centre.h"
 #include "core/action_catalog.h"
 
 class QMenu;
@@ -81,6 +82,9 @@ class DrawAppDelegate : public QObject {
     core::DisplayTransform transformFor(const QScreen* screen) const;
     void reconcileDisplays();
     void wireToolController();
+    void startHotkeys();
+    void refreshHotkeyScopes();
+    void handleHotkey(core::ActionID action);
     void installStatusItem();
     void rebuildStatusMenu();
     void pickTool(core::Tool tool);
@@ -110,6 +114,8 @@ class DrawAppDelegate : public QObject {
     std::unique_ptr<ink::ToolController> tools_;
     ink::ToolController::Outcome toolOutcome_ = ink::ToolController::Outcome::handled();
     std::optional<core::ActionCatalog> catalog_;
+    // After the tool controller: its action handler dispatches through it.
+    std::unique_ptr<shortcuts::HotkeyCentre> hotkeys_;
     std::vector<Surface> surfaces_;
     std::unique_ptr<SignalRelay> signals_;
     std::unique_ptr<QSystemTrayIcon> statusItem_;
