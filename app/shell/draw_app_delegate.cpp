@@ -151,6 +151,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     }
     startHotkeys();
     installStatusItem();
+    installControlPanels();
     if (config_.an16Trials) {
         measureToggleRoundTrip(*config_.an16Trials);
     }
@@ -208,6 +209,64 @@ void DrawAppDelegate::startHotkeys() {
     hotkeys_->reregister();
     refreshHotkeyScopes();
     shortcuts::reportRefusedShortcuts(hotkeys_->conflicts(), std::cerr);
+}
+
+void DrawAppDelegate::installControlPanels() {
+    if (!config_.controlPanel) {
+        return;
+    }
+    panelOrigins_ = std::make_unique<PreferencesOriginStore>();
+    for (const Surface& surface : surfaces_) {
+        QScreen* screen = nullptr;
+        for (QScreen* candidate : QGuiApplication::screens()) {
+            if (candidate->name().toStdString() == surface.screenName) {
+                screen = candidate;
+            }
+        }
+        if (!screen) {
+            std::cerr << "draw: no screen for display " << surface.displayID << "\n";
+            continue;
+        }
+        addControlPanel(surface, screen);
+    }
+}
+
+void DrawAppDelegate::addControlPanel(const Surface& surface, QScreen* screen) {
+    ControlPanelView view(
+        [this](Tool tool) {
+            if (const auto action = actionSelecting(tool)) {
+                tools_->dispatch(*action);
+            }
+        },
+        [this](Tool tool) {
+            if (!hotkeys_ || !catalog_) {
+                return QString();
+            }
+            return QString::fromStdString(
+                shortcuts::toolKeyLabel(*catalog_, config_.shortcutOverrides, tool));
+        },
+        config_.controlPanelSentinel);
+    auto panel = std::make_unique<ControlPanel>(surface.displayID, std::move(view), *panelOrigins_);
+    panel->setActiveTool(tools_->tool());
+    panel->setScreen(screen);
+    panel->place(screen->geometry());
+    if (placer_) {
+        // At the overlay's level, placed after it, so the strip stays above the ink.
+        const platform::WindowPlacement placement{
+            windowLevel(config_.levelToken),
+            (collectionBehavior(config_.behaviorTokens).bits & kCanJoinAllSpaces) != 0, true,
+            false};
+        if (const auto placed = placer_->place(*panel, placement); !placed) {
+            std::cerr << "draw: control panel placement: " << placed.error() << "\n";
+        }
+    }
+    panel->setVisible(panelsShown_ && annotating_);
+    controlPanels_.push_back(std::move(panel));
+}
+
+bool DrawAppDelegate::anyControlPanelVisible() const {
+    return std::any_of(controlPanels_.begin(), controlPanels_.end(),
+                       [](const auto& panel) { return panel->isVisible(); });
 }
 
 void DrawAppDelegate::refreshHotkeyScopes() {
@@ -430,6 +489,12 @@ std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
         view->setFlag(Qt::WindowTransparentForInput, ignoresMouse_);
     }
     view->installEventFilter(this);
+    view->setPointerOverControlPanel([this] {
+        const QPoint pointer = QCursor::pos();
+        return std::any_of(controlPanels_.begin(), controlPanels_.end(), [&](const auto& panel) {
+            return panel->isVisible() && panel->geometry().contains(pointer);
+        });
+    });
     view->setOnTypingChord([this](const core::Chord& chord) {
         if (!catalog_) {
             return false;
@@ -468,9 +533,21 @@ void DrawAppDelegate::reconcileDisplays() {
                 surface.view->show();
             }
             surface.visible = true;
+            for (const auto& panel : controlPanels_) {
+                if (panel->displayID() == surface.displayID) {
+                    panel->setScreen(screen);
+                    panel->place(screen->geometry());
+                    panel->setVisible(panelsShown_ && annotating_);
+                }
+            }
         } else if (surface.visible) {
             surface.view->hide();
             surface.visible = false;
+            for (const auto& panel : controlPanels_) {
+                if (panel->displayID() == surface.displayID) {
+                    panel->hide();
+                }
+            }
             FrontmostLog::shared().record("displayDisappeared", panelState(surface),
                                           "displayID=" + std::to_string(surface.displayID) +
                                               " surface retained with its ink");
@@ -483,6 +560,9 @@ void DrawAppDelegate::reconcileDisplays() {
         if (!known && !makeSurface(screen)) {
             if (config_.fiducials) {
                 surfaces_.back().view->installFiducials();
+            }
+            if (panelOrigins_) {
+                addControlPanel(surfaces_.back(), screen);
             }
             FrontmostLog::shared().record(
                 "displayAppeared", std::nullopt,
@@ -517,6 +597,29 @@ void DrawAppDelegate::wireToolController() {
         for (ink::InkView* view : views()) {
             view->setTool(tool);
         }
+        for (const auto& panel : controlPanels_) {
+            panel->setActiveTool(tool);
+        }
+        for (const auto& [itemTool, item] : toolItems_) {
+            item->setChecked(itemTool == tool);
+        }
+    };
+    t.onPanelToggle = [this] {
+        if (controlPanels_.empty()) {
+            return false;
+        }
+        panelsShown_ = !panelsShown_;
+        for (const auto& panel : controlPanels_) {
+            const bool onScreen = std::any_of(surfaces_.begin(), surfaces_.end(),
+                                              [&](const Surface& s) {
+                                                  return s.displayID == panel->displayID() &&
+                                                         s.visible;
+                                              });
+            panel->setVisible(panelsShown_ && annotating_ && onScreen);
+        }
+        FrontmostLog::shared().record("panelToggle", std::nullopt,
+                                      std::string("visible=") + (panelsShown_ ? "true" : "false"));
+        return true;
     };
     t.onStyleChange = [this](const core::StrokeStyle& style) {
         for (ink::InkView* view : views()) {
@@ -649,6 +752,11 @@ bool DrawAppDelegate::toggleAnnotation() {
             surface.view->show();
         } else {
             surface.view->hide();
+        }
+        for (const auto& panel : controlPanels_) {
+            if (panel->displayID() == surface.displayID) {
+                panel->setVisible(annotating_ && surface.visible && panelsShown_);
+            }
         }
     }
     refreshHotkeyScopes();

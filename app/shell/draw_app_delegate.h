@@ -23,6 +23,7 @@
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
+#include "app/shell/control_panel.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
@@ -83,6 +84,9 @@ class DrawAppDelegate : public QObject {
     void reconcileDisplays();
     void wireToolController();
     void startHotkeys();
+    void installControlPanels();
+    void addControlPanel(const Surface& surface, QScreen* screen);
+    bool anyControlPanelVisible() const;
     void refreshHotkeyScopes();
     void handleHotkey(core::ActionID action);
     void installStatusItem();
@@ -128,6 +132,10 @@ class DrawAppDelegate : public QObject {
     QTimer timeLimit_;
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
+    // The origin store outlives the panels that borrow it.
+    std::unique_ptr<PreferencesOriginStore> panelOrigins_;
+    std::vector<std::unique_ptr<ControlPanel>> controlPanels_;
+    bool panelsShown_ = true;
     std::unique_ptr<platform::SyntheticInput> input_;
     std::unique_ptr<SyntheticDragDriver> driver_;
     // The interactive-mode round trip in progress.
