@@ -10,9 +10,8 @@ std::vector<Mark> marks(const DisplayTransform& transform, double width, double 
     const auto at = [&](const char* name, double x, double y) {
         return Mark{name, transform.contentPoint(ViewportPoint{x, y})};
     };
-    return {at("topLeft", left, top), at("topRight", right, top),
-            at("bottomLeft", left, bottom), at("bottomRight", right, bottom),
-            at("centre", width / 2, height / 2)};
+    return {at("topLeft", left, top), at("topRight", right, top), at("bottomLeft", left, bottom),
+            at("bottomRight", right, bottom), at("centre", width / 2, height / 2)};
 }
 
 }  // namespace scrawlet::core::fiducials

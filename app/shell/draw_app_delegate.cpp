@@ -8,14 +8,14 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QProcess>
 #include <QPushButton>
-#include <QStandardPaths>
-#include <QPainter>
 #include <QScreen>
+#include <QStandardPaths>
 #include <QSystemTrayIcon>
-#include <csignal>
 #include <cmath>
+#include <csignal>
 #include <iostream>
 
 #include "app/platform/display_identifier.h"
@@ -126,15 +126,14 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     input_ = platform::createSyntheticInput();
     workspaces_ = platform::createWorkspaceWatcher();
     if (workspaces_) {
-        connect(workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this,
-                [this] {
-                    for (const Surface& surface : surfaces_) {
-                        FrontmostLog::shared().record("activeSpaceDidChange", panelState(surface),
-                                                      "screen=" + (surface.visible
-                                                                       ? surface.screenName
-                                                                       : std::string("nil")));
-                    }
-                });
+        connect(
+            workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this, [this] {
+                for (const Surface& surface : surfaces_) {
+                    FrontmostLog::shared().record(
+                        "activeSpaceDidChange", panelState(surface),
+                        "screen=" + (surface.visible ? surface.screenName : std::string("nil")));
+                }
+            });
     }
 
     tools_ = std::make_unique<ink::ToolController>(config_.annotation);
@@ -359,10 +358,9 @@ void DrawAppDelegate::parkPointer() {
                                static_cast<int>(std::lround(requested.y)));
             (void)input_->warpPointer(point);
             const auto landed = input_->pointerPosition();
-            const GlobalPoint observed =
-                landed ? GlobalPoint{static_cast<double>(landed->x()),
-                                     static_cast<double>(landed->y())}
-                       : GlobalPoint{std::nan(""), std::nan("")};
+            const GlobalPoint observed = landed ? GlobalPoint{static_cast<double>(landed->x()),
+                                                              static_cast<double>(landed->y())}
+                                                : GlobalPoint{std::nan(""), std::nan("")};
             FrontmostLog::shared().recordLine(pointerParkRecord(
                 static_cast<std::int64_t>(step), monotonicSeconds(), requested, observed));
         });
@@ -610,11 +608,9 @@ void DrawAppDelegate::wireToolController() {
         }
         panelsShown_ = !panelsShown_;
         for (const auto& panel : controlPanels_) {
-            const bool onScreen = std::any_of(surfaces_.begin(), surfaces_.end(),
-                                              [&](const Surface& s) {
-                                                  return s.displayID == panel->displayID() &&
-                                                         s.visible;
-                                              });
+            const bool onScreen = std::any_of(
+                surfaces_.begin(), surfaces_.end(),
+                [&](const Surface& s) { return s.displayID == panel->displayID() && s.visible; });
             panel->setVisible(panelsShown_ && annotating_ && onScreen);
         }
         FrontmostLog::shared().record("panelToggle", std::nullopt,
@@ -697,22 +693,22 @@ void DrawAppDelegate::announcePermission(const std::string& text, ActionID actio
         return;
     }
     QTimer::singleShot(0, this, [this, text, name, accessibility] {
-        auto* alert = new QMessageBox(
-            QMessageBox::Information,
-            accessibility ? QStringLiteral("Accessibility is needed for this")
-                          : QStringLiteral("Screen Recording is needed for this"),
-            accessibility ? QStringLiteral("Accessibility is needed for this")
-                          : QStringLiteral("Screen Recording is needed for this"));
+        auto* alert =
+            new QMessageBox(QMessageBox::Information,
+                            accessibility ? QStringLiteral("Accessibility is needed for this")
+                                          : QStringLiteral("Screen Recording is needed for this"),
+                            accessibility ? QStringLiteral("Accessibility is needed for this")
+                                          : QStringLiteral("Screen Recording is needed for this"));
         alert->setInformativeText(QString::fromStdString(text));
-        QPushButton* open = alert->addButton(QStringLiteral("Open Settings"),
-                                             QMessageBox::AcceptRole);
+        QPushButton* open =
+            alert->addButton(QStringLiteral("Open Settings"), QMessageBox::AcceptRole);
         alert->addButton(QStringLiteral("Not now"), QMessageBox::RejectRole);
         alert->setAttribute(Qt::WA_DeleteOnClose);
         connect(alert, &QMessageBox::finished, this, [this, alert, open, name] {
             const bool opened = alert->clickedButton() == open && openSystemSettings();
-            FrontmostLog::shared().record("permissionPrompt", std::nullopt,
-                                          "grant=" + name + " opened=" +
-                                              (opened ? "true" : "false"));
+            FrontmostLog::shared().record(
+                "permissionPrompt", std::nullopt,
+                "grant=" + name + " opened=" + (opened ? "true" : "false"));
             for (ink::InkView* view : views()) {
                 view->refreshCursor();
             }

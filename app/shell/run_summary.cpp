@@ -1,11 +1,10 @@
 #include "app/shell/run_summary.h"
 
-#include <algorithm>
-
 #include <fcntl.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>

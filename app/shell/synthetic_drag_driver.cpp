@@ -85,8 +85,8 @@ void SyntheticDragDriver::post(QPointF local, bool press, bool release) {
     const QEvent::Type type = press     ? QEvent::MouseButtonPress
                               : release ? QEvent::MouseButtonRelease
                                         : QEvent::MouseMove;
-    const Qt::MouseButtons held = (press || (!release && buttonIsDown_)) ? Qt::LeftButton
-                                                                          : Qt::NoButton;
+    const Qt::MouseButtons held =
+        (press || (!release && buttonIsDown_)) ? Qt::LeftButton : Qt::NoButton;
     QMouseEvent event(type, local, view_.mapToGlobal(local),
                       type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
                       Qt::NoModifier, QPointingDevice::primaryPointingDevice());

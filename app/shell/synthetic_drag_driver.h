@@ -24,9 +24,8 @@ namespace scrawlet::shell {
 class SyntheticDragDriver : public QObject {
   public:
     // `input` is only used by the cgEventPost transport and must outlive the driver.
-    SyntheticDragDriver(ink::InkView& view, DrawConfig::Transport transport,
-                        double intervalSeconds, std::int64_t stepsPerStroke,
-                        platform::SyntheticInput* input);
+    SyntheticDragDriver(ink::InkView& view, DrawConfig::Transport transport, double intervalSeconds,
+                        std::int64_t stepsPerStroke, platform::SyntheticInput* input);
 
     // The first step comes 0.2 s later, once the windows are up.
     void start();

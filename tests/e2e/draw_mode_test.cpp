@@ -1,10 +1,20 @@
-// The scrawlet program in draw mode on the test session's display: start-up, signals and the
-// orderly finish with its summary and event log.
+// The scrawlet program in draw mode on a test display with two monitors, "A" and "B": start-up,
+// drawing, click-through, display changes, the control panel, signals and the orderly finish
+// with its summary and event log. The test process injects real input through XTest and reads
+// what the compositor put on the screen.
 #include <gtest/gtest.h>
 
+#include <QGuiApplication>
+#include <QRasterWindow>
+#include <QScreen>
+#include <QTest>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "app/platform/platform_services.h"
+#include "app/shell/control_panel_layout.h"
+#include "app/shell/run_summary.h"
 #include "tests/e2e/x_session.h"
 #include "tests/support/child_process.h"
 #include "tests/unit/app/temporary_folder.h"
@@ -12,60 +22,281 @@
 namespace {
 
 using namespace std::chrono_literals;
+using scrawlet::e2e::XSession;
+using scrawlet::e2e::XSessionEnvironment;
 using scrawlet::testing::ChildProcess;
 using scrawlet::testing::TemporaryFolder;
 
 constexpr const char* kBannerEnd = "SIGUSR2 (or Ctrl-C) finishes.";
+constexpr QRgb kInk = qRgb(0, 192, 0);
+// Monitor A is 960 wide: the panel (with its sentinel) is centred, 120 above the bottom.
+const QPoint kPanelOrigin(960 / 2 - 416 / 2, 1080 - 120 - 62);
 
-class DrawMode : public ::testing::Test {
+class DrawMode : public scrawlet::e2e::GuiTestSuite {
   protected:
+    static void SetUpTestSuite() {
+        GuiTestSuite::SetUpTestSuite();
+        const auto set = XSessionEnvironment::session().setMonitors(XSession::twoMonitors());
+        ASSERT_TRUE(set) << set.error();
+        ASSERT_TRUE(QTest::qWaitFor([] { return QGuiApplication::screens().size() == 2; }, 5000));
+    }
+
+    void SetUp() override {
+        input = scrawlet::platform::createSyntheticInput();
+        ASSERT_TRUE(input && input->canInject());
+    }
+
     std::unique_ptr<ChildProcess> start(std::vector<std::string> extra = {}) {
         // The first definition of a name wins, so the test's own come first.
         std::vector<std::string> env = std::move(extra);
         const std::vector<std::string> defaults = {
-            "DISPLAY=" + scrawlet::e2e::XSessionEnvironment::session().displayName(),
+            "DISPLAY=" + XSessionEnvironment::session().displayName(),
             "XDG_CONFIG_HOME=" + tmp.path().string(),
             "HOME=" + tmp.path().string(),
             "XDG_RUNTIME_DIR=" + tmp.path().string(),
             "SCRAWLET_DRAW_SUMMARY=" + summary().string(),
             "SCRAWLET_DRAW_LOG=" + log().string(),
+            "SCRAWLET_DRAW_COLOUR=#00C000",
+            "SCRAWLET_DRAW_WIDTH=12",
         };
         env.insert(env.end(), defaults.begin(), defaults.end());
         return std::make_unique<ChildProcess>(SCRAWLET_EXECUTABLE, env);
     }
+
+    std::unique_ptr<ChildProcess> startAndAwaitBanner(std::vector<std::string> extra = {}) {
+        auto run = start(std::move(extra));
+        EXPECT_TRUE(run->started());
+        EXPECT_TRUE(run->waitForError(kBannerEnd, 30s)) << run->standardError();
+        return run;
+    }
+
+    static void finishWith(ChildProcess& run, int signal) {
+        run.signal(signal);
+        ASSERT_EQ(run.wait(20s), 0) << run.standardError();
+    }
+
     std::filesystem::path summary() const { return tmp.path() / "draw.json"; }
     std::filesystem::path log() const { return tmp.path() / "draw.jsonl"; }
+
+    nlohmann::ordered_json summaryDocument() const {
+        return nlohmann::ordered_json::parse(TemporaryFolder::read(summary()));
+    }
+
     std::vector<nlohmann::json> logRecords() const {
-        std::istringstream in(TemporaryFolder::read(log()));
+        std::ifstream in(log());
         std::vector<nlohmann::json> records;
         for (std::string line; std::getline(in, line);) {
-            records.push_back(nlohmann::json::parse(line));
+            // The program may be half-way through a line.
+            auto record = nlohmann::json::parse(line, nullptr, false);
+            if (!record.is_discarded()) {
+                records.push_back(std::move(record));
+            }
         }
         return records;
     }
 
+    std::vector<nlohmann::json> events(const std::string& name) const {
+        std::vector<nlohmann::json> found;
+        for (auto& record : logRecords()) {
+            if (record.value("event", "") == name || record.value("kind", "") == name) {
+                found.push_back(std::move(record));
+            }
+        }
+        return found;
+    }
+
+    bool awaitEvents(const std::string& name, std::size_t count) const {
+        return QTest::qWaitFor([&] { return events(name).size() >= count; }, 10000);
+    }
+
+    static QRgb onScreen(QPoint global) {
+        return QGuiApplication::primaryScreen()
+            ->grabWindow(0, global.x(), global.y(), 1, 1)
+            .toImage()
+            .pixel(0, 0);
+    }
+
+    static bool awaitColour(QPoint global, QRgb colour, bool equal = true) {
+        return QTest::qWaitFor([&] { return (onScreen(global) == colour) == equal; }, 5000);
+    }
+
+    void drag(QPoint from, QPoint to, int steps = 12) {
+        ASSERT_TRUE(input->movePointer(from));
+        ASSERT_TRUE(input->setButton(Qt::LeftButton, true));
+        for (int i = 1; i <= steps; ++i) {
+            ASSERT_TRUE(input->movePointer(from + (to - from) * i / steps));
+            QTest::qWait(5);
+        }
+        ASSERT_TRUE(input->setButton(Qt::LeftButton, false));
+    }
+
+    void click(QPoint at) {
+        ASSERT_TRUE(input->movePointer(at));
+        ASSERT_TRUE(input->setButton(Qt::LeftButton, true));
+        ASSERT_TRUE(input->setButton(Qt::LeftButton, false));
+    }
+
     TemporaryFolder tmp;
+    std::unique_ptr<scrawlet::platform::SyntheticInput> input;
 };
 
-TEST_F(DrawMode, StartsOnTheDisplayAndFinishesOnSigtermWithSummaryAndLog) {
-    auto run = start();
+TEST_F(DrawMode, DirectTransportRunEndsAtItsLimitWithTwoPanelsAndEveryKeyInOrder) {
+    auto run = start({"SCRAWLET_DRAW_TRANSPORT=direct", "SCRAWLET_DRAW_SECONDS=3"});
     ASSERT_TRUE(run->started());
-    ASSERT_TRUE(run->waitForError(kBannerEnd, 30s)) << run->standardError();
+    ASSERT_EQ(run->wait(40s), 0) << run->standardError();
     EXPECT_NE(run->standardError().find("scrawlet draw (M0 T5)"), std::string::npos);
-    EXPECT_NE(run->standardError().find("permissions (M2-plan T0):"), std::string::npos);
-    run->signal(SIGTERM);
-    ASSERT_EQ(run->wait(20s), 0) << run->standardError();
     EXPECT_NE(run->standardError().find("draw: wrote " + summary().string()), std::string::npos);
 
-    const auto document = nlohmann::json::parse(TemporaryFolder::read(summary()));
-    EXPECT_EQ(document["kind"], "drawSummary");
-    EXPECT_EQ(document["reason"], "signal");
-    EXPECT_EQ(document["panels"], 1);
+    const auto document = summaryDocument();
+    EXPECT_EQ(document["reason"], "timeout");
+    EXPECT_EQ(document["transport"], "direct");
+    EXPECT_EQ(document["panels"], 2);
+    EXPECT_GT(document["strokeCount"].get<int>(), 0);
+    EXPECT_GT(document["eventCount"].get<int>(), 0);
+    EXPECT_GT(document["frameCount"].get<int>(), 0);
+    EXPECT_FALSE(document["lensEnabled"].get<bool>());
+    std::vector<std::string> keys, expected;
+    for (const auto& [key, value] : document.items()) keys.push_back(key);
+    const auto reference = nlohmann::ordered_json::parse(
+        scrawlet::shell::summaryJson(scrawlet::shell::RunSummaryInput{}));
+    for (const auto& [key, value] : reference.items()) expected.push_back(key);
+    EXPECT_EQ(keys, expected);
+
     const auto records = logRecords();
     ASSERT_GE(records.size(), 2u);
     EXPECT_EQ(records.front()["event"], "start");
     EXPECT_EQ(records.back()["event"], "finish");
-    EXPECT_EQ(records.back()["note"], "signal");
+    EXPECT_EQ(records.back()["note"], "timeout");
+}
+
+TEST_F(DrawMode, XTestDragOnTheSecondMonitorLeavesInkOfTheConfiguredColour) {
+    auto run = startAndAwaitBanner();
+    const QPoint from(1300, 500), to(1600, 500), middle(1450, 500);
+    ASSERT_NE(onScreen(middle), kInk);
+    drag(from, to);
+    EXPECT_TRUE(awaitColour(middle, kInk)) << std::hex << onScreen(middle);
+    finishWith(*run, SIGUSR2);
+    EXPECT_EQ(summaryDocument()["reason"], "SIGUSR2");
+    EXPECT_EQ(summaryDocument()["strokeCount"], 1);
+}
+
+TEST_F(DrawMode, SigusrOneTogglesClickThroughSoClicksReachTheWindowBelow) {
+    QRasterWindow below;
+    below.setGeometry(1000, 100, 200, 200);
+    int pressesBelow = 0;
+    struct Counter : QObject {
+        int* count;
+        explicit Counter(int* c) : count(c) {}
+        bool eventFilter(QObject*, QEvent* event) override {
+            if (event->type() == QEvent::MouseButtonPress) {
+                ++*count;
+            }
+            return false;
+        }
+    } counter(&pressesBelow);
+    below.installEventFilter(&counter);
+    below.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&below));
+
+    auto run = startAndAwaitBanner();
+    run->signal(SIGUSR1);
+    ASSERT_TRUE(awaitEvents("modeToggle", 1));
+    EXPECT_EQ(
+        events("modeToggle")[0]["note"].get<std::string>().rfind("ignoresMouseEvents=true t=", 0),
+        0u);
+    click(QPoint(1100, 200));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return pressesBelow == 1; }, 5000));
+
+    run->signal(SIGUSR1);
+    ASSERT_TRUE(awaitEvents("modeToggle", 2));
+    EXPECT_EQ(
+        events("modeToggle")[1]["note"].get<std::string>().rfind("ignoresMouseEvents=false t=", 0),
+        0u);
+    // Taking input again, the overlay draws where the window below used to get the click.
+    drag(QPoint(1050, 150), QPoint(1150, 150));
+    EXPECT_TRUE(awaitColour(QPoint(1100, 150), kInk));
+    EXPECT_EQ(pressesBelow, 1);
+    finishWith(*run, SIGTERM);
+    EXPECT_EQ(summaryDocument()["reason"], "signal");
+}
+
+TEST_F(DrawMode, AMonitorThatGoesAndComesBackKeepsItsSurfaceAndInk) {
+    const XSession& session = XSessionEnvironment::session();
+    auto run = startAndAwaitBanner();
+    const QPoint middle(1450, 300);
+    drag(QPoint(1300, 300), QPoint(1600, 300));
+    ASSERT_TRUE(awaitColour(middle, kInk));
+
+    ASSERT_TRUE(session.removeMonitor("B"));
+    ASSERT_TRUE(awaitEvents("displayDisappeared", 1)) << run->standardError();
+    EXPECT_NE(events("displayDisappeared")[0]["note"].get<std::string>().find(
+                  " surface retained with its ink"),
+              std::string::npos);
+    EXPECT_TRUE(awaitColour(middle, kInk, false));
+
+    ASSERT_TRUE(session.addMonitor(XSession::twoMonitors()[1]));
+    EXPECT_TRUE(awaitColour(middle, kInk));
+    finishWith(*run, SIGTERM);
+    EXPECT_EQ(summaryDocument()["panels"], 2);
+    EXPECT_TRUE(events("displayAppeared").empty());
+}
+
+TEST_F(DrawMode, AControlPanelClickChangesTheToolAndADraggedPanelComesBackThere) {
+    using scrawlet::shell::controlPanelButtonRect;
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1"});
+    const QPoint sentinel(20, 18);
+    ASSERT_TRUE(awaitColour(kPanelOrigin + sentinel, qRgb(255, 0, 153)));
+    // The line button (the second) lights up.
+    const QRect line = controlPanelButtonRect(1, true).translated(kPanelOrigin);
+    click(line.center());
+    EXPECT_TRUE(awaitColour(line.topLeft() + QPoint(3, 4), qRgb(61, 133, 255)));
+
+    const QPoint moved = kPanelOrigin + QPoint(150, -400);
+    drag(kPanelOrigin + QPoint(4, 58), moved + QPoint(4, 58), 20);
+    EXPECT_TRUE(awaitColour(moved + sentinel, qRgb(255, 0, 153)));
+    finishWith(*run, SIGTERM);
+
+    auto again = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1"});
+    EXPECT_TRUE(awaitColour(moved + sentinel, qRgb(255, 0, 153)));
+    finishWith(*again, SIGTERM);
+}
+
+TEST_F(DrawMode, RegistrationMarksArePublishedPerSurfaceAndShowWhereTheySay) {
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_FIDUCIALS=1"});
+    ASSERT_TRUE(awaitEvents("registration", 2));
+    const auto records = events("registration");
+    for (const auto& record : records) {
+        EXPECT_FALSE(record["republished"].get<bool>());
+        EXPECT_EQ(record["fiducialRGB"], nlohmann::json::array({0, 255, 255}));
+        ASSERT_EQ(record["marks"].size(), 5u);
+        const auto& mark = record["marks"][4];
+        const QPoint centre(mark["globalX"].get<int>(), mark["globalY"].get<int>());
+        EXPECT_TRUE(awaitColour(centre, qRgb(0, 255, 255))) << mark.dump();
+    }
+    EXPECT_NE(records[0]["screenName"], records[1]["screenName"]);
+    finishWith(*run, SIGTERM);
+}
+
+TEST_F(DrawMode, InteractiveRoundTripTrialsAllSeeAClickAndEndTheRun) {
+    auto run = start({"SCRAWLET_DRAW_AN16=3", "SCRAWLET_DRAW_CLICKTHROUGH=1"});
+    ASSERT_EQ(run->wait(40s), 0) << run->standardError();
+    EXPECT_NE(run->standardError().find("AN-16 interactive-mode round trip, 3 trials"),
+              std::string::npos)
+        << run->standardError();
+    EXPECT_NE(run->standardError().find("  lost  : 0\n"), std::string::npos);
+    EXPECT_EQ(summaryDocument()["reason"], "an16");
+    EXPECT_EQ(events("an16").size(), 1u);
+}
+
+TEST_F(DrawMode, PointerParkingWarpsAndRecordsEachStep) {
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_POINTER_PARK=100,200;1500,700"});
+    ASSERT_TRUE(awaitEvents("pointerPark", 2));
+    const auto parks = events("pointerPark");
+    EXPECT_EQ(parks[1]["step"], 1);
+    EXPECT_EQ(parks[1]["requestedX"], 1500);
+    EXPECT_EQ(parks[1]["landedX"], 1500);
+    EXPECT_EQ(parks[1]["landedY"], 700);
+    finishWith(*run, SIGTERM);
 }
 
 TEST_F(DrawMode, ScriptedActionsRunBeforeTheTimeLimitAndEndTheRun) {
@@ -76,7 +307,7 @@ TEST_F(DrawMode, ScriptedActionsRunBeforeTheTimeLimitAndEndTheRun) {
     EXPECT_NE(
         run->standardError().find("draw: scripted edit.clearAll -> nothingToDo(already empty)"),
         std::string::npos);
-    EXPECT_EQ(nlohmann::json::parse(TemporaryFolder::read(summary()))["reason"], "scriptedActions");
+    EXPECT_EQ(summaryDocument()["reason"], "scriptedActions");
 }
 
 TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {
@@ -85,6 +316,14 @@ TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {
     ASSERT_EQ(run->wait(30s), 3) << run->standardError();
     EXPECT_NE(run->standardError().find("draw: summary write failed: "), std::string::npos);
     EXPECT_EQ(logRecords().back()["note"], "timeout");
+}
+
+TEST_F(DrawMode, AnUnknownBehaviourTokenExits64BeforeAnyWindow) {
+    auto run = start({"SCRAWLET_OVERLAY_BEHAVIOR=canJoinAllSpaces,floating"});
+    ASSERT_EQ(run->wait(30s), 64) << run->standardError();
+    EXPECT_NE(run->standardError().find("draw: unknown collectionBehavior tokens: floating"),
+              std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(summary()));
 }
 
 }  // namespace
