@@ -205,8 +205,13 @@ void DrawAppDelegate::startHotkeys() {
                                                          std::move(grabber));
     shortcuts::reportCatalogueOverlaps(*catalog_, config_.shortcutOverrides, std::cerr);
     hotkeys_->setOnAction([this](ActionID action) { handleHotkey(action); });
-    hotkeys_->reregister();
+    // One registration pass: a scope change registers by itself, and a second pass would
+    // report every refused chord twice.
+    const auto before = hotkeys_->liveScopes();
     refreshHotkeyScopes();
+    if (hotkeys_->liveScopes() == before) {
+        hotkeys_->reregister();
+    }
     shortcuts::reportRefusedShortcuts(hotkeys_->conflicts(), std::cerr);
 }
 
