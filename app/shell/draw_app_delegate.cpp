@@ -118,7 +118,8 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     frontmost_ = platform::createFrontmostAppProvider();
     FrontmostLog::shared().setFrontmostProvider(frontmost_.get());
     FrontmostLog::shared().start(config_.logPath);
-    if (!platform::compositingManagerRunning()) {
+    compositing_ = platform::compositingManagerRunning();
+    if (!compositing_) {
         std::cerr << "draw: no compositing manager is running; the overlays will not be "
                      "transparent\n";
     }
@@ -967,6 +968,12 @@ void DrawAppDelegate::printBanner() const {
     text += line("cursor highlight", onOff(false));
     text += line("keystroke display", onOff(false));
     text += line("summary", config_.summaryPath);
+    if (!compositing_) {
+        // Without a compositing manager the overlay is an opaque sheet over the desktop.
+        text +=
+            "   ** does not draw yet: no compositing manager is running; start one (for "
+            "example xcompmgr) and run scrawlet again\n";
+    }
     text +=
         "Draw with the left button. Right-click clears. SIGUSR1 toggles click-through, SIGPWR "
         "prints totals, SIGUSR2 (or Ctrl-C) finishes.\n";

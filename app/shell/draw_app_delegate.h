@@ -113,6 +113,7 @@ class DrawAppDelegate : public QObject {
     double startedAt_ = 0;
     std::chrono::system_clock::time_point startedWallClock_;
     bool annotating_ = true;
+    bool compositing_ = true;
     bool ignoresMouse_ = false;
     double interactiveToggledAt_ = 0;
     std::unique_ptr<ink::ToolController> tools_;

@@ -100,6 +100,33 @@ TEST_F(DrawShortcuts, DefaultShortcutsSwitchToolsUndoAndToggleAnnotation) {
     EXPECT_EQ(summaryDocument()["strokeCount"], 1);
 }
 
+TEST_F(DrawShortcuts, WhileTypingAControlKeyPicksTheToolOfItsBareKey) {
+    using scrawlet::shell::controlPanelButtonRect;
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1", "SCRAWLET_DRAW_TOOL=text"});
+    click(QPoint(1300, 300));
+    // The caret shows once the session holds the keyboard.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] {
+            const QImage area =
+                QGuiApplication::primaryScreen()->grabWindow(0, 1280, 260, 60, 80).toImage();
+            for (int y = 0; y < area.height(); ++y)
+                for (int x = 0; x < area.width(); ++x)
+                    if (area.pixel(x, y) == kInk)
+                        return true;
+            return false;
+        },
+        5000));
+    press({}, 0x68);  // h
+    press({}, 0x69);  // i
+    press({kControl}, kKeyL);
+    const QRect line = controlPanelButtonRect(1, true).translated(kPanelOrigin);
+    EXPECT_TRUE(awaitColour(line.topLeft() + QPoint(3, 4), qRgb(61, 133, 255)));
+    // The chord went to the text session, not through a global grab.
+    for (const auto& record : events("hotkey")) EXPECT_NE(record["note"], "tool.line");
+    finishWith(*run, SIGTERM);
+    EXPECT_EQ(summaryDocument()["visibleTextCount"], 1);
+}
+
 TEST_F(DrawShortcuts, WithAnnotationOffABareToolKeyReachesTheFocusedWindow) {
     struct Typed : QRasterWindow {
         int keys = 0;

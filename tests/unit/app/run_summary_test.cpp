@@ -11,6 +11,7 @@
 #include <sstream>
 #include <tuple>
 
+#include "core/fiducials.h"
 #include "tests/unit/app/temporary_folder.h"
 
 namespace scrawlet::shell {
@@ -193,6 +194,46 @@ TEST(RunSummaryLines, ProgressLineAndPointerParkRecord) {
     EXPECT_EQ(record, R"({"kind":"pointerPark","step":2,"at":1234.500000,"requestedX":100.0,)"
                       R"("requestedY":200.25,"landedX":99.5,"landedY":-3.0})");
     EXPECT_TRUE(json::accept(record));
+}
+
+TEST(RunSummaryLines, RegistrationRecordPlacesMarksOnTheScreen) {
+    const core::DisplayTransform transform({100, 50}, 2, 2);
+    const auto marks = core::fiducials::marks(transform, 960, 1080);
+    ASSERT_EQ(marks.size(), 5u);
+    // Content points that the transform brings back to the inset corners and the centre.
+    EXPECT_EQ(transform.viewportPoint(marks[0].centre), (core::ViewportPoint{48, 48}));
+    EXPECT_EQ(transform.viewportPoint(marks[3].centre), (core::ViewportPoint{912, 1032}));
+    EXPECT_EQ(transform.viewportPoint(marks[4].centre), (core::ViewportPoint{480, 540}));
+
+    RegistrationInput input;
+    input.displayID = 412;
+    input.republished = true;
+    input.screenName = "B";
+    input.fiducialRGB = {0, 255, 255};
+    input.marks.push_back({"centre", {340, 320}, {1440, 540}, 16});
+    const std::string record = registrationRecord(input);
+    EXPECT_EQ(keysInOrder(record),
+              (std::vector<std::string>{"kind", "displayID", "republished", "screenName", "originX",
+                                        "originY", "zoom", "pointWidth", "pointHeight",
+                                        "pixelWidth", "pixelHeight", "backingScaleFactor",
+                                        "strokeWidthContentUnits", "fiducialRGB", "marks"}));
+    const json parsed = json::parse(record);
+    EXPECT_EQ(parsed["kind"], "registration");
+    EXPECT_EQ(parsed["fiducialRGB"], json::array({0, 255, 255}));
+    EXPECT_EQ(parsed["marks"][0],
+              json::parse(R"({"name":"centre","contentX":340.0,"contentY":320.0,)"
+                          R"("globalX":1440.0,"globalY":540.0,"sizePoints":16.0})"));
+}
+
+TEST(RunSummaryLines, RoundTripReportTakesTheLowerMiddleAndCountsLostTrials) {
+    const An16Report report = an16Report({9.5, 2.25, 30, 4}, 5, 1);
+    EXPECT_DOUBLE_EQ(report.p50, 4);
+    EXPECT_DOUBLE_EQ(report.worst, 30);
+    EXPECT_EQ(report.text,
+              "\nAN-16 interactive-mode round trip, 5 trials\n  p50   : 4.00 ms\n"
+              "  worst : 30.00 ms\n  budget: 50.00 ms\n  lost  : 1\n");
+    EXPECT_EQ(report.note, "trials=5 p50Ms=4.00 worstMs=30.00");
+    EXPECT_EQ(an16Report({}, 2, 2).note, "trials=2 p50Ms=0.00 worstMs=0.00");
 }
 
 TEST(RunSummaryText, OsVersionFromOsRelease) {
