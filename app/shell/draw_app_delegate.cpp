@@ -220,7 +220,7 @@ void DrawAppDelegate::installControlPanels() {
     if (!config_.controlPanel) {
         return;
     }
-    panelOrigins_ = std::make_unique<PreferencesOriginStore>();
+    panelOrigins_ = std::make_unique<ink::PreferencesOriginStore>();
     for (const Surface& surface : surfaces_) {
         QScreen* screen = nullptr;
         for (QScreen* candidate : QGuiApplication::screens()) {
@@ -237,7 +237,7 @@ void DrawAppDelegate::installControlPanels() {
 }
 
 void DrawAppDelegate::addControlPanel(const Surface& surface, QScreen* screen) {
-    ControlPanelView view(
+    ink::ControlPanelView view(
         [this](Tool tool) {
             if (const auto action = actionSelecting(tool)) {
                 tools_->dispatch(*action);
@@ -251,7 +251,8 @@ void DrawAppDelegate::addControlPanel(const Surface& surface, QScreen* screen) {
                 shortcuts::toolKeyLabel(*catalog_, config_.shortcutOverrides, tool));
         },
         config_.controlPanelSentinel);
-    auto panel = std::make_unique<ControlPanel>(surface.displayID, std::move(view), *panelOrigins_);
+    auto panel =
+        std::make_unique<ink::ControlPanel>(surface.displayID, std::move(view), *panelOrigins_);
     panel->setActiveTool(tools_->tool());
     panel->setScreen(screen);
     panel->place(screen->geometry());

@@ -23,7 +23,7 @@
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
-#include "app/shell/control_panel.h"
+#include "app/ink/control_panel.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
@@ -134,8 +134,8 @@ class DrawAppDelegate : public QObject {
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
     // The origin store outlives the panels that borrow it.
-    std::unique_ptr<PreferencesOriginStore> panelOrigins_;
-    std::vector<std::unique_ptr<ControlPanel>> controlPanels_;
+    std::unique_ptr<ink::PreferencesOriginStore> panelOrigins_;
+    std::vector<std::unique_ptr<ink::ControlPanel>> controlPanels_;
     bool panelsShown_ = true;
     std::unique_ptr<platform::SyntheticInput> input_;
     std::unique_ptr<SyntheticDragDriver> driver_;

@@ -1,4 +1,4 @@
-#include "app/shell/control_panel.h"
+#include "app/ink/control_panel.h"
 
 #include <gtest/gtest.h>
 
@@ -8,13 +8,13 @@
 #include <memory>
 #include <vector>
 
+#include "app/ink/control_panel_layout.h"
 #include "app/platform/display_identifier.h"
 #include "app/platform/platform_services.h"
-#include "app/shell/control_panel_layout.h"
 #include "tests/e2e/x_session.h"
 #include "tests/unit/app/temporary_folder.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 namespace {
 
 using core::Tool;
@@ -147,4 +147,4 @@ TEST_F(ControlPanelTest, TheSentinelLeadsTheStripInItsSolidColour) {
 }
 
 }  // namespace
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

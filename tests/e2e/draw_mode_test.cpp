@@ -4,7 +4,7 @@
 // what the compositor put on the screen.
 #include <QRasterWindow>
 
-#include "app/shell/control_panel_layout.h"
+#include "app/ink/control_panel_layout.h"
 #include "app/shell/run_summary.h"
 #include "tests/e2e/draw_run.h"
 
@@ -118,7 +118,7 @@ TEST_F(DrawMode, AMonitorThatGoesAndComesBackKeepsItsSurfaceAndInk) {
 }
 
 TEST_F(DrawMode, AControlPanelClickChangesTheToolAndADraggedPanelComesBackThere) {
-    using scrawlet::shell::controlPanelButtonRect;
+    using scrawlet::ink::controlPanelButtonRect;
     auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1"});
     const QPoint sentinel(20, 18);
     ASSERT_TRUE(awaitColour(kPanelOrigin + sentinel, qRgb(255, 0, 153)));

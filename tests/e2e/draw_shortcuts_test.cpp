@@ -6,7 +6,7 @@
 #include <QRasterWindow>
 #include <fstream>
 
-#include "app/shell/control_panel_layout.h"
+#include "app/ink/control_panel_layout.h"
 #include "core/action_catalog.h"
 #include "core/settings.h"
 #include "tests/e2e/draw_run.h"
@@ -80,7 +80,7 @@ class DrawShortcuts : public DrawRun {
 };
 
 TEST_F(DrawShortcuts, DefaultShortcutsSwitchToolsUndoAndToggleAnnotation) {
-    using scrawlet::shell::controlPanelButtonRect;
+    using scrawlet::ink::controlPanelButtonRect;
     auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1"});
     press({}, kKeyL);
     const QRect line = controlPanelButtonRect(1, true).translated(kPanelOrigin);
@@ -101,7 +101,7 @@ TEST_F(DrawShortcuts, DefaultShortcutsSwitchToolsUndoAndToggleAnnotation) {
 }
 
 TEST_F(DrawShortcuts, WhileTypingAControlKeyPicksTheToolOfItsBareKey) {
-    using scrawlet::shell::controlPanelButtonRect;
+    using scrawlet::ink::controlPanelButtonRect;
     auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1", "SCRAWLET_DRAW_TOOL=text"});
     click(QPoint(1300, 300));
     // The caret shows once the session holds the keyboard.

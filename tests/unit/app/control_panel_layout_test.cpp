@@ -1,13 +1,13 @@
-#include "app/shell/control_panel_layout.h"
+#include "app/ink/control_panel_layout.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "app/shell/control_panel_origin_store.h"
+#include "app/ink/control_panel_origin_store.h"
 #include "tests/unit/app/temporary_folder.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 namespace {
 
 using core::Tool;
@@ -131,4 +131,4 @@ TEST(PreferencesOriginStore, HandWrittenAndDamagedEntries) {
 }
 
 }  // namespace
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

@@ -9,7 +9,7 @@
 
 #include "core/tool.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 inline constexpr double kToolIconSizePoints = 17;
 inline constexpr double kToolIconStrokePoints = 1.5;
@@ -21,4 +21,4 @@ struct ToolIcon {
 
 const ToolIcon& toolIcon(core::Tool tool);
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

@@ -1,4 +1,4 @@
-#include "app/shell/control_panel_icons.h"
+#include "app/ink/control_panel_icons.h"
 
 #include <QPolygonF>
 #include <QTransform>
@@ -7,7 +7,7 @@
 
 #include "core/enum_traits.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 namespace {
 
@@ -98,4 +98,4 @@ const ToolIcon& toolIcon(Tool tool) {
     return icons[static_cast<std::size_t>(tool)];
 }
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

@@ -18,7 +18,7 @@
 
 #include "core/tool.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 // Every tool but the eraser, which has no effect yet, in the tool table's order.
 inline constexpr std::array<core::Tool, 8> kControlPanelTools{
@@ -53,4 +53,4 @@ QString controlPanelOriginText(QPoint origin);
 // (rounded); nothing for anything else.
 std::optional<QPoint> parseControlPanelOriginText(QStringView text);
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

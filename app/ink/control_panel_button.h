@@ -15,7 +15,7 @@
 
 #include "core/tool.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 class ControlPanelButton {
   public:
@@ -49,4 +49,4 @@ class ControlPanelButton {
     bool pressed_ = false;
 };
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

@@ -1,10 +1,10 @@
-#include "app/shell/control_panel_layout.h"
+#include "app/ink/control_panel_layout.h"
 
 #include <QStringList>
 #include <algorithm>
 #include <cmath>
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 namespace {
 
@@ -102,4 +102,4 @@ std::optional<QPoint> parseControlPanelOriginText(QStringView text) {
     return QPoint(*x, *y);
 }
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

@@ -1,13 +1,13 @@
-#include "app/shell/control_panel_origin_store.h"
+#include "app/ink/control_panel_origin_store.h"
 
 #include <QSettings>
 #include <QStringList>
 #include <iostream>
 
+#include "app/ink/control_panel_layout.h"
 #include "app/settings/settings_store.h"
-#include "app/shell/control_panel_layout.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 namespace {
 
@@ -45,4 +45,4 @@ void PreferencesOriginStore::setOrigin(std::uint32_t displayID, QPoint origin) {
     }
 }
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

@@ -1,13 +1,13 @@
-#include "app/shell/control_panel_button.h"
+#include "app/ink/control_panel_button.h"
 
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QPen>
 
-#include "app/shell/control_panel_icons.h"
-#include "app/shell/control_panel_layout.h"
+#include "app/ink/control_panel_icons.h"
+#include "app/ink/control_panel_layout.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 namespace {
 
@@ -76,4 +76,4 @@ void ControlPanelButton::paint(QPainter& painter, const QRectF& frame) const {
     painter.restore();
 }
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

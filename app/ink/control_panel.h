@@ -17,11 +17,11 @@
 #include <cstdint>
 #include <optional>
 
-#include "app/shell/control_panel_origin_store.h"
-#include "app/shell/control_panel_view.h"
+#include "app/ink/control_panel_origin_store.h"
+#include "app/ink/control_panel_view.h"
 #include "core/tool.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 class ControlPanel : public QRasterWindow {
     Q_OBJECT
@@ -56,4 +56,4 @@ class ControlPanel : public QRasterWindow {
     std::optional<Press> press_;
 };
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

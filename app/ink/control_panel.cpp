@@ -1,4 +1,4 @@
-#include "app/shell/control_panel.h"
+#include "app/ink/control_panel.h"
 
 #include <QGuiApplication>
 #include <QMouseEvent>
@@ -6,9 +6,9 @@
 #include <QStyleHints>
 #include <QSurfaceFormat>
 
-#include "app/shell/control_panel_layout.h"
+#include "app/ink/control_panel_layout.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 ControlPanel::ControlPanel(std::uint32_t displayID, ControlPanelView view,
                            ControlPanelOriginStore& origins)
@@ -94,4 +94,4 @@ void ControlPanel::mouseReleaseEvent(QMouseEvent* event) {
     }
 }
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

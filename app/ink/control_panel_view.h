@@ -16,10 +16,10 @@
 #include <optional>
 #include <vector>
 
-#include "app/shell/control_panel_button.h"
+#include "app/ink/control_panel_button.h"
 #include "core/tool.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 class ControlPanelView {
   public:
@@ -51,4 +51,4 @@ class ControlPanelView {
     std::vector<ControlPanelButton> buttons_;
 };
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

@@ -1,8 +1,8 @@
-#include "app/shell/control_panel_view.h"
+#include "app/ink/control_panel_view.h"
 
-#include "app/shell/control_panel_layout.h"
+#include "app/ink/control_panel_layout.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 ControlPanelView::ControlPanelView(SelectTool selectTool, KeyLabel keyLabel, bool showsSentinel)
     : selectTool_(std::move(selectTool)),
@@ -72,4 +72,4 @@ void ControlPanelView::paint(QPainter& painter) const {
     painter.restore();
 }
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink

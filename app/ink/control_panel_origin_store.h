@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <optional>
 
-namespace scrawlet::shell {
+namespace scrawlet::ink {
 
 class ControlPanelOriginStore {
   public:
@@ -36,4 +36,4 @@ class PreferencesOriginStore : public ControlPanelOriginStore {
     std::filesystem::path file_;
 };
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::ink
