@@ -130,6 +130,16 @@ TEST_F(DrawMode, AControlPanelClickChangesTheToolAndADraggedPanelComesBackThere)
     const QPoint moved = kPanelOrigin + QPoint(150, -400);
     drag(kPanelOrigin + QPoint(4, 58), moved + QPoint(4, 58), 20);
     EXPECT_TRUE(awaitColour(moved + sentinel, qRgb(255, 0, 153)));
+    // The origin is stored when the button comes up, which may be after the panel moved.
+    const auto preferences = tmp.path() / "scrawlet" / "preferences.ini";
+    const std::string stored =
+        "{" + std::to_string(moved.x()) + ", " + std::to_string(moved.y()) + "}";
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return std::filesystem::exists(preferences) &&
+                   TemporaryFolder::read(preferences).find(stored) != std::string::npos;
+        },
+        5000));
     finishWith(*run, SIGTERM);
 
     auto again = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1"});
