@@ -184,7 +184,17 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
             });
         }
     };
-    connect(qGuiApp, &QGuiApplication::screenAdded, this, reconcileSoon);
+    const auto followGeometry = [this, reconcileSoon](QScreen* screen) {
+        connect(screen, &QScreen::geometryChanged, this, reconcileSoon);
+    };
+    for (QScreen* screen : QGuiApplication::screens()) {
+        followGeometry(screen);
+    }
+    connect(qGuiApp, &QGuiApplication::screenAdded, this,
+            [followGeometry, reconcileSoon](QScreen* screen) {
+                followGeometry(screen);
+                reconcileSoon();
+            });
     connect(qGuiApp, &QGuiApplication::screenRemoved, this, reconcileSoon);
     startDriver();
     timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
