@@ -81,6 +81,7 @@ class DrawAppDelegate : public QObject {
 
     std::optional<ConfigExit> makeSurface(QScreen* screen);
     core::DisplayTransform transformFor(const QScreen* screen) const;
+    platform::WindowPlacement overlayPlacement(bool transparentForInput) const;
     void reconcileDisplays();
     void wireToolController();
     void startHotkeys();

@@ -14,7 +14,8 @@ namespace scrawlet::shell {
 
 namespace {
 constexpr int kStartDelayMs = 200;
-}
+constexpr std::uint64_t kMaxStepsPerTick = 64;
+}  // namespace
 
 SyntheticDragDriver::SyntheticDragDriver(ink::InkView& view, DrawConfig::Transport transport,
                                          double intervalSeconds, std::int64_t stepsPerStroke,
@@ -22,14 +23,18 @@ SyntheticDragDriver::SyntheticDragDriver(ink::InkView& view, DrawConfig::Transpo
     : view_(view),
       transport_(transport),
       stepsPerStroke_(std::max<std::int64_t>(stepsPerStroke, 1)),
-      input_(input) {
+      input_(input),
+      intervalSeconds_(std::max(intervalSeconds, 1e-4)) {
     timer_.setTimerType(Qt::PreciseTimer);
     timer_.setInterval(std::max(1, static_cast<int>(std::lround(intervalSeconds * 1000))));
     connect(&timer_, &QTimer::timeout, this, [this] { tick(); });
 }
 
 void SyntheticDragDriver::start() {
-    QTimer::singleShot(kStartDelayMs, this, [this] { timer_.start(); });
+    QTimer::singleShot(kStartDelayMs, this, [this] {
+        clock_.start();
+        timer_.start();
+    });
 }
 
 void SyntheticDragDriver::stop() {
@@ -46,6 +51,21 @@ QPointF SyntheticDragDriver::target(std::uint64_t step, QSizeF size) {
 }
 
 void SyntheticDragDriver::tick() {
+    // A tick that comes late (a slow frame, a busy machine) posts every step that fell due
+    // since the last one, so the rate holds; a long stall is forgotten rather than replayed.
+    const auto due = static_cast<std::uint64_t>(static_cast<double>(clock_.nsecsElapsed()) /
+                                                (intervalSeconds_ * 1e9)) +
+                     1;
+    if (due > accounted_ + kMaxStepsPerTick) {
+        accounted_ = due - kMaxStepsPerTick;
+    }
+    while (accounted_ < due) {
+        ++accounted_;
+        postStep();
+    }
+}
+
+void SyntheticDragDriver::postStep() {
     const QPointF point = target(step_++, view_.size().toSizeF());
     if (!buttonIsDown_) {
         post(point, true, false);

@@ -4,6 +4,7 @@
 // global points, so the events travel through the X server like a person's. Main thread only.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointF>
 #include <QSizeF>
@@ -39,13 +40,17 @@ class SyntheticDragDriver : public QObject {
 
   private:
     void tick();
+    void postStep();
     void post(QPointF local, bool press, bool release);
 
     ink::InkView& view_;
     DrawConfig::Transport transport_;
     std::int64_t stepsPerStroke_;
     platform::SyntheticInput* input_;
+    double intervalSeconds_;
     QTimer timer_;
+    QElapsedTimer clock_;
+    std::uint64_t accounted_ = 0;  // steps posted or given up since the start
     std::uint64_t step_ = 0;
     std::int64_t stepInStroke_ = 0;
     bool buttonIsDown_ = false;
