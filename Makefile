@@ -4,7 +4,7 @@ SANITIZE_DIR ?= build-sanitize
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSCRAWLET_WERROR=ON
 
-.PHONY: deps configure build run test bench bench-e2e clean format
+.PHONY: deps configure build run test bench bench-e2e bench-draw clean format
 
 deps:
 	@scripts/install-deps
@@ -35,6 +35,11 @@ bench: configure
 bench-e2e: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_ink_latency
 	@$(BUILD_DIR)/bench/scrawlet_ink_latency
+
+# Start-up, memory, idle CPU and key latency of the program in draw mode under a private Xvfb.
+bench-draw: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_draw_run
+	@$(BUILD_DIR)/bench/scrawlet_draw_run
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -27,10 +27,14 @@
 #include <vector>
 
 #include "app/ink/ink_view.h"
+#include "bench/measurement.h"
 #include "tests/e2e/x_session.h"
 
 namespace {
 
+using scrawlet::bench::cpuSecondsOf;
+using scrawlet::bench::percentile;
+using scrawlet::bench::print;
 using scrawlet::ink::InkView;
 
 constexpr double kInputHz = 125;
@@ -69,32 +73,6 @@ double processCpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// User plus system time of another process; nothing if it has gone.
-std::optional<double> otherCpuSeconds(pid_t pid) {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    std::string text;
-    if (!std::getline(file, text)) {
-        return std::nullopt;
-    }
-    // The command name may hold spaces; the fields that follow it do not.
-    const auto close = text.rfind(')');
-    if (close == std::string::npos) {
-        return std::nullopt;
-    }
-    std::istringstream fields(text.substr(close + 2));
-    std::string field;
-    unsigned long long utime = 0, stime = 0;
-    // utime and stime are the 14th and 15th fields, the 12th and 13th after the name.
-    for (int i = 3; i <= 15 && fields >> field; ++i) {
-        if (i == 14) {
-            utime = std::stoull(field);
-        } else if (i == 15) {
-            stime = std::stoull(field);
-        }
-    }
-    return static_cast<double>(utime + stime) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
 struct CpuSnapshot {
     double wall = 0;
     double self = 0;
@@ -102,8 +80,8 @@ struct CpuSnapshot {
     double compositor = 0;
 
     static CpuSnapshot take(const scrawlet::e2e::XSession& session) {
-        return {monotonic(), processCpuSeconds(), otherCpuSeconds(session.serverPid()).value_or(0),
-                otherCpuSeconds(session.compositorPid()).value_or(0)};
+        return {monotonic(), processCpuSeconds(), cpuSecondsOf(session.serverPid()).value_or(0),
+                cpuSecondsOf(session.compositorPid()).value_or(0)};
     }
 };
 
@@ -129,21 +107,6 @@ int pathIndex(QPointF position) {
         return -1;
     }
     return index;
-}
-
-double percentile(std::vector<double> values, double fraction) {
-    if (values.empty()) {
-        return NAN;
-    }
-    std::sort(values.begin(), values.end());
-    const double rank = fraction * static_cast<double>(values.size() - 1);
-    const auto below = static_cast<std::size_t>(std::floor(rank));
-    const auto above = std::min(below + 1, values.size() - 1);
-    return values[below] + (values[above] - values[below]) * (rank - static_cast<double>(below));
-}
-
-void print(const char* name, double value) {
-    std::printf("%s %.3f\n", name, value);
 }
 
 struct Frame {

@@ -20,6 +20,7 @@
 #include "app/platform/platform_services.h"
 #include "tests/e2e/x_session.h"
 #include "tests/support/child_process.h"
+#include "tests/support/json_lines.h"
 #include "tests/unit/app/temporary_folder.h"
 
 namespace scrawlet::e2e {
@@ -82,16 +83,7 @@ class DrawRun : public GuiTestSuite {
     }
 
     std::vector<nlohmann::json> logRecords() const {
-        std::ifstream in(log());
-        std::vector<nlohmann::json> records;
-        for (std::string line; std::getline(in, line);) {
-            // The program may be half-way through a line.
-            auto record = nlohmann::json::parse(line, nullptr, false);
-            if (!record.is_discarded()) {
-                records.push_back(std::move(record));
-            }
-        }
-        return records;
+        return scrawlet::testing::readJsonLines(log());
     }
 
     std::vector<nlohmann::json> events(const std::string& name) const {

@@ -62,16 +62,20 @@ class ChildProcess {
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     bool started() const { return pid_ > 0; }
+    // -1 when the spawn failed.
+    pid_t pid() const { return pid_; }
     void signal(int number) const {
         if (pid_ > 0 && !status_) {
             ::kill(pid_, number);
         }
     }
 
-    // Reads standard error until `text` has appeared or the time is up.
-    bool waitForError(const std::string& text, std::chrono::milliseconds limit) {
+    // Reads standard error until `text` has appeared at or after offset `from` or the time is
+    // up; a later `from` waits for a message the program repeats.
+    bool waitForError(const std::string& text, std::chrono::milliseconds limit,
+                      std::size_t from = 0) {
         const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (standardError_.find(text) == std::string::npos) {
+        while (standardError_.find(text, from) == std::string::npos) {
             if (!readSome(deadline)) {
                 return false;
             }
