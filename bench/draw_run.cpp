@@ -24,9 +24,9 @@
 #include <thread>
 #include <vector>
 
+#include "app/ink/control_panel_layout.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/action_catalog_store.h"
-#include "app/shell/control_panel_layout.h"
 #include "app/shortcuts/hotkey_centre.h"
 #include "bench/measurement.h"
 #include "tests/e2e/x_session.h"
@@ -314,9 +314,9 @@ bool measureDrawnMemory(const std::string& display) {
 }
 
 bool measureToolKeys(const std::string& display) {
-    using scrawlet::shell::controlPanelButtonIndex;
-    using scrawlet::shell::controlPanelButtonRect;
-    using scrawlet::shell::controlPanelSize;
+    using scrawlet::ink::controlPanelButtonIndex;
+    using scrawlet::ink::controlPanelButtonRect;
+    using scrawlet::ink::controlPanelSize;
     auto input = scrawlet::platform::createSyntheticInput();
     if (!input || !input->canInject()) {
         std::fprintf(stderr, "draw_run: no XTest input\n");
@@ -324,7 +324,7 @@ bool measureToolKeys(const std::string& display) {
     }
     // Monitor A's panel at its default place, with the sentinel the environment asks for.
     const QPoint origin =
-        scrawlet::shell::defaultControlPanelOrigin(QRect(0, 0, 960, 1080), controlPanelSize(true));
+        scrawlet::ink::defaultControlPanelOrigin(QRect(0, 0, 960, 1080), controlPanelSize(true));
     const auto corner = [&](scrawlet::core::Tool tool) {
         return controlPanelButtonRect(*controlPanelButtonIndex(tool), true)
                    .translated(origin)
