@@ -59,17 +59,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     }
     placer_ = platform::createWindowPlacer();
     input_ = platform::createSyntheticInput();
-    workspaces_ = platform::createWorkspaceWatcher();
-    if (workspaces_) {
-        connect(
-            workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this, [this] {
-                for (const Surface& surface : surfaces_) {
-                    FrontmostLog::shared().record(
-                        "activeSpaceDidChange", panelState(surface),
-                        "screen=" + (surface.visible ? surface.screenName : std::string("nil")));
-                }
-            });
-    }
+    observeWorkspaces();
 
     tools_ = std::make_unique<ink::ToolController>(config_.annotation);
     for (QScreen* screen : QGuiApplication::screens()) {
@@ -108,8 +98,15 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     // Handlers first: a harness that waits for the banner may signal at once.
     installSignalHandlers();
     printBanner();
+    observeScreenChanges();
+    startDriver();
+    timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
+    return std::nullopt;
+}
+
+// Qt reports one change as several signals: one reconciliation per event-loop turn.
+void DrawAppDelegate::observeScreenChanges() {
     const auto reconcileSoon = [this] {
-        // Qt reports a change as several signals; one reconciliation per event-loop turn.
         if (!reconcileScheduled_) {
             reconcileScheduled_ = true;
             QTimer::singleShot(0, this, [this] {
@@ -130,9 +127,20 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
                 reconcileSoon();
             });
     connect(qGuiApp, &QGuiApplication::screenRemoved, this, reconcileSoon);
-    startDriver();
-    timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
-    return std::nullopt;
+}
+
+void DrawAppDelegate::observeWorkspaces() {
+    workspaces_ = platform::createWorkspaceWatcher();
+    if (workspaces_) {
+        connect(
+            workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this, [this] {
+                for (const Surface& surface : surfaces_) {
+                    FrontmostLog::shared().record(
+                        "activeSpaceDidChange", panelState(surface),
+                        "screen=" + (surface.visible ? surface.screenName : std::string("nil")));
+                }
+            });
+    }
 }
 
 void DrawAppDelegate::startDriver() {

@@ -17,13 +17,13 @@
 #include <string>
 #include <vector>
 
+#include "app/ink/control_panel.h"
 #include "app/ink/ink_view.h"
 #include "app/ink/tool_controller.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
-#include "app/ink/control_panel.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
@@ -95,6 +95,8 @@ class DrawAppDelegate : public QObject {
     void pickTool(core::Tool tool);
     void installSignalHandlers();
     void startDriver();
+    void observeScreenChanges();
+    void observeWorkspaces();
     void publishRegistration(bool republished);
     void parkPointer();
     void measureToggleRoundTrip(std::int64_t trials);

@@ -2,7 +2,10 @@
 // drawing, click-through, display changes, the control panel, signals and the orderly finish
 // with its summary and event log. The test process injects real input through XTest and reads
 // what the compositor put on the screen.
+#include <xcb/xcb.h>
+
 #include <QRasterWindow>
+#include <algorithm>
 
 #include "app/ink/control_panel_layout.h"
 #include "app/shell/run_summary.h"
@@ -182,6 +185,27 @@ TEST_F(DrawMode, PointerParkingWarpsAndRecordsEachStep) {
     EXPECT_EQ(parks[1]["requestedX"], 1500);
     EXPECT_EQ(parks[1]["landedX"], 1500);
     EXPECT_EQ(parks[1]["landedY"], 700);
+    finishWith(*run, SIGTERM);
+}
+
+TEST_F(DrawMode, AWorkspaceSwitchIsRecordedForEverySurface) {
+    auto run = startAndAwaitBanner();
+    // What a window manager does when the user switches workspace.
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    const char name[] = "_NET_CURRENT_DESKTOP";
+    auto* atom = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, sizeof name - 1, name), nullptr);
+    const std::uint32_t desktop = 1;
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, root, atom->atom, XCB_ATOM_CARDINAL, 32, 1,
+                        &desktop);
+    std::free(atom);
+    xcb_flush(c);
+    EXPECT_TRUE(awaitEvents("activeSpaceDidChange", 2));
+    xcb_disconnect(c);
+    std::vector<std::string> notes;
+    for (const auto& record : events("activeSpaceDidChange")) notes.push_back(record["note"]);
+    std::sort(notes.begin(), notes.end());
+    EXPECT_EQ(notes, (std::vector<std::string>{"screen=A", "screen=B"}));
     finishWith(*run, SIGTERM);
 }
 
