@@ -93,6 +93,13 @@ TEST_F(DrawShortcuts, DefaultShortcutsSwitchToolsUndoAndToggleAnnotation) {
     EXPECT_TRUE(awaitColour(middle, kInk, false));
     ASSERT_TRUE(awaitHotkey("edit.undo"));
 
+    // Outcomes without a visible effect are announced.
+    press({kControl}, kKeyZ);
+    EXPECT_TRUE(run->waitForError("draw: nothing to undo\n", std::chrono::seconds(10)));
+    press({}, 0x65);  // e
+    EXPECT_TRUE(
+        run->waitForError("draw: AN-08 is P1, not in M1's P0 set\n", std::chrono::seconds(10)));
+
     press({kControl, kAlt}, kKeyP);
     ASSERT_TRUE(awaitEvents("annotationToggle", 1));
     EXPECT_EQ(events("annotationToggle")[0]["note"], "annotating=false scopedHotkeys=false");
