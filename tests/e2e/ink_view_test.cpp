@@ -2,15 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QSignalSpy>
 #include <QTest>
 #include <QWindow>
 
-#include "app/shell/frontmost_log.h"
 #include "tests/e2e/x_session.h"
 
 namespace scrawlet::ink {
@@ -56,12 +52,6 @@ class InkViewTest : public e2e::GuiTestSuite {
         settle();
     }
 
-    void type(const char* text) {
-        for (const char* c = text; *c; ++c) {
-            QTest::keyClick(view.get(), *c);
-        }
-    }
-
     static int redPixels(const QImage& image) {
         int count = 0;
         for (int y = 0; y < image.height(); ++y) {
@@ -75,23 +65,6 @@ class InkViewTest : public e2e::GuiTestSuite {
 
     std::unique_ptr<InkView> view;
 };
-
-TEST_F(InkViewTest, ADragDrawsInkUnderThePointerAndUndoRemovesIt) {
-    EXPECT_EQ(redPixels(grab()), 0);
-    drag({20, 100}, {180, 100});
-    EXPECT_EQ(view->canvas().scene().spanCount(), 1);
-    const QImage drawn = grab();
-    EXPECT_GT(redPixels(drawn), 160 * 4) << "a 6-pixel line 160 long";
-    const QRgb centre = drawn.pixel(100, 100);
-    EXPECT_GT(qRed(centre), 200);
-    EXPECT_LT(qGreen(centre), 60);
-    EXPECT_LT(qRed(drawn.pixel(100, 130)), 100) << "nothing far from the stroke";
-
-    EXPECT_TRUE(view->undo());
-    EXPECT_EQ(redPixels(grab()), 0);
-    EXPECT_TRUE(view->redo());
-    EXPECT_GT(redPixels(grab()), 160 * 4);
-}
 
 TEST_F(InkViewTest, RightClickClearsForGoodAndTheClockPausesWhenIdle) {
     drag({20, 50}, {150, 60});
@@ -118,39 +91,6 @@ TEST_F(InkViewTest, ShapesPreviewWhileDraggingAndCommitOnRelease) {
     const QImage image = grab();
     EXPECT_GT(qRed(image.pixel(100, 30)), 200) << "top edge";
     EXPECT_LT(qRed(image.pixel(100, 90)), 100) << "inside is empty";
-}
-
-TEST_F(InkViewTest, TypedTextIsCommittedByEscapeAndShown) {
-    view->setTool(core::Tool::text);
-    QTest::mouseClick(view.get(), Qt::LeftButton, {}, {40, 100});
-    ASSERT_TRUE(view->canvas().textSession()) << "the keyboard grab failed";
-    type("Hi");
-    QTest::keyClick(view.get(), Qt::Key_Return);
-    type("yo");
-    QTest::keyClick(view.get(), Qt::Key_Backspace);
-    QTest::keyClick(view.get(), Qt::Key_Escape);
-    ASSERT_FALSE(view->canvas().textSession());
-    ASSERT_EQ(view->canvas().textScene().count(), 1);
-    EXPECT_EQ(view->canvas().textScene().span(0).text, "Hi\ny");
-    const QImage image = grab();
-    EXPECT_GT(redPixels(image.copy(40, 40, 60, 60)), 20) << "the first line sits on the click";
-    EXPECT_GT(redPixels(image.copy(40, 100, 60, 60)), 5) << "the second line hangs below it";
-    EXPECT_EQ(redPixels(image.copy(0, 0, 38, kSize)), 0);
-}
-
-TEST_F(InkViewTest, TypingChordsGoToTheHandlerWhileTextIsOpen) {
-    std::vector<core::Chord> chords;
-    view->setOnTypingChord([&](const core::Chord& chord) {
-        chords.push_back(chord);
-        return true;
-    });
-    view->setTool(core::Tool::text);
-    QTest::mouseClick(view.get(), Qt::LeftButton, {}, {40, 100});
-    ASSERT_TRUE(view->canvas().textSession());
-    QTest::keyClick(view.get(), Qt::Key_P, Qt::ControlModifier);
-    ASSERT_EQ(chords.size(), 1u);
-    EXPECT_EQ(chords[0], (core::Chord{core::Chord::Modifiers::control, core::ChordKey::p}));
-    EXPECT_EQ(view->canvas().textSession()->buffer, "");
 }
 
 TEST_F(InkViewTest, FadingInkKeepsFramesComingForItsLifetimeThenThePauseComes) {
@@ -182,26 +122,6 @@ TEST_F(InkViewTest, TransientHintShowsAboveTheBottomThenFadesAway) {
     EXPECT_EQ(shown.pixel(100, 10), empty.pixel(100, 10)) << "the bubble sits low";
     EXPECT_NE(shown.pixel(100, 200 - 96 - 5), empty.pixel(100, 200 - 96 - 5));
     EXPECT_TRUE(QTest::qWaitFor([&] { return changedPixels() == 0; }, 4000));
-}
-
-TEST_F(InkViewTest, CursorFollowsTheToolAndEachChangeIsLogged) {
-    const QString path = QDir::temp().filePath("scrawlet-ink-view-cursor.jsonl");
-    auto& log = shell::FrontmostLog::shared();
-    ASSERT_TRUE(log.start(path.toStdString()));
-    QTest::mouseMove(view.get(), {100, 100});
-    EXPECT_TRUE(QTest::qWaitFor([&] { return view->cursor().shape() == Qt::CrossCursor; }, 2000));
-    view->setTool(core::Tool::text);
-    EXPECT_EQ(view->cursor().shape(), Qt::IBeamCursor);
-    view->setTool(core::Tool::line);
-    view->setTool(core::Tool::pen);  // same cursor: no new record
-    log.finish("test");
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray text = file.readAll();
-    EXPECT_TRUE(text.contains("\"note\":\"cursor=crosshair tool=pen enabled=true inside=true\""));
-    EXPECT_TRUE(text.contains("\"note\":\"cursor=iBeam tool=text enabled=true inside=true\""));
-    EXPECT_EQ(text.count("cursorChanged"), 3);
-    file.remove();
 }
 
 }  // namespace

@@ -116,28 +116,5 @@ TEST_F(KeyGrabTest, ChordFollowsItsKeyWhenTheKeyboardMappingChanges) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return hotkeys->nextID() > moved; }, 3000));
 }
 
-TEST_F(KeyGrabTest, ChordOwnedElsewhereIsRefusedAndNothingOfItIsKept) {
-    Rival rival;
-    ASSERT_TRUE(rival.ok());
-    // Only the Num Lock variant is taken, so some of our variants go through before the refusal.
-    ASSERT_TRUE(rival.grab(kKeyJ, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_2));
-
-    auto grabber = platform::createKeyGrabber();
-    ASSERT_TRUE(grabber);
-    const auto ctrlAltJ = core::Chord::parse("ctrl+alt+j");
-    const auto refused = grabber->grab(1, *ctrlAltJ);
-    ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error(), (platform::GrabFailure{platform::GrabFailure::Kind::refused,
-                                                      platform::kGrabStatusTaken}));
-    constexpr std::uint16_t kOurs[] = {0, XCB_MOD_MASK_LOCK, XCB_MOD_MASK_LOCK | XCB_MOD_MASK_2};
-    for (const std::uint16_t locks : kOurs)
-        EXPECT_TRUE(rival.grab(kKeyJ, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | locks))
-            << "variant with locks " << locks << " was given back";
-
-    // A chord the rival does not touch still works beside it.
-    EXPECT_TRUE(grabber->grab(2, *core::Chord::parse("ctrl+alt+l")));
-    EXPECT_FALSE(rival.grab(kKeyL, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1));
-}
-
 }  // namespace
 }  // namespace scrawlet::shortcuts

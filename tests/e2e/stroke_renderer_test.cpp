@@ -151,18 +151,6 @@ TEST_F(StrokeRendererTest, OutputIsPremultipliedAndMaximumBlendKeepsTheBrighterI
     EXPECT_NEAR(at(46, 32)[3], 191, 1);
 }
 
-TEST_F(StrokeRendererTest, RunsDrawTheirOwnInstancesInOrderAndTheLiveShapeLast) {
-    constexpr std::array<float, 4> kBlue{0, 0, 1, 1}, kGreen{0, 1, 0, 1}, kRed{1, 0, 0, 1};
-    drawFrame({dot({20, 20}, 6, kBlue), dot({50, 20}, 6, kGreen), dot({80, 20}, 6, kBlue),
-               dot({20, 20}, 6, kRed)},
-              {{0, 1, InkBlend::normal}, {1, 1, InkBlend::maximum}, {2, 1, InkBlend::normal}}, 1,
-              InkBlend::normal);
-
-    EXPECT_EQ(at(20, 20), (Rgba{255, 0, 0, 255}));
-    EXPECT_EQ(at(50, 20), (Rgba{0, 255, 0, 255}));
-    EXPECT_EQ(at(80, 20), (Rgba{0, 0, 255, 255}));
-}
-
 TEST_F(StrokeRendererTest, InkFadesOverTheLastWindowOfItsLife) {
     struct Case {
         FadeUniform fade;
@@ -174,22 +162,6 @@ TEST_F(StrokeRendererTest, InkFadesOverTheLastWindowOfItsLife) {
                   InkBlend::normal, fade);
         EXPECT_NEAR(alphaAt(30, 30), alpha, 1) << "now " << fade.now << ", ttl " << fade.timeToLive;
     }
-}
-
-TEST_F(StrokeRendererTest, UploadsFromTheFirstNewInstanceAndClearsEveryFrame) {
-    std::vector<SegmentInstance> instances{dot({20, 20}, 5, kWhite)};
-    drawNormal(instances);
-
-    // The first record is changed only on the CPU: the GPU keeps what it already has.
-    instances[0] = dot({20, 50}, 5, kWhite);
-    instances.push_back(dot({70, 20}, 5, kWhite));
-    drawFrame(instances, {{0, 2, InkBlend::normal}}, 0, InkBlend::normal, {}, 1);
-    EXPECT_EQ(alphaAt(20, 20), 255);
-    EXPECT_EQ(alphaAt(70, 20), 255);
-    EXPECT_EQ(alphaAt(20, 50), 0);
-
-    drawFrame({}, {});
-    EXPECT_TRUE(std::ranges::all_of(pixels, [](const auto& p) { return p[3] == 0; }));
 }
 
 TEST_F(StrokeRendererTest, LeavesTheContextStateAsItFoundIt) {
@@ -219,36 +191,6 @@ TEST_F(StrokeRendererTest, LeavesTheContextStateAsItFoundIt) {
     EXPECT_EQ(source, GL_SRC_ALPHA);
     EXPECT_EQ(program, 0);
     EXPECT_EQ(clear[1], 0.5f);
-}
-
-TEST_F(StrokeRendererTest, ConstructionFailsQuietlyWithoutAContextAndInOneLineOnBadShaders) {
-    context.doneCurrent();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(StrokeRenderer::create(16), nullptr);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    ASSERT_TRUE(context.makeCurrent(&surface));
-
-    struct Case {
-        StrokeShaderSource source;
-        std::string prefix;
-    };
-    const Case cases[] = {
-        {{.fragment = "#version 330 core\nout vec4 c;\nvoid main() { c = nowhere(); }\n"},
-         "stroke renderer: shader compile failed: "},
-        // Compiles alone, but disagrees with the vertex stage about what it passes on.
-        {{.fragment = "#version 330 core\nin vec3 pixel;\nout vec4 c;\n"
-                      "void main() { c = vec4(pixel, 1.0); }\n"},
-         "stroke renderer: pipeline creation failed: "},
-    };
-    for (const auto& [source, prefix] : cases) {
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(StrokeRenderer::create(16, source), nullptr);
-        const std::string printed = testing::internal::GetCapturedStderr();
-        EXPECT_TRUE(printed.starts_with(prefix)) << printed;
-        EXPECT_GT(printed.size(), prefix.size() + 1) << "no driver log: " << printed;
-        EXPECT_EQ(std::ranges::count(printed, '\n'), 1) << printed;
-        EXPECT_TRUE(printed.ends_with('\n'));
-    }
 }
 
 }  // namespace

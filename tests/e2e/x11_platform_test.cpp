@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
-#include <xcb/randr.h>
 #include <xcb/xcb.h>
 
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QScreen>
-#include <QSignalSpy>
 #include <QTest>
 #include <QWindow>
 #include <algorithm>
@@ -113,19 +111,6 @@ class Observer {
         return reply ? QPoint(reply->root_x, reply->root_y) : QPoint(-1, -1);
     }
 
-    std::vector<xcb_atom_t> monitorNames() {
-        std::vector<xcb_atom_t> names;
-        const Owned<xcb_randr_get_monitors_reply_t> reply(
-            xcb_randr_get_monitors_reply(c_, xcb_randr_get_monitors(c_, root_, 1), nullptr),
-            &std::free);
-        if (!reply)
-            return names;
-        for (auto it = xcb_randr_get_monitors_monitors_iterator(reply.get()); it.rem;
-             xcb_randr_monitor_info_next(&it))
-            names.push_back(it.data->name);
-        return names;
-    }
-
     // A reply to a later request means the server has carried out the earlier ones.
     void sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
 
@@ -143,13 +128,11 @@ class RecordingWindow : public QWindow {
     xcb_window_t id() { return static_cast<xcb_window_t>(winId()); }
 
     std::vector<QPoint> presses;
-    std::vector<int> keys;
 
   protected:
     void mousePressEvent(QMouseEvent* event) override {
         presses.push_back(event->position().toPoint());
     }
-    void keyPressEvent(QKeyEvent* event) override { keys.push_back(event->key()); }
 };
 
 class X11PlatformTest : public e2e::GuiTestSuite {
@@ -188,23 +171,6 @@ class X11PlatformTest : public e2e::GuiTestSuite {
     std::unique_ptr<SyntheticInput> input;
     std::unique_ptr<WindowPlacer> placer;
 };
-
-TEST_F(X11PlatformTest, DisplayIdentifiersAreTheMonitorNameAtomsAndStable) {
-    const QScreen* screen = QGuiApplication::primaryScreen();
-    const std::uint32_t id = displayIdentifier(screen);
-    ASSERT_NE(id, 0u);
-    const auto monitors = observer.monitorNames();
-    EXPECT_NE(std::find(monitors.begin(), monitors.end(), id), monitors.end())
-        << "every client sees the same atom for the monitor";
-    EXPECT_EQ(displayIdentifier(screen->name()), id) << "a name kept after the screen went";
-    EXPECT_EQ(displayIdentifier(QGuiApplication::primaryScreen()), id);
-    EXPECT_NE(displayIdentifier(QStringLiteral("scrawlet-other-monitor")), id);
-    EXPECT_EQ(displayIdentifier(static_cast<const QScreen*>(nullptr)), 0u);
-}
-
-TEST_F(X11PlatformTest, CompositingManagerOfTheSessionIsDetected) {
-    EXPECT_TRUE(compositingManagerRunning());
-}
 
 TEST_F(X11PlatformTest, FrontmostAppComesFromTheActiveWindowsHints) {
     const auto provider = createFrontmostAppProvider();
@@ -247,33 +213,6 @@ TEST_F(X11PlatformTest, FrontmostAppComesFromTheActiveWindowsHints) {
     observer.destroyWindow(utf8);
 }
 
-TEST_F(X11PlatformTest, SyntheticClickAndKeyReachAQtWindow) {
-    auto window = show({100, 100, 200, 150}, {});
-    ASSERT_TRUE(clickReaches(*window, {150, 160}));
-    EXPECT_EQ(window->presses.back(), QPoint(50, 60));
-
-    window->requestActivate();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    constexpr std::uint32_t kKeysymA = 0x61;
-    ASSERT_TRUE(input->setKey(kKeysymA, true));
-    ASSERT_TRUE(input->setKey(kKeysymA, false));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->keys.empty(); }, 3000));
-    EXPECT_EQ(window->keys, std::vector<int>{Qt::Key_A});
-
-    constexpr std::uint32_t kUnicodeSmiley = 0x100263a;
-    const auto unmapped = std::unexpected(InputFailure::unmappedKey);
-    EXPECT_EQ(input->setKey(kUnicodeSmiley, true), unmapped);
-    EXPECT_EQ(input->setKey(0, true), unmapped) << "NoSymbol";
-}
-
-TEST_F(X11PlatformTest, WarpMovesThePointerWhereQueriesFindIt) {
-    for (const QPoint target : {QPoint(321, 234), QPoint(5, 700)}) {
-        ASSERT_TRUE(input->warpPointer(target));
-        EXPECT_EQ(input->pointerPosition(), target);
-        EXPECT_EQ(observer.pointer(), target);
-    }
-}
-
 TEST_F(X11PlatformTest, LevelsMapToOverrideRedirectAboveStateOrNeither) {
     auto bypass = show({0, 0, 40, 40}, {.level = 1000});
     auto above = show({50, 0, 40, 40}, {.level = 3, .joinsAllSpaces = true});
@@ -306,39 +245,6 @@ TEST_F(X11PlatformTest, LevelsMapToOverrideRedirectAboveStateOrNeither) {
     EXPECT_TRUE(QTest::qWaitFor(
         [&] { return observer.stackingIndex(bypass->id()) > observer.stackingIndex(later->id()); },
         3000));
-}
-
-TEST_F(X11PlatformTest, InputTransparencySwitchesWhileShown) {
-    auto below = show({300, 300, 100, 100}, {});
-    auto overlay = show({300, 300, 100, 100}, {.level = 1000});
-    const QPoint inside(350, 350);
-    ASSERT_TRUE(clickReaches(*overlay, inside));
-
-    ASSERT_TRUE(placer->setTransparentForInput(*overlay, true));
-    const auto overlayPresses = overlay->presses.size();
-    EXPECT_TRUE(clickReaches(*below, inside));
-    EXPECT_EQ(overlay->presses.size(), overlayPresses);
-
-    ASSERT_TRUE(placer->setTransparentForInput(*overlay, false));
-    EXPECT_TRUE(clickReaches(*overlay, inside));
-    // A restored region must follow the window when it grows.
-    overlay->setGeometry(300, 300, 200, 200);
-    EXPECT_TRUE(clickReaches(*overlay, {450, 450}));
-}
-
-TEST_F(X11PlatformTest, WorkspaceWatcherReportsChangesOfTheCurrentDesktopOnly) {
-    const auto watcher = createWorkspaceWatcher();
-    ASSERT_TRUE(watcher);
-    QSignalSpy changes(watcher.get(), &WorkspaceWatcher::activeWorkspaceChanged);
-    observer.setCardinal(observer.root(), "_NET_CURRENT_DESKTOP", 2);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.size() == 1; }, 3000));
-    observer.setCardinal(observer.root(), "_NET_CURRENT_DESKTOP", 2);
-    observer.setCardinal(observer.root(), "_NET_CURRENT_DESKTOP", 3);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.size() >= 2; }, 3000));
-    QCoreApplication::processEvents();
-    ASSERT_EQ(changes.size(), 2) << "the repeated 2 was swallowed";
-    EXPECT_EQ(changes[0][0].value<std::uint32_t>(), 2u);
-    EXPECT_EQ(changes[1][0].value<std::uint32_t>(), 3u);
 }
 
 // Under Qt's high-DPI scaling global points are device-independent; the server counts pixels.

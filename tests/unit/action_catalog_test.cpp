@@ -15,22 +15,6 @@ namespace {
 
 using nlohmann::json;
 
-TEST(ActionIDTable, ToolAndPaletteActionsFollowTheirPosition) {
-    std::vector<Tool> tools;
-    std::vector<int> palette;
-    for (const ActionID id : allCases<ActionID>()) {
-        if (const auto tool = selectedTool(id)) {
-            tools.push_back(*tool);
-        }
-        if (const auto index = paletteIndex(id)) {
-            palette.push_back(*index);
-        }
-    }
-    const auto allTools = allCases<Tool>();
-    EXPECT_EQ(tools, std::vector<Tool>(allTools.begin(), allTools.end()));
-    EXPECT_EQ(palette, (std::vector<int>{0, 1, 2, 3, 4}));
-}
-
 json actionObject(std::string id, std::string scope, std::string windows = "",
                   std::string macos = "") {
     return {{"id", id},
@@ -71,47 +55,6 @@ TEST(ActionCatalogDecode, KeepsFileOrderIgnoresExtraKeysAndRoundTrips) {
     EXPECT_TRUE(encoded.dump().starts_with(R"({"schemaVersion":7,"actions":)"));
 }
 
-// The decode error's message; empty when the document decodes.
-std::string failure(const json& doc) {
-    const auto result = ActionCatalog::decode(doc);
-    return result ? "" : result.error().message;
-}
-
-TEST(ActionCatalogDecode, AMissingKeyWrongTypeOrUnknownScopeMakesTheWholeFileUndecodable) {
-    for (const char* key :
-         {"id", "label", "category", "feature", "priority", "scope", "defaultBinding"}) {
-        json action = actionObject("tool.pen", "annotating");
-        action.erase(key);
-        const std::string message = failure(document({actionObject("a", "global"), action}));
-        EXPECT_TRUE(message.starts_with("actions[1]: ")) << message;
-        EXPECT_NE(message.find(std::string("'") + key + "'"), std::string::npos) << message;
-    }
-    const auto withAction = [](const char* key, json value) {
-        json action = actionObject("tool.pen", "annotating");
-        action[key] = std::move(value);
-        return document({action});
-    };
-    const json broken[] = {
-        withAction("id", 15),
-        withAction("defaultBinding", "ctrl+p"),
-        withAction("defaultBinding", {{"macos", ""}}),
-        {{"schemaVersion", 1.5}, {"actions", json::array()}},
-        {{"schemaVersion", true}, {"actions", json::array()}},
-        {{"schemaVersion", 1}},
-        {{"schemaVersion", 1}, {"actions", json::object()}},
-        "actions",
-    };
-    for (const json& doc : broken) {
-        EXPECT_NE(failure(doc), "") << doc.dump();
-    }
-    // Scope words are case-sensitive.
-    EXPECT_EQ(failure(withAction("scope", "Global")),
-              R"(actions[0]: "scope": unknown scope "Global")");
-    for (const char* text : {"{", "null"}) {
-        EXPECT_FALSE(ActionCatalog::decode(std::string_view(text))) << text;
-    }
-}
-
 ActionCatalog catalogOf(std::vector<json> actions) {
     return *ActionCatalog::decode(document(std::move(actions)));
 }
@@ -139,30 +82,6 @@ TEST(ActionCatalogBindings, OverridesReplaceOrRemoveDefaults) {
     EXPECT_EQ(binding(line, Platform::windows, overrides), std::nullopt);
     EXPECT_EQ(binding(pen, Platform::windows, {{"tool.pen", ""}}), std::nullopt);
     EXPECT_EQ(binding(line, Platform::windows, {{"tool.line", "l"}}), "l");
-}
-
-TEST(ActionCatalogTyping, ControlPlusKeyFindsTheAnnotatingActionOnTheBareKey) {
-    const ActionCatalog catalog = catalogOf({
-        actionObject("app.quit", "global", "p"),
-        actionObject("zoom.increaseLevel", "zooming", "p"),
-        actionObject("tool.line", "annotating", "ctrl+p"),
-        actionObject("tool.pen", "annotating", "P"),
-        actionObject("tool.arrow", "annotating", "p"),
-        actionObject("tool.text", "annotating", "t"),
-    });
-    const auto typed = [&](const char* chord, const ShortcutOverrides& overrides = {}) {
-        const Action* action =
-            catalog.typingScopeAction(*Chord::parse(chord), Platform::windows, overrides);
-        return action ? action->id : std::string("none");
-    };
-    EXPECT_EQ(typed("ctrl+p"), "tool.pen");
-    EXPECT_EQ(typed("ctrl+t"), "tool.text");
-    for (const char* chord : {"p", "ctrl+shift+p", "cmd+p", "ctrl+q"}) {
-        EXPECT_EQ(typed(chord), "none") << chord;
-    }
-    EXPECT_EQ(typed("ctrl+p", {{"tool.pen", ""}}), "tool.arrow");
-    EXPECT_EQ(typed("ctrl+x", {{"tool.text", " X "}}), "tool.text");
-    EXPECT_EQ(typed("ctrl+p", {{"tool.pen", "cmd+"}, {"tool.arrow", "shift+p"}}), "none");
 }
 
 std::vector<std::vector<std::string>> conflictIds(const ActionCatalog& catalog,

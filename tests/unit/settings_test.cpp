@@ -72,25 +72,6 @@ TEST(SettingsDefaults, DocumentIsExactDecodesToTheSchemaDefaultsAndEncodesEveryF
     EXPECT_EQ(defaults.encode(), expected);
 }
 
-TEST(SettingsDefaults, EveryFieldRoundTrips) {
-    Settings custom = Settings::builtInDefaults();
-    custom.annotation.palette[2] = {1, 2, 3, 128};
-    custom.annotation.selectedPaletteIndex = 4;
-    custom.annotation.strokeWidth = {{1, 2, 3, 5.5}, 3, false};
-    custom.annotation.autoErase = {AutoEraseMode::custom, 0.25};
-    custom.annotation.toolOpacity = {0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7};
-    custom.annotation.beautify = {true, 0.2};
-    custom.cursorHighlight = {true, CursorHighlightShape::rhombus, {9, 8, 7, 6}, 5, 0.1, 0, false};
-    custom.spotlight = {RegionShape::roundedRect, 100, 0.2, true};
-    custom.zoom = {8, RegionShape::roundedRect, 50, 1};
-    custom.whiteboard.boardColour = {0, 0, 0, 255};
-    custom.capture = {"/tmp/shots", 50};
-    custom.keystrokeDisplay = {
-        true, KeystrokeDisplayPosition::topLeft, 12, {AutoEraseMode::fiveSeconds, 30}};
-    custom.system = {true, false, true, {{"toggleDraw", "ctrl+shift+d"}}};
-    EXPECT_EQ(Settings::decode(custom.encode().dump()), custom);
-}
-
 // Every SettingsError case as decoding reports it: the text carries the whole payload.
 TEST(SettingsErrors, NameTheirFieldAndReadAsShown) {
     const json four = {"#000000", "#000000", "#000000", "#000000"};
@@ -208,54 +189,6 @@ TEST(SettingsKeys, AbsentOptionalKeysTakeTheirDefaultsAndUnknownKeysAreIgnored) 
     EXPECT_EQ(Settings::decode(document), Settings::builtInDefaults());
     EXPECT_EQ(ToolOpacity::decode(json{{"highlighter", 0.7}}),
               (ToolOpacity{1, 1, 1, 1, 1, 0.7, 1}));
-}
-
-TEST(SettingsDecoderErrors, AreNotSettingsErrorsAndNameWhatFailed) {
-    std::vector<std::pair<json, std::string>> cases{
-        {withValue("/cursorHighlight/shape", "triangle"), "triangle"},
-        {withValue("/zoom/lensShape", "Circle"), "Circle"},
-        {withValue("/spotlight/sizePoints", "320"), "spotlight.sizePoints"},
-        {withValue("/spotlight/dimOpacity", true), "spotlight.dimOpacity"},
-        {withValue("/capture/historyCount", 10.5), "capture.historyCount"},
-        {withValue("/capture/historyCount", 1e12), "capture.historyCount"},
-        {withValue("/annotation/palette", "#ffffff"), "annotation.palette"},
-        {withValue("/annotation/palette/1", 7), "annotation.palette[1]"},
-        {withValue("/system/shortcutOverrides", {{"undo", 1}}), "shortcutOverrides.undo"},
-        {withValue("/zoom", json::array()), "zoom"},
-        {json::array(), "object"},
-    };
-    // Every required key, removed alone.
-    std::istringstream required(
-        "/schemaVersion /annotation /annotation/palette /annotation/strokeWidth "
-        "/annotation/strokeWidth/presetsPoints /annotation/strokeWidth/selectedIndex "
-        "/annotation/autoErase /annotation/autoErase/mode /cursorHighlight "
-        "/cursorHighlight/enabled /cursorHighlight/shape /cursorHighlight/colour "
-        "/cursorHighlight/sizePoints /spotlight/shape /spotlight/sizePoints "
-        "/spotlight/dimOpacity /zoom/level /zoom/lensShape /zoom/lensSizePoints "
-        "/whiteboard/boardColour /capture /keystrokeDisplay/fade /keystrokeDisplay/fade/mode "
-        "/system");
-    for (std::string pointer; required >> pointer;) {
-        cases.emplace_back(without({pointer.c_str()}), "'" + Pointer(pointer).back() + "'");
-    }
-    for (const auto& [document, mention] : cases) {
-        const std::string text = failureText(document);
-        EXPECT_TRUE(text.starts_with("decoder: ") && text.find(mention) != std::string::npos)
-            << mention << ": " << text;
-    }
-    for (const char* text : {"", "{\"schemaVersion\": 1,}"}) {
-        const auto decoded = Settings::decode(text);
-        EXPECT_TRUE(!decoded && !decoded.error().isSettingsError()) << text;
-    }
-    // An integral count is accepted whatever its notation.
-    EXPECT_EQ(Settings::decode(withValue("/capture/historyCount", 12.0))->capture.historyCount, 12);
-}
-
-TEST(SettingsValues, ToolOpacityFollowsTheToolsName) {
-    const ToolOpacity opacity{0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7};
-    const std::vector<double> expected{0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 1.0, 1.0};
-    for (const Tool tool : allCases<Tool>()) {
-        EXPECT_EQ(opacity.value(tool), expected[static_cast<std::size_t>(tool)]) << rawValue(tool);
-    }
 }
 
 }  // namespace
