@@ -4,11 +4,8 @@
 // permission's prompt.
 #include <QKeyEvent>
 #include <QRasterWindow>
-#include <fstream>
 
 #include "app/ink/control_panel_layout.h"
-#include "core/action_catalog.h"
-#include "core/settings.h"
 #include "tests/e2e/draw_run.h"
 #include "tests/e2e/rival_client.h"
 
@@ -68,14 +65,6 @@ class DrawShortcuts : public DrawRun {
         std::free(tree);
         xcb_disconnect(c);
         return count;
-    }
-
-    std::string settingsWithOverrides(scrawlet::core::ShortcutOverrides overrides) const {
-        auto settings = scrawlet::core::Settings::builtInDefaults();
-        settings.system.shortcutOverrides = std::move(overrides);
-        const auto path = tmp.path() / "overrides.json";
-        std::ofstream(path) << settings.encode().dump(2);
-        return "SCRAWLET_DRAW_SETTINGS=" + path.string();
     }
 };
 
@@ -170,22 +159,6 @@ TEST_F(DrawShortcuts, AChordAnotherClientOwnsIsReportedAndRecorded) {
     const auto conflicts = events("hotkeyConflict");
     ASSERT_EQ(conflicts.size(), 1u);
     EXPECT_EQ(conflicts[0]["note"], "overlay.toggleInteractive chord=ctrl+alt+c status=10");
-    finishWith(*run, SIGTERM);
-}
-
-TEST_F(DrawShortcuts, AnEmptyOverrideRemovesAShortcutSilentlyAndABrokenOneIsReported) {
-    auto run =
-        startAndAwaitBanner({settingsWithOverrides({{"tool.line", ""}, {"edit.undo", "ctrl+"}})});
-    const auto unparseable = events("hotkeyUnparseable");
-    ASSERT_EQ(unparseable.size(), 1u);
-    EXPECT_EQ(unparseable[0]["note"], "edit.undo binding=ctrl+z");
-    EXPECT_EQ(run->standardError().find("tool.line"), std::string::npos);
-
-    // "l" no longer picks the line tool; "p" still picks the pen.
-    press({}, kKeyL);
-    press({}, kKeyP);
-    ASSERT_TRUE(awaitHotkey("tool.pen"));
-    for (const auto& record : events("hotkey")) EXPECT_NE(record["note"], "tool.line");
     finishWith(*run, SIGTERM);
 }
 

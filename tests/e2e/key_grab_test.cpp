@@ -63,29 +63,6 @@ class KeyGrabTest : public e2e::GuiTestSuite {
     std::vector<ActionID> fired;
 };
 
-TEST_F(KeyGrabTest, GrabbedChordArrivesAsItsActionWhateverNumLockDoes) {
-    auto hotkeys = centre(
-        {1,
-         {action("overlay.toggleAnnotation", "ctrl+alt+k"), action("panel.toggle", "Alt+Ctrl+K")}});
-    ASSERT_EQ(hotkeys->registered().size(), 1u);
-    ASSERT_EQ(hotkeys->conflicts().size(), 1u) << "a second spelling of a chord we hold";
-
-    chord({kControlL, kAltL, kKeyK});
-    ASSERT_TRUE(firedCountReaches(1));
-    EXPECT_EQ(fired, std::vector{ActionID::overlayToggleAnnotation});
-
-    chord({kNumLock});
-    chord({kControlL, kAltL, kKeyK});
-    const bool withNumLock = firedCountReaches(2);
-    chord({kNumLock});
-    EXPECT_TRUE(withNumLock);
-
-    hotkeys.reset();
-    Rival rival;
-    ASSERT_TRUE(rival.ok());
-    EXPECT_TRUE(rival.grab(kKeyK, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1)) << "released on exit";
-}
-
 TEST_F(KeyGrabTest, ChordFollowsItsKeyWhenTheKeyboardMappingChanges) {
     auto hotkeys = centre({1, {action("panel.toggle", "ctrl+alt+k")}});
     ASSERT_EQ(hotkeys->registered().size(), 1u);

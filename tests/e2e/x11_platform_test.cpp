@@ -14,7 +14,6 @@
 #include <string_view>
 #include <vector>
 
-#include "app/platform/display_identifier.h"
 #include "app/platform/platform_services.h"
 #include "tests/e2e/x_session.h"
 
@@ -40,39 +39,12 @@ class Observer {
     Observer& operator=(const Observer&) = delete;
 
     bool ok() const { return !xcb_connection_has_error(c_); }
-    xcb_window_t root() const { return root_; }
 
     xcb_atom_t atom(std::string_view name) {
         const Owned<xcb_intern_atom_reply_t> reply(
             xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, name.size(), name.data()), nullptr),
             &std::free);
         return reply ? reply->atom : XCB_NONE;
-    }
-
-    void set(xcb_window_t window, xcb_atom_t property, xcb_atom_t type, std::uint8_t format,
-             std::string_view bytes) {
-        xcb_change_property(c_, XCB_PROP_MODE_REPLACE, window, property, type, format,
-                            bytes.size() * 8 / format, bytes.data());
-        sync();
-    }
-    void setCardinal(xcb_window_t window, std::string_view property, std::uint32_t value) {
-        set(window, atom(property), XCB_ATOM_CARDINAL, 32,
-            {reinterpret_cast<const char*>(&value), sizeof value});
-    }
-    void setActiveWindow(xcb_window_t window) {
-        set(root_, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 32,
-            {reinterpret_cast<const char*>(&window), sizeof window});
-    }
-
-    xcb_window_t createWindow() {
-        const xcb_window_t window = xcb_generate_id(c_);
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, window, root_, 0, 0, 10, 10, 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
-        return window;
-    }
-    void destroyWindow(xcb_window_t window) {
-        xcb_destroy_window(c_, window);
-        sync();
     }
 
     std::vector<xcb_atom_t> atoms(xcb_window_t window, std::string_view property) {
@@ -110,9 +82,6 @@ class Observer {
             xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr), &std::free);
         return reply ? QPoint(reply->root_x, reply->root_y) : QPoint(-1, -1);
     }
-
-    // A reply to a later request means the server has carried out the earlier ones.
-    void sync() { std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr)); }
 
   private:
     xcb_connection_t* c_;
@@ -171,47 +140,6 @@ class X11PlatformTest : public e2e::GuiTestSuite {
     std::unique_ptr<SyntheticInput> input;
     std::unique_ptr<WindowPlacer> placer;
 };
-
-TEST_F(X11PlatformTest, FrontmostAppComesFromTheActiveWindowsHints) {
-    const auto provider = createFrontmostAppProvider();
-    ASSERT_TRUE(provider);
-    const xcb_window_t utf8 = observer.createWindow();
-    observer.set(utf8, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
-                 std::string_view("probe\0Probe\0", 12));
-    observer.set(utf8, observer.atom("_NET_WM_NAME"), observer.atom("UTF8_STRING"), 8,
-                 "Zeichnung – ü");
-    observer.set(utf8, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, "plain");
-    observer.setCardinal(utf8, "_NET_WM_PID", static_cast<std::uint32_t>(getpid()) + 1);
-    observer.setActiveWindow(utf8);
-    FrontmostApp app = provider->frontmostApp();
-    EXPECT_EQ(app.bundleId, "Probe");
-    EXPECT_EQ(app.name, "Zeichnung – ü");
-    EXPECT_FALSE(app.isOurs);
-
-    const xcb_window_t latin1 = observer.createWindow();
-    observer.set(latin1, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, "caf\xe9");
-    observer.setActiveWindow(latin1);
-    app = provider->frontmostApp();
-    EXPECT_EQ(app.bundleId, "");
-    EXPECT_EQ(app.name, "café");
-
-    RecordingWindow ours({10, 10, 50, 50});
-    ours.setTitle(QStringLiteral("Scrawlet test"));
-    ours.create();
-    observer.setActiveWindow(ours.id());
-    app = provider->frontmostApp();
-    EXPECT_TRUE(app.isOurs);
-    EXPECT_EQ(app.name, "Scrawlet test");
-    EXPECT_FALSE(app.bundleId.empty());
-
-    observer.destroyWindow(latin1);
-    observer.setActiveWindow(latin1);
-    app = provider->frontmostApp();
-    EXPECT_EQ(app.bundleId + app.name, "") << "a window that is gone publishes nothing";
-    observer.setActiveWindow(XCB_NONE);
-    EXPECT_FALSE(provider->frontmostApp().isOurs);
-    observer.destroyWindow(utf8);
-}
 
 TEST_F(X11PlatformTest, LevelsMapToOverrideRedirectAboveStateOrNeither) {
     auto bypass = show({0, 0, 40, 40}, {.level = 1000});

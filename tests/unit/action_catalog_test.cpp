@@ -30,31 +30,6 @@ json document(std::vector<json> actions) {
     return {{"schemaVersion", 1}, {"actions", actions}};
 }
 
-TEST(ActionCatalogDecode, KeepsFileOrderIgnoresExtraKeysAndRoundTrips) {
-    json first = actionObject("tool.pen", "annotating", "p", "cmd+p");
-    first["comment"] = "ignored";
-    json doc = document({first, actionObject("future.action", "zooming"),
-                         actionObject("app.quit", "global", "ctrl+q", "cmd+q")});
-    doc["schemaVersion"] = 7;
-    doc["generator"] = {{"name", "hand"}};
-
-    const auto catalog = ActionCatalog::decode(doc.dump());
-    ASSERT_TRUE(catalog) << catalog.error().message;
-    EXPECT_EQ(catalog->schemaVersion, 7);
-    ASSERT_EQ(catalog->actions.size(), 3u);
-    EXPECT_EQ(catalog->actions[1].id, "future.action");
-
-    // Written back in file order, every field of every action.
-    const auto encoded = catalog->encode();
-    EXPECT_EQ(ActionCatalog::decode(json(encoded)), catalog);
-    EXPECT_EQ(
-        encoded["actions"][0].dump(),
-        R"({"id":"tool.pen","label":"Label of tool.pen","category":"Tools","feature":"AN-03",)"
-        R"("priority":"P0","scope":"annotating",)"
-        R"("defaultBinding":{"macos":"cmd+p","windows":"p"}})");
-    EXPECT_TRUE(encoded.dump().starts_with(R"({"schemaVersion":7,"actions":)"));
-}
-
 ActionCatalog catalogOf(std::vector<json> actions) {
     return *ActionCatalog::decode(document(std::move(actions)));
 }
@@ -82,59 +57,6 @@ TEST(ActionCatalogBindings, OverridesReplaceOrRemoveDefaults) {
     EXPECT_EQ(binding(line, Platform::windows, overrides), std::nullopt);
     EXPECT_EQ(binding(pen, Platform::windows, {{"tool.pen", ""}}), std::nullopt);
     EXPECT_EQ(binding(line, Platform::windows, {{"tool.line", "l"}}), "l");
-}
-
-std::vector<std::vector<std::string>> conflictIds(const ActionCatalog& catalog,
-                                                  Platform platform = Platform::windows,
-                                                  const ShortcutOverrides& overrides = {}) {
-    std::vector<std::vector<std::string>> groups;
-    for (const auto& group : catalog.conflicts(platform, overrides)) {
-        auto& ids = groups.emplace_back();
-        for (const Action& action : group) {
-            ids.push_back(action.id);
-        }
-    }
-    return groups;
-}
-
-using Groups = std::vector<std::vector<std::string>>;
-
-TEST(ActionCatalogConflicts, GroupsActionsLiveTogetherOnceEachSortedById) {
-    const ActionCatalog catalog = catalogOf({
-        actionObject("z.global", "global", "ctrl+alt+k"),
-        actionObject("m.annotating", "annotating", "ctrl+alt+k"),
-        actionObject("b.zooming", "zooming", "ctrl+alt+k"),
-        actionObject("n.spelling", "annotating", "ctrl+alt+K"),
-        actionObject("y.annotating", "annotating", "x"),
-        actionObject("x.annotating", "annotating", "x"),
-        actionObject("a.zooming", "zooming", "x"),
-        actionObject("c.typing", "typing", "x"),
-        actionObject("spotlight.toggle", "global", "ctrl+alt+s"),
-        actionObject("capture.screenshot", "global", "ctrl+alt+s"),
-        actionObject("app.quit", "global", "ctrl+alt+s"),
-        actionObject("tool.pen", "annotating", "p"),
-        actionObject("edit.undo", "annotating", "p"),
-        actionObject("unbound.one", "global", ""),
-        actionObject("unbound.two", "global", ""),
-    });
-    // The globals' group is live under every scope but reported once.
-    EXPECT_EQ(conflictIds(catalog), (Groups{{"app.quit", "capture.screenshot", "spotlight.toggle"},
-                                            {"b.zooming", "z.global"},
-                                            {"edit.undo", "tool.pen"},
-                                            {"m.annotating", "z.global"},
-                                            {"x.annotating", "y.annotating"}}));
-    EXPECT_EQ(conflictIds(catalog, Platform::macos), Groups{});
-    // The three globals with an annotating action are a new set; found under the annotating
-    // scope first, that group stays ahead of the globals' own group, found under zooming.
-    EXPECT_EQ(conflictIds(catalog, Platform::windows,
-                          {{"tool.pen", "ctrl+alt+s"},
-                           {"z.global", ""},
-                           {"a.zooming", "ctrl+alt+k"},
-                           {"c.typing", "x"}}),
-              (Groups{{"a.zooming", "b.zooming"},
-                      {"app.quit", "capture.screenshot", "spotlight.toggle", "tool.pen"},
-                      {"app.quit", "capture.screenshot", "spotlight.toggle"},
-                      {"x.annotating", "y.annotating"}}));
 }
 
 std::filesystem::path shippedCatalogPath() {

@@ -44,27 +44,6 @@ TEST(ChordGrammar, RejectsTextsThatNameNoChord) {
     }
 }
 
-TEST(ChordSpecText, IsCanonicalAndRoundTripsEveryChord) {
-    EXPECT_EQ(Chord::parse("Shift + Cmd + a")->specText(), "cmd+shift+a");
-    EXPECT_EQ(Chord::parse("control+option+shift+command+space")->specText(),
-              "cmd+shift+opt+control+space");
-    EXPECT_EQ(Chord::parse("ESCAPE")->specText(), "escape");
-    for (std::int64_t bits = 0; bits < 16; ++bits) {
-        for (const ChordKey key : allCases<ChordKey>()) {
-            const Chord chord{M(bits), key};
-            EXPECT_EQ(Chord::parse(chord.specText()), chord) << chord.specText();
-        }
-    }
-}
-
-TEST(ChordSafety, NeedsAModifierOtherThanShift) {
-    EXPECT_FALSE(Chord::parse("a")->isSafeGlobally());
-    EXPECT_FALSE(Chord::parse("shift+a")->isSafeGlobally());
-    for (const char* text : {"opt+a", "ctrl+a", "cmd+a", "shift+alt+a"}) {
-        EXPECT_TRUE(Chord::parse(text)->isSafeGlobally()) << text;
-    }
-}
-
 TEST(ChordDisplayText, UsesLinuxNamesInDesktopOrder) {
     const std::pair<const char*, const char*> rows[] = {
         {"CMD+SHIFT+Z", "Shift+Super+Z"},
@@ -80,42 +59,6 @@ TEST(ChordDisplayText, UsesLinuxNamesInDesktopOrder) {
     for (const auto& [text, shown] : rows) {
         EXPECT_EQ(displayText(*Chord::parse(text)), shown) << text;
     }
-}
-
-TEST(ChordX11, KeysymsAreDistinctReversibleAndUnshifted) {
-    EXPECT_EQ(x11Keysym(ChordKey::a), (X11Keysym{"a", 0x61}));
-    EXPECT_EQ(x11Keysym(ChordKey::leftBracket), (X11Keysym{"bracketleft", 0x5b}));
-    EXPECT_EQ(x11Keysym(ChordKey::delete_), (X11Keysym{"BackSpace", 0xff08}));
-    std::set<std::uint32_t> values;
-    std::set<std::string_view> names;
-    for (const ChordKey key : allCases<ChordKey>()) {
-        values.insert(x11Keysym(key).value);
-        names.insert(x11Keysym(key).name);
-        EXPECT_EQ(chordKey(x11Keysym(key).value), key) << rawValue(key);
-    }
-    EXPECT_EQ(values.size(), caseCount<ChordKey>());
-    EXPECT_EQ(names.size(), caseCount<ChordKey>());
-    // Shifted letters, F1, Left and KP_Enter have no key: they can be neither recorded nor matched.
-    for (const std::uint32_t keysym : {0x41u, 0xffbeu, 0xff51u, 0xff8du, 0u}) {
-        EXPECT_FALSE(chordKey(keysym)) << std::hex << keysym;
-    }
-}
-
-TEST(ChordX11, ModifiersMapToSuperAltControlShiftAndIgnoreTheRest) {
-    const std::pair<M, std::uint16_t> rows[] = {
-        {M::command, 0x40},
-        {M::option, 0x08},
-        {M::control, 0x04},
-        {M::shift, 0x01},
-        {M::command | M::shift | M::option | M::control, 0x4d}};
-    for (const auto& [modifiers, mask] : rows) {
-        EXPECT_EQ(x11ModifierMask(modifiers), mask);
-        EXPECT_EQ(modifiersFromX11State(mask), modifiers);
-    }
-    // Lock, NumLock (Mod2), Mod3, Mod5 and button bits are no modifiers of a chord.
-    const std::uint16_t noise = 0x02 | 0x10 | 0x20 | 0x80 | 0x100;
-    EXPECT_EQ(chordFromX11KeyEvent(0x71, noise | 0x04), Chord::parse("ctrl+q"));
-    EXPECT_FALSE(chordFromX11KeyEvent(0xffbe, 0x04));
 }
 
 }  // namespace

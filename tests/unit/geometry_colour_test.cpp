@@ -33,23 +33,6 @@ TEST(ColourHex, EveryMalformedInputCarriesTheWholeText) {
     }
 }
 
-TEST(ColourHex, RoundTripsEveryAlphaAndChannelValue) {
-    for (int v = 0; v < 256; ++v) {
-        const auto b = static_cast<std::uint8_t>(v);
-        const Colour c{b, static_cast<std::uint8_t>(255 - v), b, b};
-        EXPECT_EQ(Colour::fromHex(c.hexString()), c);
-    }
-}
-
-TEST(ContentRectContains, EdgesAreInclusive) {
-    const ContentRect r{0, 0, 10, 10};
-    EXPECT_TRUE(r.contains({10, 10}));
-    EXPECT_TRUE(r.contains({0, 0}));
-    EXPECT_FALSE(r.contains({10.000001, 5}));
-    EXPECT_FALSE(r.contains({5, -0.000001}));
-    EXPECT_TRUE((ContentRect{3, 3, 0, 4}).contains({3, 5}));
-}
-
 TEST(DisplayTransformMapping, ContentViewportAndPixelRoundTrip) {
     const DisplayTransform t({100, 50}, 2, 2);
     EXPECT_EQ(t.viewportPoint({110, 60}), (ViewportPoint{20, 20}));
@@ -63,21 +46,6 @@ TEST(DisplayTransformMapping, ContentViewportAndPixelRoundTrip) {
         EXPECT_NEAR(back.x, p.x, 1e-9);
         EXPECT_NEAR(back.y, p.y, 1e-9);
     }
-}
-
-TEST(ValueHashing, EqualValuesHashEqualAndSetsDeduplicate) {
-    std::unordered_set<ContentPoint> points{{1, 2}, {1, 2}, {2, 1}};
-    EXPECT_EQ(points.size(), 2u);
-    std::unordered_set<Colour> colours{{1, 2, 3, 4}, {1, 2, 3, 4}, {4, 3, 2, 1}};
-    EXPECT_EQ(colours.size(), 2u);
-}
-
-TEST(ShortestDecimal, AlwaysShowsAFraction) {
-    EXPECT_EQ(shortestDecimal(1), "1.0");
-    EXPECT_EQ(shortestDecimal(0.001), "0.001");
-    EXPECT_EQ(shortestDecimal(400), "400.0");
-    EXPECT_EQ(shortestDecimal(-2.5), "-2.5");
-    EXPECT_EQ(shortestDecimal(0.1 + 0.2), "0.30000000000000004");
 }
 
 }  // namespace

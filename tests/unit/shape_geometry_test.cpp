@@ -30,28 +30,6 @@ void expectNear(ContentPoint actual, ContentPoint expected) {
     EXPECT_NEAR(actual.y, expected.y, 1e-9);
 }
 
-TEST(ShapeGeometryConstrainedEnd, RoundsToTheNearestStepKeepingLength) {
-    // Either side of half steps, both signs: floor or truncation would land a step off.
-    for (const auto& [degrees, snapped] :
-         {std::pair{7.4, 0.0}, {7.6, 15.0}, {-7.6, -15.0}, {97.0, 90.0}, {172.6, 180.0}}) {
-        const ContentPoint origin{3, -2};
-        const ContentPoint end = ShapeGeometry::constrainedEnd(
-            shape(ShapeKind::line, origin, polar(origin, 40, degrees), true));
-        SCOPED_TRACE(degrees);
-        expectNear(end, polar(origin, 40, snapped));
-    }
-    EXPECT_EQ(ShapeGeometry::constrainedEnd(shape(ShapeKind::line, {0, 0}, {10, 1}, true)),
-              (ContentPoint{std::sqrt(101.0), 0}));
-}
-
-TEST(ShapeGeometryExpand, LineFromCentreMirrorsTheEndThroughTheOrigin) {
-    Buffer buffer{};
-    ASSERT_EQ(ShapeGeometry::expand(shape(ShapeKind::line, {5, 5}, {8, 9}, false, true), buffer),
-              2);
-    EXPECT_EQ(buffer[0], (ContentPoint{2, 1}));
-    EXPECT_EQ(buffer[1], (ContentPoint{8, 9}));
-}
-
 TEST(ShapeGeometryExpand, ArrowBarbsGrowWithWidthStopAtTheShaftAndFlankIt) {
     struct Case {
         double width, length, barb;
@@ -73,24 +51,6 @@ TEST(ShapeGeometryExpand, ArrowBarbsGrowWithWidthStopAtTheShaftAndFlankIt) {
     EXPECT_EQ(ShapeGeometry::expand(shape(ShapeKind::arrow, {7, 7}, {7, 7}), buffer), 2);
 }
 
-TEST(ShapeGeometryBox, ConstrainAndFromCentreKeepTheDragsSigns) {
-    struct Case {
-        ContentPoint current;
-        bool constrain, fromCentre;
-        ShapeGeometry::Box expected;
-    };
-    for (const Case& c :
-         {Case{{0, 4}, false, false, {0, 4, 10, 10}}, Case{{0, 4}, true, false, {0, 0, 10, 10}},
-          Case{{0, 4}, true, true, {0, 0, 20, 20}},
-          // A zero component counts as positive.
-          Case{{10, 5}, true, false, {10, 5, 15, 10}}}) {
-        EXPECT_EQ(ShapeGeometry::box(
-                      shape(ShapeKind::rectangle, {10, 10}, c.current, c.constrain, c.fromCentre)),
-                  c.expected)
-            << c.current.x << ", " << c.current.y;
-    }
-}
-
 TEST(ShapeGeometryExpand, EllipseFillsItsBoxAndClosesExactly) {
     Buffer buffer{};
     ASSERT_EQ(ShapeGeometry::expand(shape(ShapeKind::ellipse, {10, 20}, {70, 0}), buffer), 65);
@@ -99,15 +59,6 @@ TEST(ShapeGeometryExpand, EllipseFillsItsBoxAndClosesExactly) {
         EXPECT_NEAR(std::hypot((p.x - 40) / 30, (p.y - 10) / 10), 1, 1e-12);
     }
     EXPECT_NEAR(buffer[16].y, 20, 1e-12);
-}
-
-TEST(ShapeGeometryExpand, RefusesABufferTooSmallForAnyShape) {
-    for (const ShapeKind kind : allCases<ShapeKind>()) {
-        std::array<ContentPoint, ShapeGeometry::maximumPointCount - 1> small;
-        small.fill({-1, -1});
-        EXPECT_EQ(ShapeGeometry::expand(shape(kind, {0, 0}, {5, 5}), small), 0);
-        EXPECT_TRUE(std::ranges::all_of(small, [](ContentPoint p) { return p.x == -1; }));
-    }
 }
 
 }  // namespace

@@ -7,12 +7,6 @@ namespace {
 
 const StrokeStyle kPen{Colour{255, 0, 0, 255}, 4, 1.0, InkBlend::normal};
 
-StrokeStyle widthStyle(double width) {
-    StrokeStyle s = kPen;
-    s.widthContentUnits = width;
-    return s;
-}
-
 // Draws a finished stroke through the given points.
 void draw(StrokeScene& scene, std::initializer_list<ContentPoint> points,
           const StrokeStyle& style = kPen, double birth = 1) {
@@ -48,21 +42,6 @@ TEST(StrokeSceneDrawing, StrokesAreContiguousSpansAndOnlyTheOpenOneTakesPoints) 
     EXPECT_EQ(scene.visiblePointCount(), 5);
     EXPECT_EQ(scene.pointCount(), 5);
     EXPECT_FALSE(scene.isDrawing());
-}
-
-TEST(StrokeSceneSeparation, CoincidenceUsesSquaredDistanceInclusively) {
-    StrokeScene exact(10, 10, 0);
-    ASSERT_TRUE(exact.begin({1, 1}, kPen, 0));
-    EXPECT_EQ(exact.extend({1, 1}), StrokePointOutcome::coincident);
-    EXPECT_EQ(exact.extend({1 + 1e-9, 1}), StrokePointOutcome::appended);
-
-    StrokeScene coarse(10, 10, 2);
-    ASSERT_TRUE(coarse.begin({0, 0}, kPen, 0));
-    EXPECT_EQ(coarse.extend({2, 0}), StrokePointOutcome::coincident);
-    EXPECT_EQ(coarse.extend({1.2, 1.6}), StrokePointOutcome::coincident);
-    EXPECT_EQ(coarse.extend({2.0001, 0}), StrokePointOutcome::appended);
-    coarse.setMinimumSeparation(3);
-    EXPECT_EQ(coarse.extend({4.5, 0}), StrokePointOutcome::coincident);
 }
 
 TEST(StrokeSceneCapacity, FullStoresRefuseAndCountWithoutChangingTheScene) {
@@ -114,36 +93,6 @@ TEST(StrokeSceneVisibility, DeleteUndoThenNewStrokeRevivesTheOriginal) {
     EXPECT_TRUE(scene.isVisible(0));
 }
 
-TEST(StrokeSceneVisibility, ReplacementHidesTheOldSpanOnlyWhileInsidePrefix) {
-    StrokeScene scene(100, 10, 0);
-    draw(scene, {{0, 0}, {10, 0}}, kPen, 7.5);
-    draw(scene, {{0, 5}, {10, 5}}, kPen, 8.5);  // the "moved" copy
-    scene.supersede(0, 1);
-    EXPECT_FALSE(scene.isVisible(0));
-    EXPECT_TRUE(scene.isVisible(1));
-    scene.setVisible(1, 2);
-    EXPECT_TRUE(scene.isVisible(0));
-    EXPECT_FALSE(scene.isVisible(1));
-    EXPECT_EQ(scene.newestBirth(), 7.5);
-    EXPECT_EQ(scene.segmentCount(), 1) << "only the visible prefix counts";
-    scene.setVisible(2, 4);  // redo
-    EXPECT_FALSE(scene.isVisible(0));
-    EXPECT_EQ(scene.newestBirth(), 8.5);
-    scene.setVisible(0, 0);
-    EXPECT_FALSE(scene.newestBirth());
-}
-
-TEST(StrokeSceneVisibility, SetVisibleEndsTheOpenStrokeAndTruncateDropsTheRest) {
-    StrokeScene scene(100, 10, 0);
-    ASSERT_TRUE(scene.begin({0, 0}, kPen, 0));
-    scene.setVisible(0, 0);
-    EXPECT_EQ(scene.extend({1, 1}), StrokePointOutcome::noStrokeInProgress);
-    EXPECT_EQ(scene.reclaimablePointCount(), 1);
-    scene.truncateToVisible();
-    EXPECT_EQ(scene.pointCount(), 0);
-    EXPECT_EQ(scene.spanCount(), 0);
-}
-
 TEST(StrokeSceneHitTest, PrefersNewestAndSkipsHiddenAndTombstones) {
     StrokeScene scene(100, 10, 0);
     draw(scene, {{0, 0}, {100, 0}});
@@ -154,63 +103,6 @@ TEST(StrokeSceneHitTest, PrefersNewestAndSkipsHiddenAndTombstones) {
     EXPECT_EQ(scene.hitTest({50, 0}, 1), 0);
     EXPECT_FALSE(scene.hitTest({50, 40}, 1));
     EXPECT_FALSE(scene.hitTest({0, 0}, -100)) << "negative reach hits nothing";
-}
-
-TEST(StrokeSceneHitTest, ReachIsSlopPlusHalfWidthWithClampedProjection) {
-    StrokeScene scene(100, 10, 0);
-    draw(scene, {{10, 10}}, widthStyle(4));
-    draw(scene, {{0, 0}, {10, 0}}, widthStyle(2));
-    EXPECT_EQ(scene.hitTest({10, 13}, 1), 0);  // distance 3 = 1 + 2
-    EXPECT_FALSE(scene.hitTest({10, 13.01}, 1));
-    EXPECT_EQ(scene.hitTest({5, 2}, 1), 1);
-    EXPECT_FALSE(scene.hitTest({5, 2.01}, 1));
-    // Beyond the end the distance is to the endpoint, not to the infinite line.
-    EXPECT_FALSE(scene.hitTest({12, 1.9}, 1));
-    EXPECT_EQ(scene.hitTest({11, 0}, 0), 1);
-    EXPECT_FALSE(scene.hitTest({-1.5, 0}, 0));
-}
-
-// Long strokes are searched in runs of segments; every segment must stay reachable, the ones
-// that straddle two runs included, also for the open stroke and after truncation.
-TEST(StrokeSceneHitTest, EverySegmentOfALongStrokeIsFound) {
-    StrokeScene scene(4096, 16, 0);
-    const auto drawSteps = [&](double y, bool close) {
-        scene.begin({0, y}, widthStyle(1), 0);
-        for (int k = 1; k <= 40; ++k) {
-            scene.extend({k * 10.0, y + ((k % 2) ? 100 : 0)});
-        }
-        if (close) {
-            scene.end();
-        }
-    };
-    const auto midpoint = [](int segment, double y) {
-        return ContentPoint{segment * 10.0 + 5, y + 50};
-    };
-    drawSteps(0, true);
-    for (int segment = 0; segment < 40; ++segment) {
-        EXPECT_EQ(scene.hitTest(midpoint(segment, 0), 0.1), 0) << segment;
-        EXPECT_FALSE(scene.hitTest({segment * 10.0 + 5, 50 + 20}, 0.1)) << segment;
-    }
-    drawSteps(1000, false);
-    EXPECT_EQ(scene.hitTest(midpoint(17, 1000), 0.1), 1) << "open stroke";
-    scene.setVisible(1, scene.span(0).count);
-    drawSteps(2000, true);  // replaces the undone stroke's slot and index entries
-    EXPECT_EQ(scene.hitTest(midpoint(31, 2000), 0.1), 1);
-    EXPECT_FALSE(scene.hitTest(midpoint(31, 1000), 0.1));
-    EXPECT_EQ(scene.hitTest(midpoint(9, 0), 0.1), 0);
-}
-
-TEST(StrokeSceneBounds, GrowsByHalfTheWidthAndIgnoresHiddenSpans) {
-    StrokeScene scene(100, 10, 0);
-    draw(scene, {{10, 10}}, widthStyle(4));
-    EXPECT_EQ(scene.bounds(0), (ContentRect{8, 8, 4, 4}));
-    draw(scene, {{0, 5}, {20, -5}, {10, 30}}, widthStyle(2));
-    EXPECT_EQ(scene.bounds(1), (ContentRect{-1, -6, 22, 37}));
-    const auto t = scene.appendTombstone();
-    EXPECT_FALSE(scene.bounds(*t));
-    scene.supersede(0, *t);
-    EXPECT_FALSE(scene.bounds(0));
-    EXPECT_FALSE(scene.bounds(5));
 }
 
 }  // namespace

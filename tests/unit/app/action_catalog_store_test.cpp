@@ -1,8 +1,8 @@
 #include "app/shell/action_catalog_store.h"
-#include "core/action_id.h"
 
 #include <gtest/gtest.h>
 
+#include "core/action_id.h"
 #include "tests/unit/app/temporary_folder.h"
 
 namespace scrawlet::shell {
@@ -21,12 +21,9 @@ TEST(ActionCatalogStoreLoad, TheCompiledCopyHasEveryAction) {
 
 TEST(ActionCatalogStoreLoad, BrokenCandidatesAreSkippedSilently) {
     TemporaryFolder tmp;
-    std::string text = TemporaryFolder::read(std::filesystem::path(__FILE__)
-                                                 .parent_path()
-                                                 .parent_path()
-                                                 .parent_path()
-                                                 .parent_path() /
-                                             "resources" / "actions.json");
+    std::string text = TemporaryFolder::read(
+        std::filesystem::path(__FILE__).parent_path().parent_path().parent_path().parent_path() /
+        "resources" / "actions.json");
     ASSERT_FALSE(text.empty());
     const auto good = tmp.write("good.json", text);
     const auto scope = text.find("\"scope\": \"global\"");
@@ -35,9 +32,9 @@ TEST(ActionCatalogStoreLoad, BrokenCandidatesAreSkippedSilently) {
     const auto capitalised = tmp.write("capital.json", text);
     const auto notJson = tmp.write("broken.json", "{");
 
-    const auto catalog = ActionCatalogStore::loadFirst(
-        {(tmp.path() / "missing.json").string(), capitalised.string(), notJson.string(),
-         good.string()});
+    const auto catalog =
+        ActionCatalogStore::loadFirst({(tmp.path() / "missing.json").string(), capitalised.string(),
+                                       notJson.string(), good.string()});
     ASSERT_TRUE(catalog);
     EXPECT_FALSE(ActionCatalogStore::loadFirst({capitalised.string(), notJson.string()}));
 }

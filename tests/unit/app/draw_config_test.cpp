@@ -50,60 +50,6 @@ TEST_F(DrawConfigTest, EmptyEnvironmentLoadsTheStoresDefaults) {
     EXPECT_TRUE(std::filesystem::exists(tmp_.path() / "scrawlet" / "settings.json"));
 }
 
-TEST_F(DrawConfigTest, FlagsCasesAndColoursFallBackSilently) {
-    const DrawConfig c = read({
-        {"SCRAWLET_DRAW_PANEL", ""},
-        {"SCRAWLET_DRAW_CLICKTHROUGH", "false"},
-        {"SCRAWLET_DRAW_LENS", "true"},
-        {"SCRAWLET_DRAW_TRANSPORT", "Direct"},
-        {"SCRAWLET_DRAW_COLOUR", "#12345"},
-        {"SCRAWLET_DRAW_SPOTLIGHT_SHAPE", "square"},
-        {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SHAPE", "rhombus"},
-        {"SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL", "yes"},
-        {"SCRAWLET_DRAW_CAPTURE_DUMP", ""},
-    });
-    EXPECT_TRUE(c.controlPanel);
-    EXPECT_TRUE(c.startsIgnoringMouseEvents);
-    EXPECT_FALSE(c.lens);
-    EXPECT_EQ(c.transport, DrawConfig::Transport::live);
-    EXPECT_EQ(c.colour, (core::Colour{255, 59, 48, 255}));
-    EXPECT_FALSE(c.spotlightShape);
-    EXPECT_EQ(c.cursorHighlightShape, core::CursorHighlightShape::rhombus);
-    EXPECT_EQ(c.spotlightDimAllDisplays, false);
-    EXPECT_EQ(c.captureDumpPath, "");
-    EXPECT_FALSE(read({{"SCRAWLET_DRAW_PANEL", "0"}}).controlPanel);
-}
-
-TEST_F(DrawConfigTest, ColourAndWidthOverrideTheSelectedEntries) {
-    const DrawConfig c = read({{"SCRAWLET_DRAW_COLOUR", "#00FF00"}, {"SCRAWLET_DRAW_WIDTH", "9"}});
-    EXPECT_EQ(c.colour, (core::Colour{0, 255, 0, 255}));
-    EXPECT_EQ(c.annotation.palette[0], (core::Colour{0, 255, 0, 255}));
-    EXPECT_EQ(c.annotation.strokeWidth.presetsPoints[1], 9);
-
-    const DrawConfig zero = read({{"SCRAWLET_DRAW_WIDTH", "0"}});
-    EXPECT_EQ(zero.widthPoints, 0);
-    EXPECT_EQ(zero.annotation.strokeWidth.presetsPoints[1], 4);
-}
-
-TEST_F(DrawConfigTest, ListsAreSplitTrimmedAndFiltered) {
-    EXPECT_EQ(DrawConfig::points("100,200;640.5,360"),
-              (std::vector<GlobalPoint>{{100, 200}, {640.5, 360}}));
-    EXPECT_EQ(DrawConfig::points(";1,2,3;4;x,5,6;;7,,8"),
-              (std::vector<GlobalPoint>{{5, 6}, {7, 8}}));
-    const DrawConfig c = read({
-        {"SCRAWLET_DRAW_ACTIONS", " overlay.toggleAnnotation , ,tool.pen"},
-        {"SCRAWLET_OVERLAY_BEHAVIOR", " stationary,,none, managed "},
-        {"SCRAWLET_DRAW_TOOL", "arrow"},
-    });
-    EXPECT_EQ(c.scriptedActions,
-              (std::vector<ActionID>{ActionID::overlayToggleAnnotation, ActionID::toolPen}));
-    EXPECT_EQ(c.behaviorTokens, (std::vector<std::string>{"stationary", "managed"}));
-    EXPECT_EQ(c.initialTool, ActionID::toolArrow);
-    EXPECT_TRUE(read({{"SCRAWLET_OVERLAY_BEHAVIOR", "none"}}).behaviorTokens.empty());
-    EXPECT_EQ(read({{"SCRAWLET_DRAW_SHAPE", "ellipse"}}).initialTool, ActionID::toolEllipse);
-    EXPECT_FALSE(read({{"SCRAWLET_DRAW_TOOL", ""}, {"SCRAWLET_DRAW_SHAPE", "line"}}).initialTool);
-}
-
 TEST_F(DrawConfigTest, UnknownToolsAndActionsEndTheRunWithUsageStatus) {
     EXPECT_EQ(refuse({{"SCRAWLET_DRAW_TOOL", "Pen"}}),
               (ConfigExit{"draw: unknown tool \"Pen\" "
@@ -168,23 +114,6 @@ TEST(LaunchModeSelection, ExplicitModeWinsAndUnknownWordsAreUsageErrors) {
             std::unexpected(ConfigExit{"scrawlet: unknown SCRAWLET_MODE \"" + std::string(word) +
                                            "\" (overlay|probe|draw|capture|textspike)",
                                        64}));
-    }
-}
-
-TEST(EnvironmentRules, IntegerAndNumberGrammars) {
-    using E = Environment;
-    EXPECT_EQ(E::parseInteger("-12"), -12);
-    EXPECT_EQ(E::parseInteger("+12"), 12);
-    EXPECT_EQ(E::parseInteger("9223372036854775807"), INT64_MAX);
-    for (const char* bad :
-         {"", "+", "-", "+-1", " 1", "1 ", "1.0", "9223372036854775808", "0x10"}) {
-        EXPECT_FALSE(E::parseInteger(bad)) << bad;
-    }
-    EXPECT_EQ(E::parseNumber("2.5"), 2.5);
-    EXPECT_EQ(E::parseNumber("-1e3"), -1000);
-    EXPECT_EQ(E::parseNumber(".5"), 0.5);
-    for (const char* bad : {"", " 1", "1 ", "1,5", "abc", "1e"}) {
-        EXPECT_FALSE(E::parseNumber(bad)) << bad;
     }
 }
 

@@ -57,15 +57,6 @@ class InkCanvasTest : public ::testing::Test {
     InkCanvas canvas;
 };
 
-TEST_F(InkCanvasTest, AClickIsADotWithOneUndoState) {
-    drag({{10, 10}});
-    ASSERT_EQ(canvas.scene().spanCount(), 1);
-    EXPECT_EQ(canvas.scene().span(0).count, 1);
-    EXPECT_EQ(canvas.history().stateCount(), 2);
-    EXPECT_EQ(canvas.history().current(), (State{1, 1, 0}));
-    EXPECT_GT(listener.frames, 0);
-}
-
 TEST_F(InkCanvasTest, ShapesCommitTheirExpansionAndCollapseToADotWhenReleasedInPlace) {
     canvas.setTool(Tool::rectangle, 0);
     drag({{10, 10}, {20, 15}, {30, 20}});
@@ -93,18 +84,6 @@ TEST_F(InkCanvasTest, ShapesCommitTheirExpansionAndCollapseToADotWhenReleasedInP
             << core::rawValue(tool);
         EXPECT_EQ(canvas.history().stateCount(), before + 1);
     }
-}
-
-TEST_F(InkCanvasTest, LiveShapeFollowsThePointerUntilRelease) {
-    canvas.setTool(Tool::arrow, 0);
-    canvas.pointerDown({0, 0}, {}, 1, 1);
-    canvas.pointerDrag({40, 0}, {true, true});
-    ASSERT_TRUE(canvas.liveShape());
-    EXPECT_EQ(canvas.liveShape()->current, (ContentPoint{40, 0}));
-    EXPECT_TRUE(canvas.liveShape()->constrain && canvas.liveShape()->fromCentre);
-    EXPECT_EQ(canvas.scene().spanCount(), 0) << "nothing is stored before release";
-    canvas.setTool(Tool::pen, 0);
-    EXPECT_FALSE(canvas.liveShape()) << "a tool change drops the preview";
 }
 
 TEST_F(InkCanvasTest, SelectMoveUndoAndZeroMoves) {
@@ -151,14 +130,6 @@ TEST_F(InkCanvasTest, DeleteUndoRedoAndClearAll) {
     EXPECT_TRUE(canvas.scene().isVisible(0));
 }
 
-TEST_F(InkCanvasTest, HardClearCannotBeUndone) {
-    drag({{0, 0}, {10, 0}});
-    canvas.hardClear();
-    EXPECT_EQ(canvas.scene().spanCount(), 0);
-    EXPECT_FALSE(canvas.undo());
-    EXPECT_EQ(canvas.history(), core::UndoHistory(InkCanvas::kHistoryCapacity));
-}
-
 TEST_F(InkCanvasTest, TextEntryCommitsOnEscapeAndReEditingSupersedes) {
     canvas.setTool(Tool::text, 0);
     canvas.pointerDown({100, 200}, {}, 1, 1);
@@ -185,53 +156,6 @@ TEST_F(InkCanvasTest, TextEntryCommitsOnEscapeAndReEditingSupersedes) {
     EXPECT_FALSE(canvas.textScene().isVisible(0));
     EXPECT_TRUE(canvas.textScene().isVisible(1));
     EXPECT_EQ(canvas.textScene().span(1).position, (ContentPoint{100, 200}));
-}
-
-TEST_F(InkCanvasTest, NoKeyboardMeansNoSessionAndEmptyTextsAreDropped) {
-    canvas.setTool(Tool::text, 0);
-    listener.keyboardAvailable = false;
-    canvas.pointerDown({0, 0}, {}, 1, 1);
-    EXPECT_FALSE(canvas.textSession());
-    listener.keyboardAvailable = true;
-    canvas.pointerDown({0, 0}, {}, 1, 1);
-    ASSERT_TRUE(canvas.textSession());
-    canvas.setTool(Tool::pen, 2);  // leaving the tool commits, and empty text adds nothing
-    EXPECT_FALSE(canvas.textSession());
-    EXPECT_EQ(canvas.textScene().count(), 0);
-    EXPECT_EQ(canvas.history().stateCount(), 1);
-}
-
-TEST_F(InkCanvasTest, BeautifyReplacesAStraightPenStrokeWithTwoUndoStates) {
-    canvas.setBeautify({true, 0.05});
-    drag({{0, 0}, {10, 0.1}, {20, -0.1}, {30, 0.2}, {40, 0}, {50, 0.1}, {60, -0.2}, {70, 0}});
-    ASSERT_EQ(canvas.scene().spanCount(), 2);
-    EXPECT_EQ(pointsOf(1), (std::vector<ContentPoint>{{0, 0}, {70, 0}}));
-    EXPECT_FALSE(canvas.scene().isVisible(0));
-    EXPECT_TRUE(canvas.undo());
-    EXPECT_TRUE(canvas.scene().isVisible(0)) << "one undo shows the raw stroke";
-    EXPECT_TRUE(canvas.undo());
-    EXPECT_EQ(canvas.scene().visibleSpanCount(), 0);
-
-    canvas.setTool(Tool::highlighter, 0);
-    drag({{0, 0}, {10, 0.1}, {20, -0.1}, {30, 0.2}, {40, 0}, {50, 0.1}, {60, -0.2}, {70, 0}});
-    EXPECT_EQ(canvas.scene().span(canvas.scene().spanCount() - 1).count, 8)
-        << "only the pen is beautified";
-}
-
-TEST_F(InkCanvasTest, FadingLastsForTheTimeToLiveOfTheNewestStroke) {
-    canvas.pointerDown({0, 0}, {}, 1, 10.0);
-    canvas.pointerUp({0, 0}, {}, 10.0);
-    EXPECT_FALSE(canvas.isFading(10.5)) << "auto-erase off";
-    canvas.setTimeToLive(1.0);
-    EXPECT_TRUE(canvas.isFading(10.99));
-    EXPECT_FALSE(canvas.isFading(11.0));
-}
-
-TEST_F(InkCanvasTest, StoppedCanvasTakesNoInk) {
-    canvas.stop();
-    drag({{0, 0}, {5, 5}});
-    EXPECT_EQ(canvas.scene().spanCount(), 0);
-    EXPECT_EQ(canvas.eventCount(), 0u);
 }
 
 }  // namespace

@@ -46,32 +46,6 @@ TEST_F(ScrawletProcess, UnknownModeIsOneLineAndStatus64) {
     EXPECT_FALSE(std::filesystem::exists(tmp_.path() / "scrawlet")) << "nothing else happens";
 }
 
-TEST_F(ScrawletProcess, ModesWithoutAControllerSaySoAfterValidating) {
-    for (const char* mode : {"overlay", "probe", "capture", "textspike"}) {
-        const ProcessRun r = run({std::string("SCRAWLET_MODE=") + mode});
-        EXPECT_EQ(r.status, 2);
-        EXPECT_EQ(r.standardError, std::string("scrawlet: ") + mode + " mode is not built yet\n");
-    }
-    EXPECT_EQ(run({"SCRAWLET_PROBE_DEVICE="}).standardError,
-              "scrawlet: probe mode is not built yet\n");
-}
-
-TEST_F(ScrawletProcess, DrawModeReportsTheStoreAndNeedsADisplay) {
-    const ProcessRun first = run({});
-    EXPECT_EQ(first.status, 2);
-    const auto settingsFile = tmp_.path() / "scrawlet" / "settings.json";
-    EXPECT_EQ(first.standardError, "draw: wrote default settings to " + settingsFile.string() +
-                                       "\ndraw: no drawable screen\n");
-    EXPECT_EQ(run({}).standardError, "draw: no drawable screen\n");
-    EXPECT_EQ(run({"DISPLAY="}).standardError, "draw: no drawable screen\n");
-
-    tmp_.write("scrawlet/settings.json", R"({"schemaVersion": 2})");
-    EXPECT_EQ(run({}).standardError,
-              "draw: settings say schemaVersion 2 and this build supports 1; the file is "
-              "untouched and defaults are in use\ndraw: no drawable screen\n");
-    EXPECT_EQ(TemporaryFolder::read(settingsFile), R"({"schemaVersion": 2})");
-}
-
 TEST_F(ScrawletProcess, ConfigurationErrorsEndTheRunBeforeAnythingElse) {
     struct Case {
         std::vector<std::string> env;

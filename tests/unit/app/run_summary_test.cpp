@@ -203,22 +203,6 @@ TEST(RunSummaryLines, RoundTripReportTakesTheLowerMiddleAndCountsLostTrials) {
     EXPECT_EQ(an16Report({}, 2, 2).note, "trials=2 p50Ms=0.00 worstMs=0.00");
 }
 
-TEST(RunSummaryText, OsVersionFromOsRelease) {
-    const std::vector<std::tuple<std::string, std::string, std::string>> cases = {
-        {"NAME=Debian\nPRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\nID=debian\n", "6.1.0-18",
-         "Debian GNU/Linux 12 (bookworm), kernel 6.1.0-18"},
-        {"PRETTY_NAME='Arch \\ Linux'\r\n", "6.8", "Arch \\ Linux, kernel 6.8"},
-        {"PRETTY_NAME=\"Say \\\"hi\\\" \\$5\"\n", "5", "Say \"hi\" $5, kernel 5"},
-        {"PRETTY_NAME=Old\nPRETTY_NAME=New", "1", "New, kernel 1"},
-        {"NAME=Nameless\n# PRETTY_NAME=commented\n", "6.8", "Linux, kernel 6.8"},
-        {"", "", "Linux"},
-    };
-    for (const auto& [osRelease, kernel, expected] : cases) {
-        EXPECT_EQ(osVersionText(osRelease, kernel), expected) << osRelease;
-    }
-    EXPECT_NE(currentOsVersion().find(", kernel "), std::string::npos);
-}
-
 std::vector<std::string> entries(const std::filesystem::path& folder) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {

@@ -110,49 +110,6 @@ TEST(SettingsStoreLoad, UnusableFilesAreMovedAsideWithTheirReason) {
     }
 }
 
-TEST(SettingsStoreLoad, UnreadableFileIsMovedAsideNotLost) {
-    TemporaryFolder tmp;
-    // A folder where the file should be cannot be read even by root.
-    fs::create_directories(tmp.path() / "settings.json" / "inner");
-    const auto result = SettingsStore::load(tmp.path() / "settings.json");
-    ASSERT_TRUE(result);
-    const auto* replaced = std::get_if<SettingsStore::ReplacedInvalid>(&result->outcome);
-    ASSERT_TRUE(replaced);
-    EXPECT_TRUE(fs::is_directory(fs::path(replaced->movedTo) / "inner"));
-}
-
-TEST(SettingsStoreLoad, AFileThatCannotBeMovedIsLeftAloneAndNotOverwritten) {
-    TemporaryFolder tmp;
-    const auto file = tmp.write("settings.json", "garbage");
-    // A folder we may read but not change. Root ignores folder permissions, so the load runs
-    // in a child that gives up root first.
-    fs::permissions(tmp.path(), fs::perms::owner_read | fs::perms::owner_exec |
-                                    fs::perms::others_read | fs::perms::others_exec);
-    fs::permissions(file, fs::perms::owner_read | fs::perms::others_read);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) {
-            ::_exit(3);
-        }
-        const auto result = SettingsStore::load(file);
-        const bool kept =
-            result && std::holds_alternative<SettingsStore::KeptInvalid>(result->outcome);
-        ::_exit(kept ? 0 : 1);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    fs::permissions(tmp.path(), fs::perms::owner_all);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_EQ(TemporaryFolder::read(file), "garbage");
-    EXPECT_TRUE(setAsideFiles(tmp.path()).empty());
-    const SettingsStore::Outcome outcome = SettingsStore::KeptInvalid{"bad", "Permission denied"};
-    EXPECT_EQ(SettingsStore::startupLine(outcome, file),
-              "draw: settings were unreadable (bad) and could not be moved aside (Permission "
-              "denied); the file is untouched and defaults are in use");
-}
-
 TEST(SettingsStoreWrite, SaveRoundTripsAndFailsWithAReadableReason) {
     TemporaryFolder tmp;
     const auto file = tmp.path() / "settings.json";
@@ -167,27 +124,6 @@ TEST(SettingsStoreWrite, SaveRoundTripsAndFailsWithAReadableReason) {
     const auto written = SettingsStore::write(core::Settings::builtInDefaults(), blocked);
     ASSERT_FALSE(written);
     EXPECT_NE(written.error().find("plain-file"), std::string::npos) << written.error();
-}
-
-TEST(SettingsStoreNames, SetAsideStampIsUtcWithoutColons) {
-    EXPECT_EQ(SettingsStore::setAsideName(1794835390), "settings.invalid-2026-11-16T132310Z.json");
-}
-
-TEST(SettingsStoreDirectory, FollowsXdgConfigHomeAndIgnoresRelativeValues) {
-    const char* saved = std::getenv("XDG_CONFIG_HOME");
-    const std::string keep = saved ? saved : "";
-    const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "/";
-    ::setenv("XDG_CONFIG_HOME", "/somewhere/config", 1);
-    EXPECT_EQ(SettingsStore::directory(), fs::path("/somewhere/config/scrawlet"));
-    ::setenv("XDG_CONFIG_HOME", "relative", 1);
-    ::setenv("HOME", "/home/someone", 1);
-    EXPECT_EQ(SettingsStore::directory(), fs::path("/home/someone/.config/scrawlet"));
-    ::setenv("HOME", home.c_str(), 1);
-    if (saved) {
-        ::setenv("XDG_CONFIG_HOME", keep.c_str(), 1);
-    } else {
-        ::unsetenv("XDG_CONFIG_HOME");
-    }
 }
 
 }  // namespace

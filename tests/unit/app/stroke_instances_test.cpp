@@ -82,28 +82,6 @@ TEST(StrokeInstances, StrokesBecomeStartDotPlusCapsulesInRunsOfEqualBlend) {
     EXPECT_EQ(ink.runs(), (Runs{{0, 4, InkBlend::normal}}));
 }
 
-TEST(StrokeInstances, DrawingAppendsOnlyNewPointsOverSeveralSyncs) {
-    Ink ink;
-    ink.draw({{0, 0}, {1, 0}}, kPen, false);
-    ink.sync();
-    const auto rebuilds = ink.builder.rebuildCount();
-    // Marks what is built; a rewrite would clear the mark.
-    ink.storage[0].padding[0] = ink.storage[1].padding[0] = -7;
-    for (int tick = 1; tick <= 3; ++tick) {
-        ink.scene.extend({tick * 2.0, 1});
-        ink.scene.extend({tick * 2.0 + 1, 0});
-        EXPECT_TRUE(ink.sync());
-        ink.expectSameAsFreshBuild();
-    }
-    EXPECT_EQ(ink.storage[0].padding[0] + ink.storage[1].padding[0], -14);
-    EXPECT_FALSE(ink.sync());
-    ink.scene.end();
-    ink.draw({{50, 50}, {51, 50}});
-    ink.sync();
-    EXPECT_EQ(ink.builder.rebuildCount(), rebuilds);
-    ink.expectSameAsFreshBuild();
-}
-
 TEST(StrokeInstances, RebuildsAfterUndoSupersedeRedoAndTransformChange) {
     Ink ink;
     ink.draw({{0, 0}, {1, 0}, {2, 0}});
@@ -144,54 +122,6 @@ TEST(StrokeInstances, TwoEditsBetweenFramesWithUnchangedCountsStillRebuild) {
     ink.scene.supersede(1, *ink.scene.appendTombstone());
     EXPECT_TRUE(ink.sync());
     ink.expectSameAsFreshBuild();
-}
-
-TEST(StrokeInstances, FullBufferCountsEachDropOnceAndKeepsWhatFitted) {
-    Ink ink(4);
-    ink.draw({{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}}, kPen, false);
-    ink.sync();
-    ink.scene.extend({5, 0});
-    ink.sync();
-    ink.sync();
-    EXPECT_EQ(ink.builder.droppedInstanceCount(), 2u);
-    EXPECT_EQ(ink.runs(), (Runs{{0, 4, InkBlend::normal}}));
-    EXPECT_TRUE(ink.builder.syncLive(
-        core::LiveShape{core::ShapeKind::line, {0, 0}, {9, 9}, kPen, false, false}, kIdentity));
-    EXPECT_EQ(ink.builder.liveInstanceCount(), 0);
-    EXPECT_EQ(ink.builder.droppedInstanceCount(), 3u);
-}
-
-TEST(StrokeInstances, LiveShapeFollowsSceneAndNilErasesOnlyWhatWasShown) {
-    Ink ink;
-    ink.draw({{0, 0}, {1, 0}});
-    ink.sync();
-    EXPECT_FALSE(ink.builder.syncLive(std::nullopt, kIdentity));
-    ink.builder.setLiveBirth(3);
-    const core::LiveShape rectangle{
-        core::ShapeKind::rectangle, {2, 2}, {6, 4}, kHighlighter, false, false};
-    EXPECT_TRUE(ink.builder.syncLive(rectangle, core::DisplayTransform({0, 0}, 1, 2)));
-    EXPECT_EQ(ink.builder.liveInstanceCount(), 4);  // five corners, no start dot
-    EXPECT_EQ(ink.builder.liveBlend(), InkBlend::maximum);
-    ASSERT_EQ(ink.builder.instances().size(), 6u);
-    EXPECT_EQ(ink.builder.instances()[2].a[0], 4.0f);
-    EXPECT_EQ(ink.builder.instances()[2].birth, 3.0f);
-    EXPECT_TRUE(ink.builder.syncLive(std::nullopt, kIdentity));
-    EXPECT_FALSE(ink.builder.syncLive(std::nullopt, kIdentity));
-}
-
-TEST(StrokeInstances, FadeFactorMatchesAutoErase) {
-    EXPECT_EQ(fadeFactor(FadeUniform::at(1e3, std::nullopt), 0), 1.0f);
-    EXPECT_EQ(fadeFactor(FadeUniform::at(1e3, 0.0), 0), 1.0f);
-    // Steps of T / 100: for T = 10 they include 9.6 (1), 9.8 (0.5) and 10 (0). Born at 100, so
-    // that the factor is seen to depend on age alone.
-    for (const double ttl : {10.0, 0.5}) {
-        for (int k = 0; k <= 120; ++k) {
-            const double age = ttl * k / 100;
-            EXPECT_NEAR(fadeFactor(FadeUniform::at(100 + age, ttl), 100),
-                        core::AutoErase::alpha(age, ttl), 1e-3)
-                << ttl << " " << age;
-        }
-    }
 }
 
 }  // namespace

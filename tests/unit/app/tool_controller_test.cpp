@@ -126,25 +126,5 @@ TEST(ToolControllerDispatch, ARefusedPermissionStopsTheActionBeforeAnyChange) {
     shortcuts::Permissions::overrideForTesting({}, true);
 }
 
-TEST(PermissionsText, DeniedGrantsParseLooselyAndShowInTheBanner) {
-    using shortcuts::Permissions::Grant;
-    EXPECT_EQ(shortcuts::Permissions::parseDenied(" Screen Recording ,ACCESSIBILITY,bogus"),
-              (std::set<Grant>{Grant::screenRecording, Grant::accessibility}));
-    EXPECT_EQ(shortcuts::Permissions::parseDenied("screenrecording"),
-              (std::set<Grant>{Grant::screenRecording}));
-    EXPECT_TRUE(shortcuts::Permissions::parseDenied("screen-recording,").empty());
-
-    shortcuts::Permissions::overrideForTesting({Grant::screenRecording}, true);
-    EXPECT_EQ(shortcuts::Permissions::banner(),
-              "permissions (M2-plan T0):\n  Accessibility: granted\n  Screen Recording: not "
-              "granted (forced by SCRAWLET_DENY_PERMISSIONS)");
-    EXPECT_EQ(shortcuts::Permissions::refusal(ActionID::zoomIncreaseLevel)->substr(0, 35),
-              "Changing the zoom level needs the S");
-    shortcuts::Permissions::overrideForTesting({}, false);
-    EXPECT_TRUE(shortcuts::Permissions::refusal(ActionID::keystrokeDisplayToggle));
-    EXPECT_FALSE(shortcuts::Permissions::refusal(ActionID::toolPen));
-    shortcuts::Permissions::overrideForTesting({}, true);
-}
-
 }  // namespace
 }  // namespace scrawlet::ink
