@@ -106,6 +106,16 @@ constexpr std::optional<Tool> selectedTool(ActionID id) {
     return allCases<Tool>()[static_cast<std::size_t>(offset)];
 }
 
+// The first action that picks `tool`: the inverse of selectedTool.
+constexpr std::optional<ActionID> actionSelecting(Tool tool) {
+    for (const ActionID id : allCases<ActionID>()) {
+        if (selectedTool(id) == tool) {
+            return id;
+        }
+    }
+    return std::nullopt;
+}
+
 // 0 to 4 for the palette actions; none for every other action.
 constexpr std::optional<int> paletteIndex(ActionID id) {
     const int offset = static_cast<int>(id) - static_cast<int>(ActionID::paletteSelect1);

@@ -228,16 +228,18 @@ std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
     return std::nullopt;
 }
 
+// Qt recreates QScreen objects on changes; the monitor's name is what lasts.
+QScreen* DrawAppDelegate::screenNamed(const std::string& name) {
+    for (QScreen* screen : QGuiApplication::screens()) {
+        if (screen->name().toStdString() == name) {
+            return screen;
+        }
+    }
+    return nullptr;
+}
+
 void DrawAppDelegate::reconcileDisplays() {
     const QList<QScreen*> screens = QGuiApplication::screens();
-    const auto screenNamed = [&](const std::string& name) -> QScreen* {
-        for (QScreen* screen : screens) {
-            if (screen->name().toStdString() == name) {
-                return screen;
-            }
-        }
-        return nullptr;
-    };
     for (Surface& surface : surfaces_) {
         if (QScreen* screen = screenNamed(surface.screenName)) {
             surface.view->setScreen(screen);
@@ -251,22 +253,17 @@ void DrawAppDelegate::reconcileDisplays() {
                 if (panel->displayID() == surface.displayID) {
                     panel->setScreen(screen);
                     panel->place(screen->geometry());
-                    panel->setVisible(panelsShown_ && annotating_);
                 }
             }
         } else if (surface.visible) {
             surface.view->hide();
             surface.visible = false;
-            for (const auto& panel : controlPanels_) {
-                if (panel->displayID() == surface.displayID) {
-                    panel->hide();
-                }
-            }
             FrontmostLog::shared().record("displayDisappeared", panelState(surface),
                                           "displayID=" + std::to_string(surface.displayID) +
                                               " surface retained with its ink");
         }
     }
+    showControlPanels();
     for (QScreen* screen : screens) {
         const std::string name = screen->name().toStdString();
         const bool known = std::any_of(surfaces_.begin(), surfaces_.end(),
@@ -346,12 +343,8 @@ bool DrawAppDelegate::toggleAnnotation() {
         } else {
             surface.view->hide();
         }
-        for (const auto& panel : controlPanels_) {
-            if (panel->displayID() == surface.displayID) {
-                panel->setVisible(annotating_ && surface.visible && panelsShown_);
-            }
-        }
     }
+    showControlPanels();
     refreshHotkeyScopes();
     const std::string state = annotating_ ? "true" : "false";
     FrontmostLog::shared().record("annotationToggle",

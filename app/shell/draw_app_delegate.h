@@ -51,7 +51,6 @@ class DrawAppDelegate : public QObject {
     // Every finish request passes here: deferred while a capture is pending.
     void requestFinish(const std::string& reason);
     void finish(const std::string& reason);
-    bool isFinished() const { return finished_; }
 
     void toggleInteractive();
     bool toggleAnnotation();
@@ -83,11 +82,12 @@ class DrawAppDelegate : public QObject {
     core::DisplayTransform transformFor(const QScreen* screen) const;
     platform::WindowPlacement overlayPlacement(bool transparentForInput) const;
     void reconcileDisplays();
+    static QScreen* screenNamed(const std::string& name);
     void wireToolController();
     void startHotkeys();
     void installControlPanels();
     void addControlPanel(const Surface& surface, QScreen* screen);
-    bool anyControlPanelVisible() const;
+    void showControlPanels();
     void refreshHotkeyScopes();
     void handleHotkey(core::ActionID action);
     void installStatusItem();

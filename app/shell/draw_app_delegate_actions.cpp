@@ -34,15 +34,6 @@ std::string capitalised(std::string_view name) {
     return text;
 }
 
-std::optional<ActionID> actionSelecting(Tool tool) {
-    for (const ActionID id : core::allCases<ActionID>()) {
-        if (core::selectedTool(id) == tool) {
-            return id;
-        }
-    }
-    return std::nullopt;
-}
-
 std::string describe(const ink::ToolController::Outcome& outcome) {
     using Kind = ink::ToolController::Outcome::Kind;
     switch (outcome.kind) {
@@ -101,12 +92,7 @@ void DrawAppDelegate::wireToolController() {
             return false;
         }
         panelsShown_ = !panelsShown_;
-        for (const auto& panel : controlPanels_) {
-            const bool onScreen = std::any_of(
-                surfaces_.begin(), surfaces_.end(),
-                [&](const Surface& s) { return s.displayID == panel->displayID() && s.visible; });
-            panel->setVisible(panelsShown_ && annotating_ && onScreen);
-        }
+        showControlPanels();
         FrontmostLog::shared().record("panelToggle", std::nullopt,
                                       std::string("visible=") + (panelsShown_ ? "true" : "false"));
         return true;
@@ -321,14 +307,12 @@ void DrawAppDelegate::rebuildStatusMenu() {
 }
 
 void DrawAppDelegate::pickTool(Tool tool) {
-    const auto action = actionSelecting(tool);
+    const auto action = core::actionSelecting(tool);
     if (!action) {
         return;
     }
+    // The tool change moves the check mark, whoever asked for it.
     tools_->dispatch(*action);
-    for (const auto& [itemTool, item] : toolItems_) {
-        item->setChecked(itemTool == tool);
-    }
 }
 
 void DrawAppDelegate::installControlPanels() {
@@ -337,12 +321,7 @@ void DrawAppDelegate::installControlPanels() {
     }
     panelOrigins_ = std::make_unique<ink::PreferencesOriginStore>();
     for (const Surface& surface : surfaces_) {
-        QScreen* screen = nullptr;
-        for (QScreen* candidate : QGuiApplication::screens()) {
-            if (candidate->name().toStdString() == surface.screenName) {
-                screen = candidate;
-            }
-        }
+        QScreen* screen = screenNamed(surface.screenName);
         if (!screen) {
             std::cerr << "draw: no screen for display " << surface.displayID << "\n";
             continue;
@@ -352,20 +331,15 @@ void DrawAppDelegate::installControlPanels() {
 }
 
 void DrawAppDelegate::addControlPanel(const Surface& surface, QScreen* screen) {
-    ink::ControlPanelView view(
-        [this](Tool tool) {
-            if (const auto action = actionSelecting(tool)) {
-                tools_->dispatch(*action);
-            }
-        },
-        [this](Tool tool) {
-            if (!hotkeys_ || !catalog_) {
-                return QString();
-            }
-            return QString::fromStdString(
-                shortcuts::toolKeyLabel(*catalog_, config_.shortcutOverrides, tool));
-        },
-        config_.controlPanelSentinel);
+    ink::ControlPanelView view([this](Tool tool) { pickTool(tool); },
+                               [this](Tool tool) {
+                                   if (!hotkeys_ || !catalog_) {
+                                       return QString();
+                                   }
+                                   return QString::fromStdString(shortcuts::toolKeyLabel(
+                                       *catalog_, config_.shortcutOverrides, tool));
+                               },
+                               config_.controlPanelSentinel);
     auto panel =
         std::make_unique<ink::ControlPanel>(surface.displayID, std::move(view), *panelOrigins_);
     panel->setActiveTool(tools_->tool());
@@ -377,13 +351,18 @@ void DrawAppDelegate::addControlPanel(const Surface& surface, QScreen* screen) {
             std::cerr << "draw: control panel placement: " << placed.error() << "\n";
         }
     }
-    panel->setVisible(panelsShown_ && annotating_);
     controlPanels_.push_back(std::move(panel));
+    showControlPanels();
 }
 
-bool DrawAppDelegate::anyControlPanelVisible() const {
-    return std::any_of(controlPanels_.begin(), controlPanels_.end(),
-                       [](const auto& panel) { return panel->isVisible(); });
+// A panel shows while panels are wanted, the overlay is annotating and its display is there.
+void DrawAppDelegate::showControlPanels() {
+    for (const auto& panel : controlPanels_) {
+        const bool onScreen = std::any_of(
+            surfaces_.begin(), surfaces_.end(),
+            [&](const Surface& s) { return s.displayID == panel->displayID() && s.visible; });
+        panel->setVisible(panelsShown_ && annotating_ && onScreen);
+    }
 }
 
 }  // namespace scrawlet::shell

@@ -34,20 +34,15 @@ void reportRefusedShortcuts(const std::vector<HotkeyCentre::Registration>& confl
 
 std::string toolKeyLabel(const core::ActionCatalog& catalog,
                          const core::ShortcutOverrides& overrides, core::Tool tool) {
-    for (const core::ActionID id : core::allCases<core::ActionID>()) {
-        if (core::selectedTool(id) != tool) {
-            continue;
-        }
-        const core::Action* action = catalog.action(core::rawValue(id));
-        if (!action) {
-            return {};
-        }
-        const auto text =
-            core::ActionCatalog::effectiveBinding(*action, HotkeyCentre::kPlatform, overrides);
-        const auto chord = text ? core::Chord::parse(*text) : std::nullopt;
-        return chord ? core::displayText(*chord) : std::string();
+    const auto id = core::actionSelecting(tool);
+    const core::Action* action = id ? catalog.action(core::rawValue(*id)) : nullptr;
+    if (!action) {
+        return {};
     }
-    return {};
+    const auto text =
+        core::ActionCatalog::effectiveBinding(*action, HotkeyCentre::kPlatform, overrides);
+    const auto chord = text ? core::Chord::parse(*text) : std::nullopt;
+    return chord ? core::displayText(*chord) : std::string();
 }
 
 }  // namespace scrawlet::shortcuts
