@@ -10,12 +10,18 @@
 // window managers only look at that when a window maps. Main thread only.
 #pragma once
 
+#include <QWindow>
 #include <expected>
 #include <string>
 
-class QWindow;
-
 namespace scrawlet::platform {
+
+inline constexpr long long kBypassWindowManagerLevel = 1000;
+inline constexpr long long kAboveLevel = 3;
+
+// `flags` with the stacking flags of `level`; `place` applies them, and a window whose native
+// window must not be recreated (one with its own GL surface) takes them at construction.
+Qt::WindowFlags flagsForLevel(Qt::WindowFlags flags, long long level);
 
 struct WindowPlacement {
     long long level = 0;

@@ -24,7 +24,6 @@ namespace {
 using core::ActionID;
 
 constexpr double kFinishRecheckSeconds = 0.05;
-constexpr long long kBypassLevel = 1000;
 constexpr std::uint64_t kCanJoinAllSpaces = 1;
 
 }  // namespace
@@ -186,10 +185,9 @@ std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
                           static_cast<int>(config_.limits.textCapacity)};
     options.tool = tools_->tool();
     // The level's window-manager bypass must be in place before the native window exists.
-    const long long level = windowLevel(config_.levelToken);
     options.flags =
-        Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus |
-        (level >= kBypassLevel ? Qt::BypassWindowManagerHint : Qt::WindowStaysOnTopHint);
+        platform::flagsForLevel(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus,
+                                windowLevel(config_.levelToken));
     auto view = ink::InkView::create(screen, screen->geometry(), options);
     if (!view) {
         return ConfigExit{"draw: OpenGL 3.3 unavailable", 2};

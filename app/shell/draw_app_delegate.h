@@ -145,7 +145,6 @@ class DrawAppDelegate : public QObject {
     // The interactive-mode round trip in progress.
     struct RoundTrip {
         std::int64_t trials = 0;
-        std::int64_t done = 0;
         std::int64_t lost = 0;
         std::vector<double> milliseconds;
         bool trialRunning = false;

@@ -126,14 +126,14 @@ void DrawAppDelegate::endRoundTripTrial(std::optional<double> milliseconds) {
     RoundTrip& trip = *roundTrip_;
     trip.trialRunning = false;
     trip.clicks.stop();
-    ++trip.done;
+    const auto done = static_cast<std::int64_t>(trip.milliseconds.size()) + trip.lost + 1;
     if (milliseconds) {
         trip.milliseconds.push_back(*milliseconds);
     } else {
         ++trip.lost;
-        std::cerr << "draw: AN-16 trial " << trip.done << " saw no click at all\n";
+        std::cerr << "draw: AN-16 trial " << done << " saw no click at all\n";
     }
-    if (trip.done < trip.trials) {
+    if (done < trip.trials) {
         QTimer::singleShot(250, this, [this] { runRoundTripTrial(); });
         return;
     }

@@ -14,8 +14,6 @@
 namespace scrawlet::platform {
 namespace {
 
-constexpr long long kBypassLevel = 1000;
-constexpr long long kAboveLevel = 3;
 constexpr std::uint32_t kAllDesktops = 0xFFFFFFFF;
 // _NET_WM_STATE client-message actions.
 constexpr std::uint32_t kStateRemove = 0;
@@ -156,17 +154,6 @@ PlacementKeeper* keeperOf(QWindow& window) {
     return nullptr;
 }
 
-Qt::WindowFlags flagsForLevel(Qt::WindowFlags flags, long long level) {
-    flags &= ~(Qt::BypassWindowManagerHint | Qt::WindowStaysOnTopHint);
-    // Qt rewrites override-redirect from its flags whenever they change, so the flag, not a
-    // direct attribute change, is what makes it last.
-    if (level >= kBypassLevel)
-        flags |= Qt::BypassWindowManagerHint;
-    else if (level >= kAboveLevel)
-        flags |= Qt::WindowStaysOnTopHint;
-    return flags;
-}
-
 class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventFilter {
   public:
     explicit X11WindowPlacer(const x11::XConnection& x) {
@@ -201,7 +188,7 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
         keeper->placement = placement;
 
         std::erase_if(raised_, [&](const QPointer<QWindow>& w) { return !w || w == &window; });
-        if (placement.level >= kBypassLevel) {
+        if (placement.level >= kBypassWindowManagerLevel) {
             raised_.emplace_back(&window);
             watchRestacking();
             raise(window);
@@ -279,6 +266,17 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
 };
 
 }  // namespace
+
+Qt::WindowFlags flagsForLevel(Qt::WindowFlags flags, long long level) {
+    flags &= ~(Qt::BypassWindowManagerHint | Qt::WindowStaysOnTopHint);
+    // Qt rewrites override-redirect from its flags whenever they change, so the flag, not a
+    // direct attribute change, is what makes it last.
+    if (level >= kBypassWindowManagerLevel)
+        flags |= Qt::BypassWindowManagerHint;
+    else if (level >= kAboveLevel)
+        flags |= Qt::WindowStaysOnTopHint;
+    return flags;
+}
 
 std::unique_ptr<WindowPlacer> createWindowPlacer() {
     return x11::makeOnQtConnection<WindowPlacer, X11WindowPlacer>();
