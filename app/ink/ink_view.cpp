@@ -340,32 +340,38 @@ void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect>
     if (backingStore_->size() != size()) {
         backingStore_->resize(size());
     }
+    // The store clears what it is told will be painted, so exactly that is copied.
     QRegion region;
     for (const PixelRect& rect : rects) {
-        region += QRect(static_cast<int>(std::floor(rect.x / ratio)),
-                        static_cast<int>(std::floor(rect.y / ratio)),
-                        static_cast<int>(std::ceil(rect.width / ratio)) + 1,
-                        static_cast<int>(std::ceil(rect.height / ratio)) + 1) &
-                  QRect(QPoint(0, 0), size());
+        const QRect points(QPoint(static_cast<int>(std::floor(rect.x / ratio)),
+                                  static_cast<int>(std::floor(rect.y / ratio))),
+                           QPoint(static_cast<int>(std::ceil(rect.right() / ratio)) - 1,
+                                  static_cast<int>(std::ceil(rect.bottom() / ratio)) - 1));
+        region += points & QRect(QPoint(0, 0), size());
     }
     backingStore_->beginPaint(region);
     QPaintDevice* device = backingStore_->paintDevice();
     auto* image = device && device->devType() == QInternal::Image ? static_cast<QImage*>(device)
                                                                   : nullptr;
+    const auto pixelsOf = [ratio](const QRect& points) {
+        return PixelRect::enclosing(points.x() * ratio, points.y() * ratio,
+                                    (points.x() + points.width()) * ratio,
+                                    (points.y() + points.height()) * ratio);
+    };
     if (image && image->format() == QImage::Format_ARGB32_Premultiplied) {
         const PixelBuffer store{reinterpret_cast<std::uint32_t*>(image->bits()),
                                 static_cast<int>(image->bytesPerLine() / 4), image->width(),
                                 image->height()};
-        for (const PixelRect& rect : rects) copyPixels(store, frame, rect);
+        for (const QRect& points : region) copyPixels(store, frame, pixelsOf(points));
     } else if (device) {
         // A store without alpha (no compositing visual): let QPainter convert.
         const QImage source(reinterpret_cast<const uchar*>(frame.pixels), frame.width,
                             frame.height, frame.stride * 4, QImage::Format_ARGB32_Premultiplied);
         QPainter painter(device);
         painter.setCompositionMode(QPainter::CompositionMode_Source);
-        for (const PixelRect& rect : rects) {
-            const QRect r(rect.x, rect.y, rect.width, rect.height);
-            painter.drawImage(QRectF(r.topLeft() / ratio, r.size() / ratio), source, r);
+        for (const QRect& points : region) {
+            const PixelRect r = pixelsOf(points);
+            painter.drawImage(QRectF(points), source, QRect(r.x, r.y, r.width, r.height));
         }
     }
     backingStore_->endPaint();

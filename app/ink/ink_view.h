@@ -58,6 +58,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
     const InkCanvas& canvas() const { return canvas_; }
     const StrokeInstanceBuilder& instances() const { return layer_.builder(); }
     const InkLayer& layer() const { return layer_; }
+    const QImage& overlayImage() const { return overlay_.image(); }
     const FrameScheduler& frames() const { return scheduler_; }
     platform::PresentPath presentPath() const { return presentPath_; }
 

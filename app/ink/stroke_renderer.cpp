@@ -113,6 +113,8 @@ void StrokeRenderer::drawRange(int start, int count, core::InkBlend blend, FadeU
     if (start < 0 || count <= 0 || start + count > capacity_) return;
     gl_->glUseProgram(program_);
     gl_->glBindVertexArray(vertexArray_);
+    // Attribute pointers take the buffer bound when they are set.
+    gl_->glBindBuffer(GL_ARRAY_BUFFER, buffer_);
     gl_->glUniform2f(drawableSizeLocation_, static_cast<GLfloat>(drawablePixels.width()),
                      static_cast<GLfloat>(drawablePixels.height()));
     gl_->glUniform3f(fadeLocation_, fade.now, fade.timeToLive, fade.window);
