@@ -31,10 +31,12 @@ bench: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_bench
 	@$(BUILD_DIR)/bench/scrawlet_bench
 
-# Latency and CPU of the ink view under a private Xvfb; never part of `make test`.
+# Latency and CPU of the ink view under a private Xvfb, then the program beside gromit-mpx as
+# seen on the screen; never part of `make test`.
 bench-e2e: configure
-	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_ink_latency
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_ink_latency scrawlet_ink_compare
 	@$(BUILD_DIR)/bench/scrawlet_ink_latency
+	@$(BUILD_DIR)/bench/scrawlet_ink_compare
 
 # Start-up, memory, idle CPU and key latency of the program in draw mode under a private Xvfb.
 bench-draw: configure

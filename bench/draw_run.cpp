@@ -152,22 +152,12 @@ class Run {
 
     // The events drawn so far, as the program reports them on SIGPWR.
     std::optional<std::uint64_t> drawnEvents() {
-        const std::string prefix = "draw: ";
         const std::size_t from = process_->standardError().size();
         process_->signal(SIGPWR);
         if (!process_->waitForError(" frames", std::chrono::seconds(5), from)) {
             return std::nullopt;
         }
-        // Other "draw: " messages may come first; the totals start with a number.
-        const std::string& text = process_->standardError();
-        for (auto at = text.find(prefix, from); at != std::string::npos;
-             at = text.find(prefix, at + 1)) {
-            const std::size_t digits = at + prefix.size();
-            if (digits < text.size() && std::isdigit(static_cast<unsigned char>(text[digits]))) {
-                return std::stoull(text.substr(digits));
-            }
-        }
-        return std::nullopt;
+        return scrawlet::bench::drawnEventsIn(process_->standardError(), from);
     }
 
     // Ends the run with SIGTERM; the summary is written once this returns true.

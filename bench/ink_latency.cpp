@@ -1,8 +1,6 @@
 // End-to-end latency and CPU of a full-screen ink view under a private Xvfb with xcompmgr:
 // pointer input through XTest from a second connection, frames timed through the view's swap
 // hook plus one X round trip on Qt's own connection. Prints one `name value` line per result.
-#include <sys/resource.h>
-#include <time.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
@@ -33,8 +31,11 @@
 namespace {
 
 using scrawlet::bench::cpuSecondsOf;
+using scrawlet::bench::monotonicSeconds;
+using scrawlet::bench::ownCpuSeconds;
 using scrawlet::bench::percentile;
 using scrawlet::bench::print;
+using scrawlet::bench::sleepUntil;
 using scrawlet::ink::InkView;
 
 constexpr double kInputHz = 125;
@@ -50,29 +51,6 @@ constexpr int kTimedFrames = 40;
 // A hang anywhere ends the run; the X session's processes die with it.
 constexpr unsigned kWatchdogSeconds = 55;
 
-double monotonic() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-void sleepUntil(double seconds) {
-    timespec until{};
-    until.tv_sec = static_cast<time_t>(seconds);
-    until.tv_nsec = static_cast<long>((seconds - static_cast<double>(until.tv_sec)) * 1e9);
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) != 0) {
-    }
-}
-
-double processCpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& t) {
-        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 struct CpuSnapshot {
     double wall = 0;
     double self = 0;
@@ -80,7 +58,7 @@ struct CpuSnapshot {
     double compositor = 0;
 
     static CpuSnapshot take(const scrawlet::e2e::XSession& session) {
-        return {monotonic(), processCpuSeconds(), cpuSecondsOf(session.serverPid()).value_or(0),
+        return {monotonicSeconds(), ownCpuSeconds(), cpuSecondsOf(session.serverPid()).value_or(0),
                 cpuSecondsOf(session.compositorPid()).value_or(0)};
     }
 };
@@ -132,7 +110,7 @@ class ReceiptFilter : public QObject {
             const auto* mouse = static_cast<QMouseEvent*>(event);
             const int index = pathIndex(mouse->position());
             if (index >= 0 && mouse->buttons().testFlag(Qt::LeftButton)) {
-                receipts_.push_back({index, monotonic(), view_.canvas().eventCount() + 1});
+                receipts_.push_back({index, monotonicSeconds(), view_.canvas().eventCount() + 1});
             }
         } else if (event->type() == QEvent::MouseButtonRelease) {
             releaseCount_ = view_.canvas().eventCount() + 1;
@@ -181,7 +159,7 @@ class PointerDriver {
                             static_cast<std::int16_t>(point.x), static_cast<std::int16_t>(point.y),
                             0);
         xcb_flush(connection_);
-        return monotonic();
+        return monotonicSeconds();
     }
 
   private:
@@ -284,7 +262,7 @@ int measureDrawing(const scrawlet::e2e::XSession& session, QScreen* screen) {
     view->setOnFrameSwapped([&](double swapped, std::uint64_t eventCount) {
         roundTrip(qt);
         if (frames.size() < frames.capacity()) {
-            frames.push_back({swapped, monotonic(), eventCount});
+            frames.push_back({swapped, monotonicSeconds(), eventCount});
         }
         if (filter.releaseCount() != 0 && eventCount >= filter.releaseCount() && !drawEnd) {
             drawEnd = CpuSnapshot::take(session);
@@ -391,7 +369,7 @@ int measureFullScene(QScreen* screen) {
     std::optional<Frame> last;
     view->setOnFrameSwapped([&](double swapped, std::uint64_t eventCount) {
         roundTrip(qt);
-        last = Frame{swapped, monotonic(), eventCount};
+        last = Frame{swapped, monotonicSeconds(), eventCount};
     });
     // One frame, requested, due at once, drawn and presented: milliseconds to the swap's return
     // and to presentation.
@@ -399,7 +377,7 @@ int measureFullScene(QScreen* screen) {
         view->setTimeToLive(canvas.timeToLive());  // re-applying it asks for a frame
         sleepUntil(view->frames().nextTickTime());
         last.reset();
-        const double start = monotonic();
+        const double start = monotonicSeconds();
         view->drawIfDue();
         if (!last) {
             return std::nullopt;
