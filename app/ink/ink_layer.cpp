@@ -1,5 +1,6 @@
 #include "app/ink/ink_layer.h"
 
+#include <chrono>
 #include <cmath>
 
 #include "app/ink/ink_canvas.h"
@@ -57,6 +58,34 @@ void InkLayer::repaint(InkTarget& target, const PixelRect& rect, const FadeUnifo
     target.drawOverlay(rect);
 }
 
+void InkLayer::repaintWithinBudget(InkTarget& target, const Damage& damage,
+                                   const FadeUniform& fade, Damage& presented) {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                           std::chrono::duration<double>(kFrameBudgetSeconds));
+    const int tile = target.repaintTileSize();
+    bool overBudget = false;
+    for (const PixelRect& rect : damage.rects()) {
+        const int step = tile > 0 ? tile : rect.height;
+        // Whole bands only: what is left is then one rectangle below what was done, so it
+        // never merges back over finished work and every frame makes progress.
+        for (int y = rect.y; y < rect.bottom(); y += step) {
+            const PixelRect band = PixelRect{rect.x, y, rect.width, step}.intersected(rect);
+            if (overBudget) {
+                pending_.add({rect.x, y, rect.width, rect.bottom() - y});
+                break;
+            }
+            const int across = tile > 0 ? tile : band.width;
+            for (int x = band.x; x < band.right(); x += across) {
+                repaint(target, PixelRect{x, band.y, across, band.height}.intersected(band), fade);
+            }
+            presented.add(band);
+            overBudget = Clock::now() > deadline;
+        }
+    }
+}
+
 bool InkLayer::render(InkTarget& target, const Frame& frame) {
     const std::optional<int> age = target.beginFrame(frame.bounds);
     if (!age) return false;
@@ -70,11 +99,13 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
     const FadeUniform fade = FadeUniform::at(frame.now - builder_.epoch(), canvas.timeToLive());
 
     Damage damage(frame.bounds);
+    pending_.setBounds(frame.bounds);
     bool appendOnTop = false;
     PixelRect appended;
     if (needsEverything_ || rebuilt || *age <= 0 || *age > kHistory + 1) {
         damage.addAll();
     } else {
+        for (const PixelRect& rect : pending_.rects()) damage.add(rect);
         damage.add(lastLiveReach_);
         damage.add(builder_.liveReach());
         addFadingDamage(canvas, frame.transform, lastFrameTime_.value_or(frame.now), frame.now,
@@ -100,16 +131,15 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
         }
     }
     target.upload(builder_.instances(), rebuilt ? 0 : std::min(presentedInstances_, count));
-    for (const PixelRect& rect : damage.rects()) {
-        repaint(target, rect, fade);
-    }
+    pending_.clear();
+    Damage presented(frame.bounds);
+    repaintWithinBudget(target, damage, fade, presented);
     if (appendOnTop) {
         builder_.forEachRangeIn(appended, presentedInstances_, count,
                                 [&](int s, int n, core::InkBlend blend) {
                                     target.drawInstances(s, n, blend, fade, appended);
                                 });
     }
-    Damage presented = damage;
     presented.add(appended);
     target.present(presented.rects());
 

@@ -43,6 +43,10 @@ class InkTarget {
                                const PixelRect& clip) = 0;
     virtual void drawOverlay(const PixelRect& rect) = 0;
     virtual void present(std::span<const PixelRect> rects) = 0;
+    // Repaints are cut into squares of this many pixels (0: not cut), so that an area covered
+    // whole by one opaque segment costs that segment alone, and long repaints can be spread
+    // over frames.
+    virtual int repaintTileSize() const { return 0; }
 };
 
 class InkLayer {
@@ -68,6 +72,10 @@ class InkLayer {
     };
     // False when the target could not draw; the frame is then still owed.
     bool render(InkTarget& target, const Frame& frame);
+    // A repaint longer than `kFrameBudgetSeconds` leaves the rest for the next frames, so no
+    // frame holds the main thread much longer than a refresh; more frames are then owed.
+    bool hasPendingRepaint() const { return !pending_.isEmpty(); }
+    static constexpr double kFrameBudgetSeconds = 0.008;
 
     // What the last frame repainted and presented, for tests and measurements.
     const Damage& lastDamage() const { return lastDamage_; }
@@ -79,6 +87,10 @@ class InkLayer {
 
   private:
     void repaint(InkTarget& target, const PixelRect& rect, const FadeUniform& fade);
+    // Repaints `damage` tile by tile until the budget is spent; what was done goes to
+    // `presented`, the rest to `pending_`.
+    void repaintWithinBudget(InkTarget& target, const Damage& damage, const FadeUniform& fade,
+                             Damage& presented);
 
     static constexpr int kHistory = 3;
 
@@ -92,6 +104,7 @@ class InkLayer {
     // What each of the last frames presented, newest first, for targets whose pixels are older.
     std::array<Damage, kHistory> history_{};
     Damage lastDamage_;
+    Damage pending_;
     long long lastPresentedArea_ = 0;
 };
 

@@ -330,7 +330,7 @@ void InkView::render() {
     if (drawn && onFrameSwapped_) {
         onFrameSwapped_(now(), canvas_.eventCount());
     }
-    if (hintFading) {
+    if (hintFading || layer_.hasPendingRepaint()) {
         frameRequested();
     }
 }

@@ -33,6 +33,8 @@ class PixelInkTarget : public InkTarget {
                        const PixelRect& clip) override;
     void drawOverlay(const PixelRect& rect) override;
     void present(std::span<const PixelRect> rects) override;
+    int repaintTileSize() const override { return kTileSize; }
+    static constexpr int kTileSize = 64;
 
   private:
     Presenter presenter_;
