@@ -10,6 +10,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "app/platform/atomic_file.h"
 #include "app/platform/display_identifier.h"
 #include "app/platform/platform_services.h"
 #include "app/settings/settings_store.h"
@@ -50,7 +51,9 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     QGuiApplication::setQuitOnLastWindowClosed(false);
     frontmost_ = platform::createFrontmostAppProvider();
     FrontmostLog::shared().setFrontmostProvider(frontmost_.get());
-    FrontmostLog::shared().start(config_.logPath);
+    if (const auto started = FrontmostLog::shared().start(config_.logPath); !started) {
+        std::cerr << "draw: running without the event log: " << started.error() << "\n";
+    }
     compositing_ = platform::compositingManagerRunning();
     if (!compositing_) {
         std::cerr << "draw: no compositing manager is running; the overlays will not be "
@@ -412,7 +415,8 @@ void DrawAppDelegate::finish(const std::string& reason) {
         view->stop();
     }
     const std::string summary = summaryText(reason, duration);
-    const auto written = writeFileAtomically(config_.summaryPath, summary);
+    const auto written = platform::writeFileAtomically(config_.summaryPath, summary,
+                                                       {.permissions = 0600, .onlyOwnFile = true});
     if (!written) {
         std::cerr << "draw: summary write failed: " << written.error() << "\n";
         FrontmostLog::shared().finish(reason);

@@ -239,7 +239,8 @@ std::expected<core::AnnotationSettings, ConfigExit> DrawConfig::annotationFrom(
             }
             const bool usable =
                 std::holds_alternative<SettingsStore::Loaded>(loaded->outcome) ||
-                std::holds_alternative<SettingsStore::CreatedDefaults>(loaded->outcome);
+                std::holds_alternative<SettingsStore::CreatedDefaults>(loaded->outcome) ||
+                std::holds_alternative<SettingsStore::DefaultsUnwritten>(loaded->outcome);
             if (usable) {
                 result = std::move(loaded->settings.annotation);
             }

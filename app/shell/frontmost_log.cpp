@@ -1,12 +1,11 @@
 #include "app/shell/frontmost_log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <ctime>
 
+#include "app/platform/atomic_file.h"
 #include "app/platform/file_io.h"
 #include "core/json_text.h"
 
@@ -43,17 +42,19 @@ FrontmostLog& FrontmostLog::shared() {
     return log;
 }
 
-bool FrontmostLog::start(const std::string& path) {
+std::expected<void, std::string> FrontmostLog::start(const std::string& path) {
     close();
     seq_ = 0;
-    fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC | O_APPEND,
-                 0600);
-    if (fd_ >= 0) {
-        // An older log of ours may have been made readable by others; this one is private.
-        ::fchmod(fd_, 0600);
+    // A new file rather than our old one truncated: whoever still holds the old one open
+    // must not read this run.
+    const auto opened =
+        platform::replaceWithEmptyFile(path, {.permissions = 0600, .onlyOwnFile = true});
+    if (!opened) {
+        return std::unexpected(opened.error());
     }
+    fd_ = *opened;
     record("start", std::nullopt, "ownBundleID=" + std::string(kOwnAppId));
-    return isOpen();
+    return {};
 }
 
 void FrontmostLog::record(std::string_view event, const std::optional<PanelState>& panel,

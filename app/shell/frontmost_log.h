@@ -6,6 +6,7 @@
 // the file cannot be opened nothing is written and the run goes on. Main thread only.
 #pragma once
 
+#include <expected>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,9 +38,10 @@ class FrontmostLog {
 
     static FrontmostLog& shared();
 
-    // Creates or truncates the file (never following a link: the default paths are in /tmp)
-    // and writes the "start" record. Returns whether the file is open.
-    bool start(const std::string& path);
+    // Puts a new private file at `path` and writes the "start" record. The default path is in
+    // /tmp, where anyone may have put something first: anything but a regular file of ours is
+    // left alone, and the error says why the run goes on without a log.
+    std::expected<void, std::string> start(const std::string& path);
     void record(std::string_view event, const std::optional<PanelState>& panel = std::nullopt,
                 std::string_view note = "");
     void recordLine(std::string_view jsonObject);

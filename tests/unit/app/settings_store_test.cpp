@@ -52,6 +52,19 @@ TEST(SettingsStoreLoad, FirstLaunchCreatesFolderAndSortedPrettyDefaults) {
     EXPECT_FALSE(SettingsStore::startupLine(again->outcome, file));
 }
 
+TEST(SettingsStoreLoad, DefaultsThatCouldNotBeWrittenAreNotReportedAsWritten) {
+    TemporaryFolder tmp;
+    const auto file = tmp.write("plain-file", "x") / "settings.json";
+    const auto result = SettingsStore::load(file);
+    ASSERT_TRUE(result);
+    EXPECT_TRUE(std::holds_alternative<SettingsStore::DefaultsUnwritten>(result->outcome));
+    const auto line = SettingsStore::startupLine(result->outcome, file);
+    ASSERT_TRUE(line);
+    EXPECT_TRUE(line->starts_with("draw: could not write default settings (cannot create "))
+        << *line;
+    EXPECT_EQ(result->settings, core::Settings::builtInDefaults());
+}
+
 TEST(SettingsStoreLoad, OtherSchemaVersionsAreNeverTouched) {
     for (const int version : {0, 2}) {
         TemporaryFolder tmp;
