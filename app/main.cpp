@@ -1,8 +1,10 @@
 // The scrawlet executable: chooses the launch mode and runs its controller. Every configuration
 // error ends the process here, with its line and status, before any window exists.
 #include <QApplication>
+#include <cstdlib>
 #include <iostream>
 
+#include "app/platform/platform_services.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/launch_mode.h"
@@ -10,6 +12,19 @@
 namespace {
 
 using namespace scrawlet;
+
+// Qt ends the process with exit(1) from inside its event dispatcher when its X connection
+// breaks, before anything of ours runs; the run still owes its summary and the log's last word.
+shell::DrawAppDelegate* runningDelegate = nullptr;
+
+void finishWhenTheDisplayIsLost() {
+    if (runningDelegate && platform::displayConnectionLost()) {
+        std::cerr << "draw: the X server went away\n";
+        runningDelegate->finish("displayLost");
+        // The rest of the exit would tear down Qt on a dead connection.
+        std::_Exit(runningDelegate->exitStatus());
+    }
+}
 
 int fail(const shell::ConfigExit& exit) {
     std::cerr << exit.message << "\n";
@@ -31,7 +46,7 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
     }
     // Qt aborts when it cannot reach the display; say it ourselves first.
     const auto display = env.value("DISPLAY");
-    if (!display || display->empty()) {
+    if (!display || display->empty() || !platform::displayReachable(std::string(*display))) {
         return fail({"draw: no drawable screen", 2});
     }
     // XWayland too: the overlays, grabs and capture are X11 services.
@@ -46,7 +61,10 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
     if (const auto failure = delegate.launch()) {
         return fail(*failure);
     }
+    runningDelegate = &delegate;
+    std::atexit(finishWhenTheDisplayIsLost);
     application.exec();
+    runningDelegate = nullptr;
     return status;
 }
 

@@ -420,12 +420,13 @@ void DrawAppDelegate::finish(const std::string& reason) {
     if (!written) {
         std::cerr << "draw: summary write failed: " << written.error() << "\n";
         FrontmostLog::shared().finish(reason);
-        emit finished(3);
+        exitStatus_ = 3;
+        emit finished(exitStatus_);
         return;
     }
     std::cerr << "draw: wrote " << config_.summaryPath << "\n";
     FrontmostLog::shared().finish(reason);
-    emit finished(0);
+    emit finished(exitStatus_);
 }
 
 }  // namespace scrawlet::shell

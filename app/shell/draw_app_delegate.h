@@ -51,6 +51,8 @@ class DrawAppDelegate : public QObject {
     // Every finish request passes here: deferred while a capture is pending.
     void requestFinish(const std::string& reason);
     void finish(const std::string& reason);
+    // The process's exit status once finished: 0, or 3 when the summary could not be written.
+    int exitStatus() const { return exitStatus_; }
 
     void toggleInteractive();
     bool toggleAnnotation();
@@ -113,6 +115,7 @@ class DrawAppDelegate : public QObject {
 
     DrawConfig config_;
     bool finished_ = false;
+    int exitStatus_ = 0;
     double startedAt_ = 0;
     std::chrono::system_clock::time_point startedWallClock_;
     bool annotating_ = true;

@@ -84,6 +84,13 @@ TEST_F(ScrawletProcess, ConfigurationErrorsEndTheRunBeforeAnythingElse) {
     EXPECT_EQ(TemporaryFolder::read(badSettings), "[1,2]");
 }
 
+TEST_F(ScrawletProcess, AnUnreachableDisplayIsStatus2WithItsLine) {
+    // No X server listens on a display number this high.
+    const ProcessRun r = run({"DISPLAY=:65000"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_TRUE(r.standardError.ends_with("draw: no drawable screen\n")) << r.standardError;
+}
+
 // Each would hang or read without bound if opened as a plain file.
 TEST_F(ScrawletProcess, ASettingsPathThatIsNoSmallRegularFileIsStatus66AtOnce) {
     const auto fifo = tmp_.path() / "settings.fifo";
