@@ -1,6 +1,7 @@
 // The scrawlet executable: chooses the launch mode and runs its controller. Every configuration
 // error ends the process here, with its line and status, before any window exists.
 #include <QApplication>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 
@@ -8,6 +9,7 @@
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/launch_mode.h"
+#include "app/shell/signal_relay.h"
 
 namespace {
 
@@ -71,6 +73,15 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Until the relay's handlers are installed, a finishing signal would kill the process
+    // mid-start with nothing written; blocked, it waits and is delivered once they run. Threads
+    // started from here on inherit the mask, so the main thread is the one that gets them.
+    sigset_t runSignals;
+    sigemptyset(&runSignals);
+    for (const int signal : shell::SignalRelay::kRunSignals) {
+        sigaddset(&runSignals, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &runSignals, nullptr);
     const auto env = shell::Environment::fromProcess();
     const auto mode = shell::launchModeFromEnvironment(env);
     if (!mode) {

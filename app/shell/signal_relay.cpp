@@ -59,7 +59,7 @@ bool SignalRelay::install(int signal, std::function<void()> handler) {
     if (::sigaction(signal, &action, nullptr) != 0) {
         return false;
     }
-    // A blocked signal inherited from the parent would never arrive.
+    // Blocked since main began (or by the parent): one that came meanwhile arrives now.
     sigset_t unblock;
     sigemptyset(&unblock);
     sigaddset(&unblock, signal);

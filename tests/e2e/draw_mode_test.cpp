@@ -212,6 +212,15 @@ TEST_F(DrawMode, ScriptedActionsRunBeforeTheTimeLimitAndEndTheRun) {
     EXPECT_EQ(summaryDocument()["reason"], "scriptedActions");
 }
 
+TEST_F(DrawMode, ASignalThatArrivesDuringStartUpFinishesTheRunOnceItIsUp) {
+    auto run = start();
+    // Printed while the configuration is read, long before the handlers exist.
+    ASSERT_TRUE(run->waitForError("draw: wrote default settings to", 30s)) << run->standardError();
+    run->signal(SIGUSR2);
+    ASSERT_EQ(run->wait(30s), 0) << run->standardError();
+    EXPECT_EQ(summaryDocument()["reason"], "SIGUSR2");
+}
+
 TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {
     auto run =
         start({"SCRAWLET_DRAW_SUMMARY=/nonexistent/folder/draw.json", "SCRAWLET_DRAW_SECONDS=0.2"});
