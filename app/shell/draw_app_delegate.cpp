@@ -381,9 +381,16 @@ void DrawAppDelegate::flushSettings() {
     }
     const core::AnnotationSettings pending = std::move(*pendingSettings_);
     pendingSettings_.reset();
+    if (!config_.savesAnnotation) {
+        return;
+    }
     settings::SettingsStore::save(
         settings::SettingsStore::settingsFile(),
-        [&](core::Settings& document) { document.annotation = pending; }, "draw: ");
+        [&](core::Settings& document) {
+            document.annotation =
+                persistableAnnotation(pending, document.annotation, config_.annotationRunOnly);
+        },
+        "draw: ");
 }
 
 void DrawAppDelegate::requestFinish(const std::string& reason) {

@@ -98,7 +98,79 @@ std::optional<core::Colour> colourValue(const Environment& env, std::string_view
     return parsed ? std::optional(*parsed) : std::nullopt;
 }
 
+struct LoadedAnnotation {
+    core::AnnotationSettings settings;
+    RunOnlyAnnotation runOnly;
+};
+
+std::optional<std::size_t> indexInside(int index, std::size_t count) {
+    if (index < 0 || static_cast<std::size_t>(index) >= count) {
+        return std::nullopt;
+    }
+    return static_cast<std::size_t>(index);
+}
+
+std::expected<LoadedAnnotation, ConfigExit> loadAnnotation(const Environment& env) {
+    LoadedAnnotation result{core::AnnotationSettings::schemaDefaults(), {}};
+    core::AnnotationSettings& annotation = result.settings;
+    if (const auto path = settingsPath(env)) {
+        auto file = readSettingsFile(*path);
+        if (!file) {
+            return std::unexpected(
+                ConfigExit{"draw: cannot read settings at " + *path + ": " + file.error(), 66});
+        }
+        annotation = std::move(file->annotation);
+    } else {
+        const auto settingsFile = SettingsStore::settingsFile();
+        if (auto loaded = SettingsStore::load(settingsFile)) {
+            if (const auto line = SettingsStore::startupLine(loaded->outcome, settingsFile)) {
+                std::cerr << *line << "\n";
+            }
+            const bool usable =
+                std::holds_alternative<SettingsStore::Loaded>(loaded->outcome) ||
+                std::holds_alternative<SettingsStore::CreatedDefaults>(loaded->outcome) ||
+                std::holds_alternative<SettingsStore::DefaultsUnwritten>(loaded->outcome);
+            if (usable) {
+                annotation = std::move(loaded->settings.annotation);
+            }
+        }
+    }
+
+    if (const auto colour = colourValue(env, "SCRAWLET_DRAW_COLOUR")) {
+        if (const auto index =
+                indexInside(annotation.selectedPaletteIndex, annotation.palette.size())) {
+            annotation.palette[*index] = *colour;
+            result.runOnly.paletteIndex = index;
+        }
+    }
+    if (const auto width = env.number("SCRAWLET_DRAW_WIDTH"); width && *width > 0) {
+        auto& presets = annotation.strokeWidth.presetsPoints;
+        if (const auto index = indexInside(annotation.strokeWidth.selectedIndex, presets.size())) {
+            presets[*index] = *width;
+            result.runOnly.widthPresetIndex = index;
+        }
+    }
+    return result;
+}
+
 }  // namespace
+
+core::AnnotationSettings persistableAnnotation(const core::AnnotationSettings& current,
+                                               const core::AnnotationSettings& stored,
+                                               const RunOnlyAnnotation& runOnly) {
+    core::AnnotationSettings result = current;
+    if (const auto i = runOnly.paletteIndex;
+        i && *i < result.palette.size() && *i < stored.palette.size()) {
+        result.palette[*i] = stored.palette[*i];
+    }
+    auto& presets = result.strokeWidth.presetsPoints;
+    const auto& storedPresets = stored.strokeWidth.presetsPoints;
+    if (const auto i = runOnly.widthPresetIndex;
+        i && *i < presets.size() && *i < storedPresets.size()) {
+        presets[*i] = storedPresets[*i];
+    }
+    return result;
+}
 
 std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environment& env) {
     DrawConfig c;
@@ -146,11 +218,13 @@ std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environm
     c.limits.textCapacity = *texts;
     c.startsIgnoringMouseEvents = env.notZero("SCRAWLET_DRAW_CLICKTHROUGH", false);
 
-    auto annotationSettings = annotationFrom(env);
+    auto annotationSettings = loadAnnotation(env);
     if (!annotationSettings) {
         return std::unexpected(annotationSettings.error());
     }
-    c.annotation = std::move(*annotationSettings);
+    c.annotation = std::move(annotationSettings->settings);
+    c.annotationRunOnly = annotationSettings->runOnly;
+    c.savesAnnotation = !settingsPath(env);
     c.shortcutOverrides = shortcutOverridesFrom(env);
     c.an16Trials = env.integer("SCRAWLET_DRAW_AN16");
     c.controlPanel = env.notZero("SCRAWLET_DRAW_PANEL", true);
@@ -223,44 +297,11 @@ std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environm
 
 std::expected<core::AnnotationSettings, ConfigExit> DrawConfig::annotationFrom(
     const Environment& env) {
-    core::AnnotationSettings result = core::AnnotationSettings::schemaDefaults();
-    if (const auto path = settingsPath(env)) {
-        auto file = readSettingsFile(*path);
-        if (!file) {
-            return std::unexpected(
-                ConfigExit{"draw: cannot read settings at " + *path + ": " + file.error(), 66});
-        }
-        result = std::move(file->annotation);
-    } else {
-        const auto settingsFile = SettingsStore::settingsFile();
-        if (auto loaded = SettingsStore::load(settingsFile)) {
-            if (const auto line = SettingsStore::startupLine(loaded->outcome, settingsFile)) {
-                std::cerr << *line << "\n";
-            }
-            const bool usable =
-                std::holds_alternative<SettingsStore::Loaded>(loaded->outcome) ||
-                std::holds_alternative<SettingsStore::CreatedDefaults>(loaded->outcome) ||
-                std::holds_alternative<SettingsStore::DefaultsUnwritten>(loaded->outcome);
-            if (usable) {
-                result = std::move(loaded->settings.annotation);
-            }
-        }
+    auto loaded = loadAnnotation(env);
+    if (!loaded) {
+        return std::unexpected(loaded.error());
     }
-
-    if (const auto colour = colourValue(env, "SCRAWLET_DRAW_COLOUR")) {
-        const auto index = static_cast<std::size_t>(result.selectedPaletteIndex);
-        if (result.selectedPaletteIndex >= 0 && index < result.palette.size()) {
-            result.palette[index] = *colour;
-        }
-    }
-    if (const auto width = env.number("SCRAWLET_DRAW_WIDTH"); width && *width > 0) {
-        auto& presets = result.strokeWidth.presetsPoints;
-        const auto index = static_cast<std::size_t>(result.strokeWidth.selectedIndex);
-        if (result.strokeWidth.selectedIndex >= 0 && index < presets.size()) {
-            presets[index] = *width;
-        }
-    }
-    return result;
+    return std::move(loaded->settings);
 }
 
 std::map<std::string, std::string> DrawConfig::shortcutOverridesFrom(const Environment& env) {

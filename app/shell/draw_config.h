@@ -42,6 +42,20 @@ struct GlobalPoint {
     bool operator==(const GlobalPoint&) const = default;
 };
 
+// The entries of the annotation settings that SCRAWLET_DRAW_COLOUR and SCRAWLET_DRAW_WIDTH
+// replaced for this run only; they are never saved.
+struct RunOnlyAnnotation {
+    std::optional<std::size_t> paletteIndex;
+    std::optional<std::size_t> widthPresetIndex;
+    bool operator==(const RunOnlyAnnotation&) const = default;
+};
+
+// The section to save when the run's annotation settings are `current`: the run-only entries
+// keep what the saved document `stored` has there.
+core::AnnotationSettings persistableAnnotation(const core::AnnotationSettings& current,
+                                               const core::AnnotationSettings& stored,
+                                               const RunOnlyAnnotation& runOnly);
+
 struct DrawConfig {
     enum class Transport { live, direct, cgEventPost };
 
@@ -56,6 +70,10 @@ struct DrawConfig {
     SceneLimits limits;
     bool startsIgnoringMouseEvents = false;
     core::AnnotationSettings annotation = core::AnnotationSettings::schemaDefaults();
+    RunOnlyAnnotation annotationRunOnly;
+    // False when the settings came from SCRAWLET_DRAW_SETTINGS: that file belongs to the run
+    // and the user's own is not touched either, so changes last until the run ends.
+    bool savesAnnotation = true;
     std::map<std::string, std::string> shortcutOverrides;
     std::optional<std::int64_t> an16Trials;
     bool controlPanel = true;

@@ -9,6 +9,7 @@
 
 #include "app/ink/control_panel_layout.h"
 #include "app/shell/run_summary.h"
+#include "core/settings.h"
 #include "tests/e2e/draw_run.h"
 
 namespace {
@@ -219,6 +220,27 @@ TEST_F(DrawMode, ASignalThatArrivesDuringStartUpFinishesTheRunOnceItIsUp) {
     run->signal(SIGUSR2);
     ASSERT_EQ(run->wait(30s), 0) << run->standardError();
     EXPECT_EQ(summaryDocument()["reason"], "SIGUSR2");
+}
+
+TEST_F(DrawMode, RunOnlyColourAndWidthAndRunOnlySettingsFilesAreNeverSaved) {
+    // The fixture sets SCRAWLET_DRAW_COLOUR and SCRAWLET_DRAW_WIDTH; the action saves settings.
+    const std::vector<std::string> saving = {"SCRAWLET_DRAW_ACTIONS=annotation.cycleAutoErase",
+                                             "SCRAWLET_DRAW_SECONDS=1"};
+    auto run = start(saving);
+    ASSERT_EQ(run->wait(30s), 0) << run->standardError();
+    const auto userFile = tmp.path() / "scrawlet" / "settings.json";
+    const auto saved = nlohmann::json::parse(TemporaryFolder::read(userFile));
+    EXPECT_EQ(saved["annotation"]["autoErase"]["mode"], "oneSecond") << "the change is saved";
+    EXPECT_EQ(saved["annotation"]["palette"][0], "#ff3b30");
+    EXPECT_EQ(saved["annotation"]["strokeWidth"]["presetsPoints"][1], 4);
+
+    std::filesystem::remove(userFile);
+    const std::string document(scrawlet::core::Settings::defaultDocument);
+    const auto runFile = tmp.write("run-settings.json", document);
+    auto withOwnFile = start({"SCRAWLET_DRAW_SETTINGS=" + runFile.string(), saving[0], saving[1]});
+    ASSERT_EQ(withOwnFile->wait(30s), 0) << withOwnFile->standardError();
+    EXPECT_FALSE(std::filesystem::exists(userFile));
+    EXPECT_EQ(TemporaryFolder::read(runFile), document);
 }
 
 TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {
