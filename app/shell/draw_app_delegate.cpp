@@ -24,14 +24,23 @@ namespace {
 
 using core::ActionID;
 
-constexpr double kFinishRecheckSeconds = 0.05;
 constexpr std::uint64_t kCanJoinAllSpaces = 1;
 
 }  // namespace
 
 DrawAppDelegate::DrawAppDelegate(DrawConfig config)
-    : config_(std::move(config)), ignoresMouse_(config_.startsIgnoringMouseEvents) {
+    : config_(std::move(config)),
+      ignoresMouse_(config_.startsIgnoringMouseEvents),
+      finishDeferral_(
+          [this] {
+              return std::any_of(surfaces_.begin(), surfaces_.end(), [](const Surface& s) {
+                  return s.view->isSelectingCaptureRegion();
+              });
+          },
+          [this](const std::string& reason) { finish(reason); }) {
     timeLimit_.setSingleShot(true);
+    // A coarse timer may fire up to 5 % early: a 5 s run would end at 4.75 s.
+    timeLimit_.setTimerType(Qt::PreciseTimer);
     connect(&timeLimit_, &QTimer::timeout, this, [this] { requestFinish("timeout"); });
 }
 
@@ -394,15 +403,7 @@ void DrawAppDelegate::flushSettings() {
 }
 
 void DrawAppDelegate::requestFinish(const std::string& reason) {
-    const bool capturePending =
-        std::any_of(surfaces_.begin(), surfaces_.end(),
-                    [](const Surface& s) { return s.view->isSelectingCaptureRegion(); });
-    if (capturePending) {
-        QTimer::singleShot(static_cast<int>(kFinishRecheckSeconds * 1000), this,
-                           [this, reason] { requestFinish(reason); });
-        return;
-    }
-    finish(reason);
+    finishDeferral_.request(reason);
 }
 
 void DrawAppDelegate::finish(const std::string& reason) {

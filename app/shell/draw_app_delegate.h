@@ -25,6 +25,7 @@
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
 #include "app/shell/draw_config.h"
+#include "app/shell/finish_deferral.h"
 #include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
 #include "app/shell/synthetic_drag_driver.h"
@@ -137,6 +138,7 @@ class DrawAppDelegate : public QObject {
     std::set<std::string> offeredGrants_;
     bool reconcileScheduled_ = false;
     QTimer timeLimit_;
+    FinishDeferral finishDeferral_;
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
     // The origin store outlives the panels that borrow it.

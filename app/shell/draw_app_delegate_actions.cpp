@@ -242,7 +242,7 @@ void DrawAppDelegate::scheduleScriptedActions() {
         return;
     }
     const double delay = std::max(config_.maxDurationSeconds - 0.5, 0.2);
-    QTimer::singleShot(static_cast<int>(delay * 1000), this, [this] {
+    QTimer::singleShot(static_cast<int>(delay * 1000), Qt::PreciseTimer, this, [this] {
         if (driver_) {
             driver_->stop();
         }

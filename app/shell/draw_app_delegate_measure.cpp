@@ -85,7 +85,7 @@ void DrawAppDelegate::measureToggleRoundTrip(std::int64_t trials) {
         if (trip.clicksLeft <= 0) {
             trip.clicks.stop();
             // The last click had its chance to arrive.
-            QTimer::singleShot(100, this, [this] {
+            QTimer::singleShot(100, Qt::PreciseTimer, this, [this] {
                 if (roundTrip_->trialRunning) {
                     endRoundTripTrial(std::nullopt);
                 }
@@ -99,7 +99,7 @@ void DrawAppDelegate::measureToggleRoundTrip(std::int64_t trials) {
             (void)input_->setButton(Qt::MiddleButton, false);
         }
     });
-    QTimer::singleShot(250, this, [this] { runRoundTripTrial(); });
+    QTimer::singleShot(250, Qt::PreciseTimer, this, [this] { runRoundTripTrial(); });
 }
 
 void DrawAppDelegate::runRoundTripTrial() {
@@ -134,7 +134,7 @@ void DrawAppDelegate::endRoundTripTrial(std::optional<double> milliseconds) {
         std::cerr << "draw: AN-16 trial " << done << " saw no click at all\n";
     }
     if (done < trip.trials) {
-        QTimer::singleShot(250, this, [this] { runRoundTripTrial(); });
+        QTimer::singleShot(250, Qt::PreciseTimer, this, [this] { runRoundTripTrial(); });
         return;
     }
     const An16Report report = an16Report(trip.milliseconds, trip.trials, trip.lost);
