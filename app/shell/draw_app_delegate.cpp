@@ -390,7 +390,7 @@ void DrawAppDelegate::flushSettings() {
     }
     const core::AnnotationSettings pending = std::move(*pendingSettings_);
     pendingSettings_.reset();
-    if (!config_.savesAnnotation) {
+    if (config_.runSettingsFile) {
         return;
     }
     settings::SettingsStore::save(

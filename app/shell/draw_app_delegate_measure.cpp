@@ -214,7 +214,7 @@ void DrawAppDelegate::printBanner() const {
 }
 
 std::string DrawAppDelegate::summaryText(const std::string& reason, double durationSeconds) const {
-    RunSummaryInput input = RunSummaryInput::fromConfig(config_);
+    RunSummaryInput input = RunSummaryInput::fromConfig(config_, config_.currentSettings());
     input.reason = reason;
     input.durationSeconds = durationSeconds;
 #ifdef NDEBUG

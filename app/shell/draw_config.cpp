@@ -232,7 +232,7 @@ std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environm
     }
     c.annotation = std::move(annotationSettings->settings);
     c.annotationRunOnly = annotationSettings->runOnly;
-    c.savesAnnotation = !settingsPath(env);
+    c.runSettingsFile = settingsPath(env);
     c.shortcutOverrides = shortcutOverridesFrom(env);
     c.an16Trials = env.integer("SCRAWLET_DRAW_AN16");
     c.controlPanel = env.notZero("SCRAWLET_DRAW_PANEL", true);
@@ -389,6 +389,17 @@ std::vector<std::string> DrawConfig::behaviorTokenList(std::string_view text) {
         }
     }
     return tokens;
+}
+
+core::Settings DrawConfig::currentSettings() const {
+    if (runSettingsFile) {
+        if (auto file = readSettingsFile(*runSettingsFile)) {
+            return std::move(*file);
+        }
+    } else if (auto loaded = SettingsStore::load(SettingsStore::settingsFile())) {
+        return std::move(loaded->settings);
+    }
+    return core::Settings::builtInDefaults();
 }
 
 std::int64_t windowLevel(std::string_view token) {

@@ -71,9 +71,9 @@ struct DrawConfig {
     bool startsIgnoringMouseEvents = false;
     core::AnnotationSettings annotation = core::AnnotationSettings::schemaDefaults();
     RunOnlyAnnotation annotationRunOnly;
-    // False when the settings came from SCRAWLET_DRAW_SETTINGS: that file belongs to the run
-    // and the user's own is not touched either, so changes last until the run ends.
-    bool savesAnnotation = true;
+    // SCRAWLET_DRAW_SETTINGS when set: that file belongs to the run and is only read, and the
+    // user's own is not touched either, so changes last until the run ends.
+    std::optional<std::string> runSettingsFile;
     std::map<std::string, std::string> shortcutOverrides;
     std::optional<std::int64_t> an16Trials;
     bool controlPanel = true;
@@ -136,6 +136,10 @@ struct DrawConfig {
     static std::expected<std::vector<core::ActionID>, ConfigExit> scriptedActionsFrom(
         const Environment& env);
     static std::vector<std::string> behaviorTokenList(std::string_view text);
+
+    // The settings document as it is now: the run's own file, else the store's (which may
+    // repair it, as every store reader does); the built-in defaults when neither gives one.
+    core::Settings currentSettings() const;
 };
 
 // Window level of a level token; unknown tokens and the empty one mean 1000.

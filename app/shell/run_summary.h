@@ -159,9 +159,11 @@ struct RunSummaryInput {
     std::string osVersion;  // see currentOsVersion()
     std::string startedAt;  // see startedAtText()
 
-    // An input carrying what the configuration alone decides (transport, synthetic rate,
-    // capacities, stroke width, scripted actions, allocation self-test); the rest stays default.
-    static RunSummaryInput fromConfig(const DrawConfig& config);
+    // An input carrying what the configuration decides (transport, synthetic rate, capacities,
+    // stroke width, scripted actions, allocation self-test) and, until each aid reports its
+    // own, the aids' and windows' values from the current settings with the configuration's
+    // overrides on top; counters and activity stay zero.
+    static RunSummaryInput fromConfig(const DrawConfig& config, const core::Settings& settings);
 };
 
 // The summary object on one line, without a line feed.

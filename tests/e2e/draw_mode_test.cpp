@@ -244,6 +244,29 @@ TEST_F(DrawMode, RunOnlyColourAndWidthAndRunOnlySettingsFilesAreNeverSaved) {
     EXPECT_EQ(TemporaryFolder::read(runFile), document);
 }
 
+TEST_F(DrawMode, TheSummaryTakesTheAidsValuesFromTheSettingsUntilTheAidsExist) {
+    auto settings = nlohmann::json::parse(scrawlet::core::Settings::defaultDocument);
+    settings["zoom"]["level"] = 3;
+    settings["cursorHighlight"]["colour"] = "#445566";
+    settings["keystrokeDisplay"]["fade"]["mode"] = "fiveSeconds";
+    settings["capture"]["historyCount"] = 7;
+    settings["whiteboard"]["boardColour"] = "#112233";
+    settings["system"]["onboardingCompleted"] = true;
+    const auto file = tmp.write("run-settings.json", settings.dump());
+    auto run = start({"SCRAWLET_DRAW_SETTINGS=" + file.string(), "SCRAWLET_DRAW_SECONDS=0.5",
+                      "SCRAWLET_DRAW_SPOTLIGHT_SIZE=250"});
+    ASSERT_EQ(run->wait(30s), 0) << run->standardError();
+    const auto document = summaryDocument();
+    EXPECT_EQ(document["lensLevel"], 3.0);
+    EXPECT_EQ(document["fullScreenZoomLevel"], 3.0);
+    EXPECT_EQ(document["spotlightSizePoints"], 250.0) << "the run's override comes first";
+    EXPECT_EQ(document["cursorHighlightColour"], "#445566");
+    EXPECT_EQ(document["keystrokeDisplayFadeMode"], "fiveSeconds");
+    EXPECT_EQ(document["captureHistoryCount"], 7);
+    EXPECT_EQ(document["whiteboardBoardColour"], "#112233");
+    EXPECT_EQ(document["onboardingCompleted"], true);
+}
+
 TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {
     auto run =
         start({"SCRAWLET_DRAW_SUMMARY=/nonexistent/folder/draw.json", "SCRAWLET_DRAW_SECONDS=0.2"});
