@@ -48,13 +48,9 @@ void HotkeyCentre::registerAction(const core::Action& action) {
     if (!id) {
         return;
     }
-    // Emptied by the user on purpose: no shortcut, and nothing to report.
-    if (const auto override = overrides_.find(action.id);
-        override != overrides_.end() && override->second.empty()) {
-        return;
-    }
     const auto text = core::ActionCatalog::effectiveBinding(action, kPlatform, overrides_);
     const auto chord = text ? core::Chord::parse(*text) : std::nullopt;
+    // An override emptied on purpose lands here too: no shortcut, and the log says so.
     if (!chord) {
         shell::FrontmostLog::shared().record(
             "hotkeyUnparseable", std::nullopt,

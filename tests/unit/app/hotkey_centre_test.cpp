@@ -140,11 +140,13 @@ TEST_F(HotkeyCentreTest, ScopeChangesRegisterAgainWithNewNumbersAndSameScopesDoN
     EXPECT_EQ(centre->nextID(), grabs.held.rbegin()->first + 1);
 }
 
-TEST_F(HotkeyCentreTest, EmptyOverrideUnbindsSilentlyAndBadTextIsReportedWithTheDefault) {
+TEST_F(HotkeyCentreTest, EmptyOrBadOverridesUnbindAndAreRecordedWithTheDefault) {
     auto centre = make({{"overlay.toggleAnnotation", ""}, {"edit.undo", "ctrl+"}});
     centre->setLiveScopes({ActionScope::annotating});
     EXPECT_EQ(texts(centre->registered()), std::vector<std::string>{"p"});
-    EXPECT_EQ(records(), std::vector<std::string>{"hotkeyUnparseable edit.undo binding=ctrl+z"});
+    EXPECT_EQ(records(), (std::vector<std::string>{"hotkeyUnparseable overlay.toggleAnnotation "
+                                                   "binding=ctrl+alt+p",
+                                                   "hotkeyUnparseable edit.undo binding=ctrl+z"}));
 }
 
 TEST_F(HotkeyCentreTest, RefusedChordsBecomeConflictsAndOnlyRefusalsAreLogged) {
