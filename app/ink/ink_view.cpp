@@ -13,7 +13,8 @@
 #include "app/ink/overlay_compositor.h"
 #include "app/ink/overlay_layout.h"
 #include "app/ink/stroke_renderer.h"
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
+#include "app/platform/monotonic_clock.h"
 
 namespace scrawlet::ink {
 namespace {
@@ -142,7 +143,7 @@ bool InkView::initialiseGraphics() {
 }
 
 double InkView::now() const {
-    return shell::monotonicSeconds();
+    return platform::monotonicSeconds();
 }
 
 core::ContentPoint InkView::contentPoint(const QPointF& position) const {
@@ -606,11 +607,11 @@ void InkView::applyCursor() {
     }
     appliedCursor_ = shape;
     setCursor(shape);
-    shell::FrontmostLog::shared().record(
-        "cursorChanged", std::nullopt,
-        std::string("cursor=") + name + " tool=" + std::string(core::rawValue(canvas_.tool())) +
-            " enabled=" + (cursorEnabled_ ? "true" : "false") +
-            " inside=" + (pointerInside_ ? "true" : "false"));
+    log::FrontmostLog::shared().record("cursorChanged", std::nullopt,
+                                       std::string("cursor=") + name +
+                                           " tool=" + std::string(core::rawValue(canvas_.tool())) +
+                                           " enabled=" + (cursorEnabled_ ? "true" : "false") +
+                                           " inside=" + (pointerInside_ ? "true" : "false"));
 }
 
 }  // namespace scrawlet::ink

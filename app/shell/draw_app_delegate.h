@@ -20,13 +20,13 @@
 #include "app/ink/control_panel.h"
 #include "app/ink/ink_view.h"
 #include "app/ink/tool_controller.h"
+#include "app/log/frontmost_log.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/finish_deferral.h"
-#include "app/shell/frontmost_log.h"
 #include "app/shell/signal_relay.h"
 #include "app/shell/synthetic_drag_driver.h"
 #include "app/shortcuts/hotkey_centre.h"
@@ -111,7 +111,7 @@ class DrawAppDelegate : public QObject {
     void flushSettings();
     void printBanner() const;
     void applyInputTransparency(bool ignoresMouse);
-    std::optional<PanelState> panelState(const Surface& surface) const;
+    std::optional<log::PanelState> panelState(const Surface& surface) const;
     std::string summaryText(const std::string& reason, double durationSeconds) const;
 
     DrawConfig config_;

@@ -2,7 +2,7 @@
 
 #include <cassert>
 
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
 
 namespace scrawlet::shortcuts {
 
@@ -52,7 +52,7 @@ void HotkeyCentre::registerAction(const core::Action& action) {
     const auto chord = text ? core::Chord::parse(*text) : std::nullopt;
     // An override emptied on purpose lands here too: no shortcut, and the log says so.
     if (!chord) {
-        shell::FrontmostLog::shared().record(
+        log::FrontmostLog::shared().record(
             "hotkeyUnparseable", std::nullopt,
             action.id + " binding=" + action.defaultBinding[kPlatform]);
         return;
@@ -75,10 +75,10 @@ void HotkeyCentre::registerChord(ActionID id, const core::Chord& chord, std::str
         return;
     }
     if (grabbed.error().kind == platform::GrabFailure::Kind::refused) {
-        shell::FrontmostLog::shared().record(
-            "hotkeyConflict", std::nullopt,
-            std::string(core::rawValue(id)) + " chord=" + registration.text +
-                " status=" + std::to_string(grabbed.error().status));
+        log::FrontmostLog::shared().record("hotkeyConflict", std::nullopt,
+                                           std::string(core::rawValue(id)) +
+                                               " chord=" + registration.text +
+                                               " status=" + std::to_string(grabbed.error().status));
     }
     conflicts_.push_back(std::move(registration));
 }

@@ -203,6 +203,57 @@ TEST_F(DrawMode, AWorkspaceSwitchIsRecordedForEverySurface) {
     finishWith(*run, SIGTERM);
 }
 
+TEST_F(DrawMode, RecordsNameTheActiveWindowAndFollowItsChanges) {
+    auto run = startAndAwaitBanner();
+    // What a window manager and an application do: name a window, then make it active.
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    const auto atom = [c](std::string_view name) {
+        auto* reply = xcb_intern_atom_reply(
+            c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+            nullptr);
+        const xcb_atom_t value = reply->atom;
+        std::free(reply);
+        return value;
+    };
+    const xcb_window_t window = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, root, 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    const auto name = [&](std::string_view text) {
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_NAME"),
+                            atom("UTF8_STRING"), 8, static_cast<std::uint32_t>(text.size()),
+                            text.data());
+        xcb_flush(c);
+    };
+    const char wmClass[] = "probe\0ProbeClass";
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        sizeof wmClass, wmClass);
+    name("Notes");
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, root, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW,
+                        32, 1, &window);
+    xcb_flush(c);
+
+    // The X event and the signal travel separately: toggle until a record shows the change.
+    const auto awaitFrontmostName = [&](const std::string& wanted) {
+        return QTest::qWaitFor(
+            [&] {
+                run->signal(SIGUSR1);
+                QTest::qWait(100);
+                const auto toggles = events("modeToggle");
+                return !toggles.empty() && toggles.back()["frontmostName"] == wanted;
+            },
+            10000);
+    };
+    ASSERT_TRUE(awaitFrontmostName("Notes")) << nlohmann::json(events("modeToggle")).dump();
+    EXPECT_EQ(events("modeToggle").back()["frontmostBundleID"], "ProbeClass");
+    EXPECT_EQ(events("modeToggle").back()["isOurs"], false);
+    name("Notes — edited");
+    EXPECT_TRUE(awaitFrontmostName("Notes — edited"))
+        << nlohmann::json(events("modeToggle")).dump();
+    xcb_disconnect(c);
+    finishWith(*run, SIGTERM);
+}
+
 TEST_F(DrawMode, ScriptedActionsRunBeforeTheTimeLimitAndEndTheRun) {
     auto run = start({"SCRAWLET_DRAW_ACTIONS=tool.arrow,edit.clearAll", "SCRAWLET_DRAW_SECONDS=1"});
     ASSERT_EQ(run->wait(30s), 0) << run->standardError();

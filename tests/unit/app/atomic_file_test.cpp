@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
 #include "tests/unit/app/temporary_folder.h"
 
 namespace scrawlet::platform {
@@ -98,7 +98,7 @@ TEST(AtomicFile, AnythingButOurOwnRegularFileIsLeftAloneWithTheReason) {
 
 TEST(AtomicFile, TheEventLogStartsOnlyInAFileOfItsOwn) {
     TemporaryFolder tmp;
-    shell::FrontmostLog log;
+    log::FrontmostLog log;
     for (const Planted& p : plantHostileFiles(tmp)) {
         const auto started = log.start(p.path);
         ASSERT_FALSE(started) << p.path;
