@@ -2,6 +2,7 @@
 // drawing, click-through, display changes, the control panel, signals and the orderly finish
 // with its summary and event log. The test process injects real input through XTest and reads
 // what the compositor put on the screen.
+#include <sys/stat.h>
 #include <xcb/xcb.h>
 
 #include <QRasterWindow>
@@ -316,6 +317,32 @@ TEST_F(DrawMode, TheSummaryTakesTheAidsValuesFromTheSettingsUntilTheAidsExist) {
     EXPECT_EQ(document["captureHistoryCount"], 7);
     EXPECT_EQ(document["whiteboardBoardColour"], "#112233");
     EXPECT_EQ(document["onboardingCompleted"], true);
+}
+
+// What another user can leave at the default paths in /tmp before a run.
+TEST_F(DrawMode, HostileFilesAtTheTracePathsAreLeftAloneAndSaidSo) {
+    ASSERT_EQ(::mkfifo(log().c_str(), 0666), 0);
+    auto run = start({"SCRAWLET_DRAW_SECONDS=0.5"});
+    ASSERT_EQ(run->wait(30s), 0) << "a FIFO at the log path must not hang the start";
+    EXPECT_NE(run->standardError().find("draw: running without the event log: will not replace " +
+                                        log().string() + ": it is not a regular file\n"),
+              std::string::npos)
+        << run->standardError();
+    EXPECT_EQ(summaryDocument()["reason"], "timeout");
+    EXPECT_EQ(std::filesystem::status(log()).type(), std::filesystem::file_type::fifo);
+    std::filesystem::remove(log());
+
+    const auto victim = tmp.write("victim.json", "keep");
+    std::filesystem::remove(summary());
+    std::filesystem::create_symlink(victim, summary());
+    auto linked = start({"SCRAWLET_DRAW_SECONDS=0.5"});
+    ASSERT_EQ(linked->wait(30s), 3) << linked->standardError();
+    EXPECT_NE(linked->standardError().find("draw: summary write failed: will not replace " +
+                                           summary().string() + ": it is a symbolic link\n"),
+              std::string::npos)
+        << linked->standardError();
+    EXPECT_TRUE(std::filesystem::is_symlink(summary()));
+    EXPECT_EQ(TemporaryFolder::read(victim), "keep");
 }
 
 TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {
