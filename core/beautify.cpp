@@ -113,29 +113,40 @@ std::optional<BeautifiedShape> rectangleTest(std::span<const ContentPoint> point
 
 }  // namespace
 
-std::vector<ContentPoint> BeautifiedShape::path(int circleSegments) const {
+int BeautifiedShape::path(int circleSegments, std::span<ContentPoint> out) const {
+    const auto put = [&](std::initializer_list<ContentPoint> points) {
+        const std::size_t n = std::min(points.size(), out.size());
+        std::copy_n(points.begin(), n, out.begin());
+        return static_cast<int>(n);
+    };
     if (const auto* line = std::get_if<Line>(&figure)) {
-        return {line->from, line->to};
+        return put({line->from, line->to});
     }
     if (const auto* rectangle = std::get_if<Rectangle>(&figure)) {
         const ContentRect& r = rectangle->rect;
-        return {{r.x, r.y},
-                {r.x + r.width, r.y},
-                {r.x + r.width, r.y + r.height},
-                {r.x, r.y + r.height},
-                {r.x, r.y}};
+        return put({{r.x, r.y},
+                    {r.x + r.width, r.y},
+                    {r.x + r.width, r.y + r.height},
+                    {r.x, r.y + r.height},
+                    {r.x, r.y}});
     }
     const Circle& circle = std::get<Circle>(figure);
-    const int segments = circleSegments >= 9 ? circleSegments : 8;
-    std::vector<ContentPoint> points;
-    points.reserve(static_cast<std::size_t>(segments) + 1);
+    int segments = circleSegments >= 9 ? circleSegments : 8;
+    segments = std::min(segments, static_cast<int>(out.size()) - 1);
+    if (segments < 2) return 0;
     for (int i = 0; i < segments; ++i) {
         const double t = 2 * std::numbers::pi * i / segments;
-        points.push_back({circle.centre.x + circle.radius * std::cos(t),
-                          circle.centre.y + circle.radius * std::sin(t)});
+        out[static_cast<std::size_t>(i)] = {circle.centre.x + circle.radius * std::cos(t),
+                                            circle.centre.y + circle.radius * std::sin(t)};
     }
     // Copied so the figure closes exactly; sin(2π) is not 0.
-    points.push_back(points.front());
+    out[static_cast<std::size_t>(segments)] = out[0];
+    return segments + 1;
+}
+
+std::vector<ContentPoint> BeautifiedShape::path(int circleSegments) const {
+    std::vector<ContentPoint> points(static_cast<std::size_t>(std::max(circleSegments, 8)) + 1);
+    points.resize(static_cast<std::size_t>(path(circleSegments, points)));
     return points;
 }
 

@@ -43,6 +43,9 @@ struct BeautifiedShape {
     // Line 2 points; rectangle 5, closed; circle max(circleSegments, 8) segments, closed, so
     // one point more than segments with the last a copy of the first.
     std::vector<ContentPoint> path(int circleSegments) const;
+    // The same path written into `out`, without allocating; returns how many points it holds
+    // (a circle gets fewer segments when `out` is short).
+    int path(int circleSegments, std::span<ContentPoint> out) const;
 
     bool operator==(const BeautifiedShape&) const = default;
 };

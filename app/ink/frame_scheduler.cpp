@@ -1,5 +1,6 @@
 #include "app/ink/frame_scheduler.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace scrawlet::ink {
@@ -21,6 +22,11 @@ void FrameScheduler::requestFrame() {
         running_ = true;
         idleTicksSincePresent_ = 0;
     }
+}
+
+void FrameScheduler::suspend() {
+    running_ = false;
+    hasPendingInput_ = false;
 }
 
 FrameScheduler::TickOutcome FrameScheduler::tick(double now, bool fading) {
@@ -46,14 +52,14 @@ void FrameScheduler::frameFinished(double now, bool presented) {
     } else {
         ++deferredFrameCount_;
         hasPendingInput_ = true;
+        lastDeferredTime_ = now;
     }
 }
 
 double FrameScheduler::nextTickTime() const {
-    // An owed frame never waits for the tick cadence, only for the display: when the last
-    // frame is older than one interval, this time has passed and the host draws at once.
+    // A frame that could not be drawn is retried at the display's pace, not in a spin.
     if (hasPendingInput_) {
-        return lastFrameTime_ + refreshInterval_;
+        return std::max(lastFrameTime_, lastDeferredTime_ + refreshInterval_);
     }
     return lastTickTime_ + refreshInterval_;
 }

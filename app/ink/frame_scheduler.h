@@ -1,11 +1,12 @@
 // When the ink view draws: the frame clock of one display, without any timer of its own.
 //
-// Frames are paced to the display's refresh interval and only drawn while something is owed:
-// input and edits owe a frame, and so does ink that is still fading. After 30 idle ticks the
-// clock pauses, so an idle overlay costs nothing; the next request resumes it. Input that
-// arrives when the last frame is older than one refresh interval is drawn at once rather than
-// on the next tick, which is what keeps ink under the pen. The host runs a timer to
-// `nextTickTime()` while `isRunning()`. Main thread only.
+// Frames are only drawn while something is owed: input and edits owe a frame, and so does ink
+// that is still fading. An owed frame is due at once, since a frame shows only what changed and
+// the host draws after the queued input is handled, so no input waits for the display; ticks
+// that only animate (fading) come once a refresh interval. After 30 idle ticks the clock
+// pauses, so an idle overlay costs nothing; the next request resumes it. A host that cannot draw
+// (its window is not exposed) suspends the clock: it owes nothing until it can draw again. The
+// host runs a timer to `nextTickTime()` while `isRunning()`. Main thread only.
 #pragma once
 
 #include <cstdint>
@@ -23,6 +24,8 @@ class FrameScheduler {
 
     // Something must be drawn. Resumes a paused clock.
     void requestFrame();
+    // Stops the clock; what was owed is drawn when `requestFrame` comes again.
+    void suspend();
 
     enum class TickOutcome { draw, idle, paused };
     // One tick of the clock at `now`; `fading` says whether ink is still fading out.
@@ -47,6 +50,7 @@ class FrameScheduler {
     int idleTicksSincePresent_ = 0;
     double lastTickTime_ = -1e300;
     double lastFrameTime_ = -1e300;
+    double lastDeferredTime_ = -1e300;
     std::uint64_t tickCount_ = 0;
     std::uint64_t idleTickCount_ = 0;
     std::uint64_t frameCount_ = 0;

@@ -161,12 +161,13 @@ bool InkCanvas::beautifyLastStroke() {
     if (!shape) {
         return false;
     }
-    const auto path = shape->path(64);
-    if (path.size() < 2 || !scene_.begin(path[0], span.style, span.birth)) {
+    // Into the shape scratch, so the stroke path allocates nothing.
+    const int n = shape->path(kBeautifiedCircleSegments, commitPoints_);
+    if (n < 2 || !scene_.begin(commitPoints_[0], span.style, span.birth)) {
         return false;
     }
-    for (std::size_t i = 1; i < path.size(); ++i) {
-        scene_.extend(path[i]);
+    for (int i = 1; i < n; ++i) {
+        scene_.extend(commitPoints_[static_cast<std::size_t>(i)]);
     }
     scene_.end();
     scene_.supersede(old, scene_.spanCount() - 1);
@@ -479,8 +480,8 @@ void InkCanvas::clearSelection() {
     }
 }
 
+// Edits leave a shape being dragged alone: it is still under the pointer and commits on release.
 void InkCanvas::requestFrame() {
-    liveShape_.reset();
     notify(&Listener::frameRequested);
 }
 

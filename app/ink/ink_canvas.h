@@ -47,6 +47,7 @@ class InkCanvas {
   public:
     static constexpr double kSelectionSlop = 6.0;
     static constexpr int kHistoryCapacity = 512;
+    static constexpr int kBeautifiedCircleSegments = 64;
 
     class Listener {
       public:

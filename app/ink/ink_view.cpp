@@ -1,18 +1,16 @@
 #include "app/ink/ink_view.h"
 
+#include <QBackingStore>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
-#include <QOpenGLContext>
 #include <QPainter>
-#include <QPainterPath>
-#include <QPalette>
 #include <QScreen>
 #include <cmath>
 
-#include "app/ink/overlay_compositor.h"
-#include "app/ink/overlay_layout.h"
-#include "app/ink/stroke_renderer.h"
+#include "app/ink/gl_ink_target.h"
+#include "app/ink/key_chord.h"
+#include "app/ink/pixel_ink_target.h"
 #include "app/log/frontmost_log.h"
 #include "app/platform/monotonic_clock.h"
 
@@ -23,49 +21,17 @@ constexpr double kTransientHintSeconds = 1.4;
 constexpr double kHintFadeInSeconds = 0.12;
 constexpr double kHintFadeOutSeconds = 0.18;
 constexpr int kCaretBlinkMilliseconds = 500;
+constexpr double kFallbackRefreshHz = 60;
 
-QFont textFont(const core::StrokeStyle& style, double zoom) {
-    QFont font = QGuiApplication::font();
-    font.setPointSizeF(std::max(1.0, style.textFontSizePoints() * zoom));
-    return font;
+// Births and fade times are kept relative to this, taken when the first view is made.
+double processEpoch() {
+    static const double epoch = platform::monotonicSeconds();
+    return epoch;
 }
 
-QColor textColour(const core::StrokeStyle& style) {
-    const double alpha = style.colour.alpha / 255.0 * std::clamp(style.opacity, 0.0, 1.0);
-    return QColor::fromRgbF(static_cast<float>(style.colour.red / 255.0),
-                            static_cast<float>(style.colour.green / 255.0),
-                            static_cast<float>(style.colour.blue / 255.0),
-                            static_cast<float>(alpha));
-}
-
-// Size of a multi-line label laid out with `font`: lines are clipped, never wrapped.
-QSizeF labelSize(const QString& text, const QFont& font) {
-    const QFontMetricsF metrics(font);
-    const QStringList lines = text.split(QLatin1Char('\n'));
-    double width = 0;
-    for (const QString& line : lines) {
-        width = std::max(width, metrics.horizontalAdvance(line));
-    }
-    return {width, metrics.lineSpacing() * static_cast<double>(lines.size())};
-}
-
-std::optional<core::ChordKey> chordKeyOf(int key) {
-    if (key >= Qt::Key_A && key <= Qt::Key_Z) {
-        return static_cast<core::ChordKey>(static_cast<int>(core::ChordKey::a) + (key - Qt::Key_A));
-    }
-    if (key >= Qt::Key_0 && key <= Qt::Key_9) {
-        return core::named<core::ChordKey>(
-            std::string(1, static_cast<char>('0' + key - Qt::Key_0)));
-    }
-    switch (key) {
-        case Qt::Key_Return:
-        case Qt::Key_Enter:
-            return core::ChordKey::return_;
-        case Qt::Key_Backspace:
-            return core::ChordKey::delete_;
-        default:
-            return std::nullopt;
-    }
+double refreshIntervalOf(const QScreen* screen) {
+    const double hz = screen ? screen->refreshRate() : kFallbackRefreshHz;
+    return 1.0 / (hz >= 1 ? hz : kFallbackRefreshHz);
 }
 
 PointerModifiers modifiersOf(const QInputEvent* event) {
@@ -90,19 +56,26 @@ InkView::InkView(QScreen* screen, const Options& options)
     : QWindow(screen),
       canvas_(options.capacities, options.style),
       transform_(options.transform),
-      instanceStorage_(static_cast<std::size_t>(options.capacities.pointCapacity +
-                                                options.capacities.strokeCapacity)),
-      builder_(instanceStorage_.data(), static_cast<int>(instanceStorage_.size()),
-               options.capacities.strokeCapacity),
-      scheduler_(1.0 / std::max(1.0, screen ? screen->refreshRate() : 60.0)) {
-    clock_.start();
-    setSurfaceType(QSurface::OpenGLSurface);
+      layer_(options.capacities.pointCapacity + options.capacities.strokeCapacity,
+             options.capacities.strokeCapacity),
+      scheduler_(refreshIntervalOf(screen)),
+      presentPath_(options.presentPath) {
+    // Merged motions would lose the points of a stroke between them.
+    QGuiApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
+    QGuiApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
+    layer_.builder().setEpoch(processEpoch());
     QSurfaceFormat format;
-    format.setVersion(3, 3);
-    format.setProfile(QSurfaceFormat::CoreProfile);
     format.setAlphaBufferSize(8);
-    format.setSwapInterval(1);
-    format.setSwapBehavior(QSurfaceFormat::DoubleBuffer);
+    if (presentPath_ == platform::PresentPath::software) {
+        setSurfaceType(QSurface::RasterSurface);
+    } else {
+        setSurfaceType(QSurface::OpenGLSurface);
+        format.setVersion(3, 3);
+        format.setProfile(QSurfaceFormat::CoreProfile);
+        // Our own pacing: a present never waits for the display.
+        format.setSwapInterval(0);
+        format.setSwapBehavior(QSurfaceFormat::DoubleBuffer);
+    }
     setFormat(format);
     canvas_.setListener(this);
     canvas_.setTextMeasure(
@@ -112,34 +85,40 @@ InkView::InkView(QScreen* screen, const Options& options)
     tickTimer_.setTimerType(Qt::PreciseTimer);
     connect(&tickTimer_, &QTimer::timeout, this, [this] { tick(); });
     hintTimer_.setSingleShot(true);
+    hintTimer_.setTimerType(Qt::PreciseTimer);
     connect(&hintTimer_, &QTimer::timeout, this, [this] { hideHint(); });
     caretBlinkTimer_.setInterval(kCaretBlinkMilliseconds);
     connect(&caretBlinkTimer_, &QTimer::timeout, this, [this] {
         caretBarShown_ = !caretBarShown_;
         overlaysChanged();
     });
+    connect(this, &QWindow::screenChanged, this, [this](QScreen* now) { followScreen(now); });
+    followScreen(screen);
 }
 
-InkView::~InkView() {
-    if (context_ && context_->makeCurrent(this)) {
-        renderer_.reset();
-        compositor_.reset();
-        context_->doneCurrent();
+InkView::~InkView() = default;
+
+void InkView::followScreen(QScreen* screen) {
+    scheduler_.setRefreshInterval(refreshIntervalOf(screen));
+    if (screen) {
+        connect(screen, &QScreen::refreshRateChanged, this, [this, screen] {
+            if (this->screen() == screen) scheduler_.setRefreshInterval(refreshIntervalOf(screen));
+        });
     }
 }
 
 bool InkView::initialiseGraphics() {
     QWindow::create();
-    context_ = new QOpenGLContext(this);
-    context_->setFormat(requestedFormat());
-    if (!context_->create() || context_->format().version() < qMakePair(3, 3) ||
-        !context_->makeCurrent(this)) {
-        return false;
+    if (presentPath_ == platform::PresentPath::software) {
+        backingStore_ = std::make_unique<QBackingStore>(this);
+        pixelTarget_ = std::make_unique<PixelInkTarget>(
+            [this](const PixelBuffer& frame, std::span<const PixelRect> rects) {
+                presentPixels(frame, rects);
+            });
+        return true;
     }
-    renderer_ = StrokeRenderer::create(builder_.instanceCapacity());
-    compositor_ = OverlayCompositor::create();
-    context_->doneCurrent();
-    return renderer_ && compositor_;
+    glTarget_ = GlInkTarget::create(*this, layer_.builder().instanceCapacity(), presentPath_);
+    return glTarget_ != nullptr;
 }
 
 double InkView::now() const {
@@ -150,6 +129,11 @@ core::ContentPoint InkView::contentPoint(const QPointF& position) const {
     return transform_.contentPoint(core::ViewportPoint{position.x(), position.y()});
 }
 
+PixelRect InkView::pixelBounds() const {
+    const qreal ratio = devicePixelRatio();
+    return {0, 0, static_cast<int>(width() * ratio), static_cast<int>(height() * ratio)};
+}
+
 void InkView::setTool(core::Tool tool) {
     canvas_.setTool(tool, now());
     applyCursor();
@@ -157,6 +141,8 @@ void InkView::setTool(core::Tool tool) {
 
 void InkView::setTimeToLive(std::optional<double> seconds) {
     canvas_.setTimeToLive(seconds);
+    // Ink older than the new time to live goes at once, wherever it is.
+    layer_.invalidate();
     frameRequested();
 }
 
@@ -189,6 +175,9 @@ void InkView::installFiducials() {
 }
 
 void InkView::showHint(const QString& text, bool sticky) {
+    if (!isVisible()) {
+        return;
+    }
     hintText_ = text;
     hintShownAt_ = now();
     hintHidingSince_.reset();
@@ -215,16 +204,26 @@ double InkView::hintOpacity(double time) const {
     return std::clamp((time - hintShownAt_) / kHintFadeInSeconds, 0.0, 1.0);
 }
 
+OverlayDecorations InkView::decorations(double time) const {
+    OverlayDecorations result;
+    result.hintText = hintText_;
+    result.hintOpacity = hintText_.isEmpty() ? 1.0 : hintOpacity(time);
+    result.caretBarShown = caretBarShown_;
+    if (regionOrigin_) result.marquee = regionRect_;
+    result.fiducials = fiducials_;
+    return result;
+}
+
 void InkView::prewarm() {
     canvas_.prewarm(transform_.origin());
-    builder_.sync(canvas_.scene(), transform_);
-    builder_.reset();
-    uploadedInstances_ = 0;
+    layer_.builder().sync(canvas_.scene(), transform_);
+    layer_.reset();
 }
 
 void InkView::stop() {
     canvas_.stop();
     tickTimer_.stop();
+    caretBlinkTimer_.stop();
 }
 
 void InkView::frameRequested() {
@@ -239,6 +238,13 @@ void InkView::selectionChanged() {
     overlaysChanged();
 }
 void InkView::textSessionChanged() {
+    // The bar shows solid after each keystroke and blinks only while a session is open.
+    caretBarShown_ = true;
+    if (canvas_.textSession()) {
+        caretBlinkTimer_.start();
+    } else {
+        caretBlinkTimer_.stop();
+    }
     overlaysChanged();
 }
 
@@ -255,6 +261,12 @@ void InkView::overlaysChanged() {
 }
 
 void InkView::scheduleTick() {
+    if (!isExposed()) {
+        // Nothing can be shown; the expose that comes with showing asks again.
+        scheduler_.suspend();
+        tickTimer_.stop();
+        return;
+    }
     if (!scheduler_.isRunning() || !canvas_.isLive()) {
         return;
     }
@@ -267,6 +279,10 @@ void InkView::scheduleTick() {
 
 void InkView::tick() {
     const double time = now();
+    if (!isExposed()) {
+        scheduler_.suspend();
+        return;
+    }
     if (scheduler_.tick(time, canvas_.isFading(time)) == FrameScheduler::TickOutcome::draw) {
         render();
     }
@@ -282,45 +298,85 @@ void InkView::drawIfDue() {
 
 void InkView::render() {
     const double time = now();
-    if (!isExposed() || !context_->makeCurrent(this)) {
-        scheduler_.frameFinished(time, false);
-        return;
-    }
-    const auto rebuilds = builder_.rebuildCount();
-    builder_.setLiveBirth(canvas_.liveBirth());
-    builder_.sync(canvas_.scene(), transform_);
-    builder_.syncLive(canvas_.liveShape(), transform_);
-    // A rebuild rewrites from the start; otherwise only what was appended is new.
-    if (builder_.rebuildCount() != rebuilds) {
-        uploadedInstances_ = 0;
-    }
-    const qreal ratio = devicePixelRatio();
-    const QSize pixels(static_cast<int>(width() * ratio), static_cast<int>(height() * ratio));
-    // While the hint fades, its opacity changes every frame and the overlay with it.
-    const double opacity = hintText_.isEmpty() ? 1.0 : hintOpacity(time);
-    const bool hintFading = !hintText_.isEmpty() && (hintHidingSince_ || opacity < 1.0);
-    if (hintHidingSince_ && opacity <= 0) {
+    // While the hint fades, its opacity changes every frame and the bubble with it.
+    const bool hintFading =
+        !hintText_.isEmpty() && (hintHidingSince_ || hintOpacity(time) < 1.0);
+    if (hintHidingSince_ && hintOpacity(time) <= 0) {
         hintText_.clear();
         hintHidingSince_.reset();
     }
     if (overlaysDirty_ || hintFading) {
-        // Nothing to show costs nothing: a full-screen quad is most of an empty frame's time.
-        compositor_->upload(rasteriseOverlays(opacity) ? overlayImage_ : QImage());
+        const OverlayDecorations decorated = decorations(time);
+        if (overlay_.update(canvas_, transform_, size(), devicePixelRatio(), decorated)) {
+            overlay_.repaint(canvas_, transform_, decorated);
+        }
         overlaysDirty_ = false;
     }
-    renderer_->draw(builder_.instances(), uploadedInstances_, builder_.runs(),
-                    builder_.liveInstanceCount(), builder_.liveBlend(),
-                    FadeUniform::at(time, canvas_.timeToLive()), pixels);
-    uploadedInstances_ = builder_.instanceCount();
-    compositor_->draw();
-    context_->swapBuffers(this);
-    scheduler_.frameFinished(time, true);
-    if (onFrameSwapped_) {
+    bool drawn = false;
+    const InkLayer::Frame frame{canvas_, transform_, time, pixelBounds(), overlay_.damage(),
+                                overlay_.itemRects()};
+    if (glTarget_) {
+        glTarget_->uploadOverlay(overlay_.image(), overlay_.damage());
+        drawn = layer_.render(*glTarget_, frame);
+    } else {
+        pixelTarget_->setOverlay(overlay_.pixels());
+        drawn = layer_.render(*pixelTarget_, frame);
+    }
+    overlay_.clearDamage();
+    if (!drawn) {
+        // The overlay's damage is gone with this frame: the retry draws everything.
+        layer_.invalidate();
+    }
+    scheduler_.frameFinished(time, drawn);
+    if (drawn && onFrameSwapped_) {
         onFrameSwapped_(now(), canvas_.eventCount());
     }
     if (hintFading) {
         frameRequested();
     }
+}
+
+void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect> rects) {
+    const qreal ratio = devicePixelRatio();
+    if (backingStore_->size() != size()) {
+        backingStore_->resize(size());
+    }
+    // The store clears what it is told will be painted, so exactly that is copied.
+    QRegion region;
+    for (const PixelRect& rect : rects) {
+        const QRect points(QPoint(static_cast<int>(std::floor(rect.x / ratio)),
+                                  static_cast<int>(std::floor(rect.y / ratio))),
+                           QPoint(static_cast<int>(std::ceil(rect.right() / ratio)) - 1,
+                                  static_cast<int>(std::ceil(rect.bottom() / ratio)) - 1));
+        region += points & QRect(QPoint(0, 0), size());
+    }
+    backingStore_->beginPaint(region);
+    QPaintDevice* device = backingStore_->paintDevice();
+    auto* image = device && device->devType() == QInternal::Image ? static_cast<QImage*>(device)
+                                                                  : nullptr;
+    const auto pixelsOf = [ratio](const QRect& points) {
+        return PixelRect::enclosing(points.x() * ratio, points.y() * ratio,
+                                    (points.x() + points.width()) * ratio,
+                                    (points.y() + points.height()) * ratio);
+    };
+    if (image && image->format() == QImage::Format_ARGB32_Premultiplied) {
+        const PixelBuffer store{reinterpret_cast<std::uint32_t*>(image->bits()),
+                                static_cast<int>(image->bytesPerLine() / 4), image->width(),
+                                image->height()};
+        for (const QRect& points : region) copyPixels(store, frame, pixelsOf(points));
+    } else if (device) {
+        // A store without alpha (no compositing visual): let QPainter convert.
+        const QImage source(reinterpret_cast<const uchar*>(frame.pixels), frame.width,
+                            frame.height, frame.stride * 4, QImage::Format_ARGB32_Premultiplied);
+        QPainter painter(device);
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        for (const QRect& points : region) {
+            const PixelRect r = pixelsOf(points);
+            painter.drawImage(QRectF(points), source, QRect(r.x, r.y, r.width, r.height));
+        }
+    }
+    backingStore_->endPaint();
+    backingStore_->flush(region);
 }
 
 core::ContentRect InkView::measureText(int index, const core::TextSpan& span) const {
@@ -329,119 +385,6 @@ core::ContentRect InkView::measureText(int index, const core::TextSpan& span) co
     const QSizeF size = labelSize(QString::fromStdString(span.text), font);
     const double lineHeight = QFontMetricsF(font).lineSpacing();
     return {span.position.x, span.position.y - lineHeight, size.width(), size.height()};
-}
-
-bool InkView::rasteriseOverlays(double hintOpacity) {
-    const core::TextScene& texts = canvas_.textScene();
-    bool anyText = false;
-    for (int i = 0; i < texts.visibleCount() && !anyText; ++i) {
-        anyText = texts.isVisible(i) && !texts.span(i).text.empty();
-    }
-    if (!anyText && !canvas_.textSession() && !canvas_.selectionOutline() && !regionOrigin_ &&
-        hintText_.isEmpty() && fiducials_.empty()) {
-        return false;
-    }
-    const qreal ratio = devicePixelRatio();
-    const QSize pixels(static_cast<int>(width() * ratio), static_cast<int>(height() * ratio));
-    if (overlayImage_.size() != pixels) {
-        overlayImage_ = QImage(pixels, QImage::Format_RGBA8888_Premultiplied);
-    }
-    overlayImage_.setDevicePixelRatio(ratio);
-    overlayImage_.fill(Qt::transparent);
-    QPainter painter(&overlayImage_);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setRenderHint(QPainter::TextAntialiasing);
-
-    if (!fiducials_.empty()) {
-        const auto& rgb = core::fiducials::kRGB;
-        const double half = core::fiducials::kSizePoints / 2;
-        for (const auto& mark : fiducials_) {
-            const core::ViewportPoint centre = transform_.viewportPoint(mark.centre);
-            painter.fillRect(QRectF(centre.x - half, centre.y - half, 2 * half, 2 * half),
-                             QColor(rgb[0], rgb[1], rgb[2]));
-        }
-    }
-
-    const auto drawLabel = [&](const core::TextSpan& span, const QString& text) {
-        const QFont font = textFont(span.style, transform_.zoom());
-        const QFontMetricsF metrics(font);
-        const auto topLeft = labelTopLeft(span.position, transform_, metrics.lineSpacing());
-        painter.setFont(font);
-        painter.setPen(textColour(span.style));
-        double y = topLeft.y + metrics.ascent();
-        for (const QString& line : text.split(QLatin1Char('\n'))) {
-            painter.drawText(QPointF(topLeft.x, y), line);
-            y += metrics.lineSpacing();
-        }
-        const QSizeF size = labelSize(text, font);
-        return ViewRect{topLeft.x, topLeft.y, size.width(), size.height()};
-    };
-
-    const auto& session = canvas_.textSession();
-    for (int i = 0; i < texts.count(); ++i) {
-        const bool editing = session && session->reeditingIndex == i;
-        if (texts.isVisible(i) && !editing) {
-            drawLabel(texts.span(i), QString::fromStdString(texts.span(i).text));
-        }
-    }
-    if (session) {
-        const core::TextSpan live(session->origin, session->buffer, session->style, 0);
-        const QString text = QString::fromStdString(session->buffer);
-        const ViewRect label = drawLabel(live, text);
-        const QFont font = textFont(session->style, transform_.zoom());
-        const QFontMetricsF metrics(font);
-        const QString lastLine = text.section(QLatin1Char('\n'), -1);
-        const CaretGeometry caret =
-            caretGeometry(label, metrics.horizontalAdvance(lastLine), metrics.lineSpacing());
-        QColor colour = textColour(session->style);
-        painter.save();
-        painter.translate(caret.frame.x, caret.frame.y);
-        QColor boxColour = colour;
-        boxColour.setAlphaF(0.85f);
-        QPen dashed(boxColour, 1);
-        dashed.setDashPattern({4, 3});
-        painter.setPen(dashed);
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(QRectF(caret.box.x, caret.box.y, caret.box.width, caret.box.height),
-                                3, 3);
-        if (caretBarShown_) {
-            painter.fillRect(QRectF(caret.bar.x, caret.bar.y, caret.bar.width, caret.bar.height),
-                             colour);
-        }
-        painter.restore();
-    }
-    if (const auto outline = canvas_.selectionOutline()) {
-        const auto topLeft = transform_.viewportPoint({outline->x, outline->y});
-        QPen dashed(QGuiApplication::palette().highlight().color(), 1.5);
-        dashed.setDashPattern({6 / 1.5, 4 / 1.5});
-        painter.setPen(dashed);
-        painter.setBrush(Qt::NoBrush);
-        painter.drawRect(QRectF(topLeft.x, topLeft.y, outline->width * transform_.zoom(),
-                                outline->height * transform_.zoom()));
-    }
-    if (regionOrigin_) {
-        painter.setPen(QPen(Qt::white, 1));
-        painter.setBrush(QColor(255, 255, 255, 30));
-        painter.drawRect(regionRect_);
-    }
-    if (!hintText_.isEmpty()) {
-        QFont font = QGuiApplication::font();
-        font.setPointSizeF(15);
-        const ViewRect host{0, 0, static_cast<double>(width()), static_cast<double>(height())};
-        const QRectF bounds =
-            QFontMetricsF(font).boundingRect(QRectF(0, 0, hintMaximumTextWidth(host), 1e4),
-                                             Qt::AlignHCenter | Qt::TextWordWrap, hintText_);
-        const ViewRect bubble = hintBubble(host, bounds.width(), bounds.height());
-        painter.setOpacity(hintOpacity);
-        const QRectF bubbleRect(bubble.x, bubble.y, bubble.width, bubble.height);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor::fromRgbF(0.08f, 0.08f, 0.08f, 0.82f));
-        painter.drawRoundedRect(bubbleRect, 9, 9);
-        painter.setFont(font);
-        painter.setPen(Qt::white);
-        painter.drawText(bubbleRect, Qt::AlignCenter | Qt::TextWordWrap, hintText_);
-    }
-    return true;
 }
 
 bool InkView::event(QEvent* event) {
@@ -462,19 +405,21 @@ bool InkView::event(QEvent* event) {
 
 void InkView::exposeEvent(QExposeEvent*) {
     if (isExposed()) {
+        layer_.invalidate();
         overlaysChanged();
     }
 }
 
 void InkView::resizeEvent(QResizeEvent*) {
+    layer_.invalidate();
     overlaysChanged();
 }
 
 void InkView::mousePressEvent(QMouseEvent* event) {
     if (event->button() == Qt::RightButton) {
         canvas_.hardClear();
-        builder_.reset();
-        uploadedInstances_ = 0;
+        layer_.reset();
+        frameRequested();
         return;
     }
     if (event->button() != Qt::LeftButton) {
@@ -488,16 +433,17 @@ void InkView::mousePressEvent(QMouseEvent* event) {
         return;
     }
     canvas_.pointerDown(contentPoint(event->position()), modifiersOf(event), 1, now());
-    drawIfDue();
 }
 
+// Qt delivers the second press of a double click and then this event: the press already
+// began a stroke, so only the select tool, which re-edits text on a double click, hears it.
 void InkView::mouseDoubleClickEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || selectingRegion_) {
+    if (event->button() != Qt::LeftButton || selectingRegion_ ||
+        canvas_.tool() != core::Tool::select) {
         return;
     }
     leftButtonDown_ = true;
     canvas_.pointerDown(contentPoint(event->position()), modifiersOf(event), 2, now());
-    drawIfDue();
 }
 
 void InkView::mouseMoveEvent(QMouseEvent* event) {
@@ -517,7 +463,6 @@ void InkView::mouseMoveEvent(QMouseEvent* event) {
         return;
     }
     canvas_.pointerDrag(contentPoint(event->position()), modifiersOf(event));
-    drawIfDue();
 }
 
 void InkView::mouseReleaseEvent(QMouseEvent* event) {
@@ -533,7 +478,6 @@ void InkView::mouseReleaseEvent(QMouseEvent* event) {
         return;
     }
     canvas_.pointerUp(contentPoint(event->position()), modifiersOf(event), now());
-    drawIfDue();
 }
 
 void InkView::keyPressEvent(QKeyEvent* event) {
@@ -543,20 +487,9 @@ void InkView::keyPressEvent(QKeyEvent* event) {
     }
     const auto modifiers = event->modifiers();
     if (modifiers.testFlag(Qt::ControlModifier) || modifiers.testFlag(Qt::MetaModifier)) {
-        if (const auto key = chordKeyOf(event->key()); key && onTypingChord_) {
-            core::Chord chord;
-            chord.key = *key;
-            if (modifiers.testFlag(Qt::ControlModifier))
-                chord.modifiers |= core::Chord::Modifiers::control;
-            if (modifiers.testFlag(Qt::MetaModifier))
-                chord.modifiers |= core::Chord::Modifiers::command;
-            if (modifiers.testFlag(Qt::ShiftModifier))
-                chord.modifiers |= core::Chord::Modifiers::shift;
-            if (modifiers.testFlag(Qt::AltModifier))
-                chord.modifiers |= core::Chord::Modifiers::option;
-            if (onTypingChord_(chord)) {
-                return;
-            }
+        if (const auto chord = chordFromQtKey(event->key(), modifiers);
+            chord && onTypingChord_ && onTypingChord_(*chord)) {
+            return;
         }
         event->ignore();
         return;

@@ -1,11 +1,14 @@
-// The drawing surface of one display: a transparent OpenGL window that hosts the ink canvas,
-// the stroke renderer and the overlays (text labels, caret, selection outline, marquee, hint).
+// The drawing surface of one display: a transparent window that hosts the ink canvas and shows
+// it as a retained layer with the overlays (text labels, caret, selection outline, marquee,
+// hint, registration marks) on top.
 //
 // Pointer events become content points through the display transform and go to the canvas;
-// the canvas's edits request frames from a refresh-paced scheduler that pauses when idle.
-// Overlays are rasterised into one image only when they change, never per frame. A text session
+// every motion reaches it (Qt's merging of motion events is turned off). Edits owe a frame,
+// drawn right after the queued input is handled; only what changed is drawn and presented,
+// on the CPU (`PresentPath::software`) or on the window's OpenGL 3.3 back buffer, as chosen once
+// per run. A view that is not exposed owes nothing until it is exposed again. A text session
 // grabs the keyboard on this window without taking the focus from the user's application.
-// `create` returns nothing when no OpenGL 3.3 context or renderer can be made. Main thread only.
+// `create` returns nothing when the chosen renderer cannot be made. Main thread only.
 #pragma once
 
 #include <QElapsedTimer>
@@ -20,16 +23,18 @@
 
 #include "app/ink/frame_scheduler.h"
 #include "app/ink/ink_canvas.h"
-#include "app/ink/stroke_instances.h"
+#include "app/ink/ink_layer.h"
+#include "app/ink/ink_overlay.h"
+#include "app/platform/gl_presenter.h"
 #include "core/chord.h"
 #include "core/fiducials.h"
 
-class QOpenGLContext;
+class QBackingStore;
 
 namespace scrawlet::ink {
 
-class OverlayCompositor;
-class StrokeRenderer;
+class GlInkTarget;
+class PixelInkTarget;
 
 class InkView : public QWindow, private InkCanvas::Listener {
     Q_OBJECT
@@ -40,6 +45,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
         core::StrokeStyle style;
         SceneCapacities capacities;
         core::Tool tool = core::Tool::pen;
+        platform::PresentPath presentPath = platform::PresentPath::software;
         // Set before the native window exists: some flags cannot change afterwards.
         Qt::WindowFlags flags = Qt::Window;
     };
@@ -50,8 +56,11 @@ class InkView : public QWindow, private InkCanvas::Listener {
 
     InkCanvas& canvas() { return canvas_; }
     const InkCanvas& canvas() const { return canvas_; }
-    const StrokeInstanceBuilder& instances() const { return builder_; }
+    const StrokeInstanceBuilder& instances() const { return layer_.builder(); }
+    const InkLayer& layer() const { return layer_; }
+    const QImage& overlayImage() const { return overlay_.image(); }
     const FrameScheduler& frames() const { return scheduler_; }
+    platform::PresentPath presentPath() const { return presentPath_; }
 
     void setTool(core::Tool tool);
     void setStyle(const core::StrokeStyle& style) { canvas_.setStyle(style); }
@@ -78,6 +87,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
     // Registration marks, kept in place across re-anchoring.
     void installFiducials();
     const std::vector<core::fiducials::Mark>& fiducials() const { return fiducials_; }
+    // Hints are shown only on a visible view.
     void showHint(const QString& text, bool sticky);
     void hideHint();
     void prewarm();
@@ -86,12 +96,11 @@ class InkView : public QWindow, private InkCanvas::Listener {
     bool undo() { return canvas_.undo(); }
     bool redo() { return canvas_.redo(); }
 
-    // Draws now when a frame is owed and the last one is at least a refresh interval old, so
-    // input after a quiet spell does not wait for the timer; otherwise the timer draws it.
+    // Draws now when a frame is owed and due.
     void drawIfDue();
     double now() const;
-    // Runs after each swap with the monotonic time the swap returned and the canvas's event
-    // count then, so that latency measurements can pair frames with the input they show.
+    // Runs after each present with the monotonic time then and the canvas's event count, so
+    // that latency measurements can pair frames with the input they show.
     void setOnFrameSwapped(std::function<void(double, std::uint64_t)> handler) {
         onFrameSwapped_ = std::move(handler);
     }
@@ -109,6 +118,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
   private:
     InkView(QScreen* screen, const Options& options);
     bool initialiseGraphics();
+    void followScreen(QScreen* screen);
 
     // InkCanvas::Listener
     void frameRequested() override;
@@ -122,35 +132,34 @@ class InkView : public QWindow, private InkCanvas::Listener {
     void scheduleTick();
     void render();
     void overlaysChanged();
-    // False when there is nothing to show.
-    bool rasteriseOverlays(double hintOpacity);
+    PixelRect pixelBounds() const;
+    void presentPixels(const PixelBuffer& frame, std::span<const PixelRect> rects);
     core::ContentPoint contentPoint(const QPointF& position) const;
     core::ContentRect measureText(int index, const core::TextSpan& span) const;
     void applyCursor();
+    // The hint's opacity at `time`: fading in after `showHint`, out after `hideHint`.
+    double hintOpacity(double time) const;
+    OverlayDecorations decorations(double time) const;
 
     InkCanvas canvas_;
     core::DisplayTransform transform_;
-    std::vector<SegmentInstance> instanceStorage_;
-    StrokeInstanceBuilder builder_;
+    InkLayer layer_;
+    InkOverlay overlay_;
     FrameScheduler scheduler_;
     QTimer tickTimer_;
     QTimer hintTimer_;
     QTimer caretBlinkTimer_;
     bool caretBarShown_ = true;
-    QElapsedTimer clock_;
 
-    QOpenGLContext* context_ = nullptr;
-    std::unique_ptr<StrokeRenderer> renderer_;
-    std::unique_ptr<OverlayCompositor> compositor_;
-    int uploadedInstances_ = 0;
-    bool overlaysDirty_ = false;
-    QImage overlayImage_;
+    platform::PresentPath presentPath_;
+    std::unique_ptr<GlInkTarget> glTarget_;
+    std::unique_ptr<PixelInkTarget> pixelTarget_;
+    std::unique_ptr<QBackingStore> backingStore_;
+    bool overlaysDirty_ = true;
 
     QString hintText_;
     double hintShownAt_ = 0;
     std::optional<double> hintHidingSince_;
-    // The hint's opacity at `time`: fading in after `showHint`, out after `hideHint`.
-    double hintOpacity(double time) const;
     bool selectingRegion_ = false;
     std::optional<QPointF> regionOrigin_;
     QRectF regionRect_;

@@ -1,10 +1,8 @@
 #include "app/ink/overlay_compositor.h"
 
-#include <QOpenGLContext>
 #include <QOpenGLFunctions_3_3_Core>
-#include <QOpenGLVersionFunctionsFactory>
-#include <iostream>
-#include <string>
+
+#include "app/gl/gl_program.h"
 
 namespace scrawlet::ink {
 namespace {
@@ -19,6 +17,7 @@ void main() {
 }
 )";
 
+// The image's words are 0xAARRGGBB: read as BGRA bytes on upload, so no swizzle here.
 constexpr const char* kFragmentShader = R"(#version 330 core
 in vec2 uv;
 uniform sampler2D overlay;
@@ -28,55 +27,19 @@ void main() {
 }
 )";
 
-GLuint compile(QOpenGLFunctions_3_3_Core& gl, GLenum kind, const char* source) {
-    const GLuint shader = gl.glCreateShader(kind);
-    gl.glShaderSource(shader, 1, &source, nullptr);
-    gl.glCompileShader(shader);
-    GLint ok = 0;
-    gl.glGetShaderiv(shader, GL_COMPILE_STATUS, &ok);
-    if (!ok) {
-        char log[1024] = {};
-        gl.glGetShaderInfoLog(shader, sizeof log, nullptr, log);
-        std::string text(log);
-        for (char& c : text) {
-            c = (c == '\n') ? ' ' : c;
-        }
-        std::cerr << "overlay compositor: shader compile failed: " << text << "\n";
-        gl.glDeleteShader(shader);
-        return 0;
-    }
-    return shader;
-}
-
 }  // namespace
 
 std::unique_ptr<OverlayCompositor> OverlayCompositor::create() {
-    QOpenGLContext* context = QOpenGLContext::currentContext();
-    if (!context) {
-        return nullptr;
-    }
-    auto* gl = QOpenGLVersionFunctionsFactory::get<QOpenGLFunctions_3_3_Core>(context);
-    if (!gl || !gl->initializeOpenGLFunctions()) {
+    QOpenGLFunctions_3_3_Core* gl = gl::functions();
+    if (!gl) {
         return nullptr;
     }
     std::unique_ptr<OverlayCompositor> compositor(new OverlayCompositor(gl));
-    const GLuint vertex = compile(*gl, GL_VERTEX_SHADER, kVertexShader);
-    const GLuint fragment = compile(*gl, GL_FRAGMENT_SHADER, kFragmentShader);
-    if (!vertex || !fragment) {
+    compositor->program_ = gl::buildProgram(*gl, "overlay compositor", kVertexShader, kFragmentShader);
+    if (compositor->program_ == 0) {
         return nullptr;
     }
-    compositor->program_ = gl->glCreateProgram();
-    gl->glAttachShader(compositor->program_, vertex);
-    gl->glAttachShader(compositor->program_, fragment);
-    gl->glLinkProgram(compositor->program_);
-    gl->glDeleteShader(vertex);
-    gl->glDeleteShader(fragment);
-    GLint linked = 0;
-    gl->glGetProgramiv(compositor->program_, GL_LINK_STATUS, &linked);
-    if (!linked) {
-        std::cerr << "overlay compositor: program did not link\n";
-        return nullptr;
-    }
+    const gl::StateGuard saved(*gl);
     gl->glGenVertexArrays(1, &compositor->vertexArray_);
     gl->glGenTextures(1, &compositor->texture_);
     gl->glBindTexture(GL_TEXTURE_2D, compositor->texture_);
@@ -95,7 +58,7 @@ OverlayCompositor::~OverlayCompositor() {
     }
 }
 
-void OverlayCompositor::upload(const QImage& image) {
+void OverlayCompositor::upload(const QImage& image, std::span<const PixelRect> rects) {
     if (image.isNull()) {
         width_ = height_ = 0;
         return;
@@ -103,13 +66,18 @@ void OverlayCompositor::upload(const QImage& image) {
     gl_->glBindTexture(GL_TEXTURE_2D, texture_);
     gl_->glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(image.bytesPerLine() / 4));
     if (image.width() != width_ || image.height() != height_) {
-        gl_->glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, image.width(), image.height(), 0, GL_RGBA,
+        gl_->glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, image.width(), image.height(), 0, GL_BGRA,
                           GL_UNSIGNED_BYTE, image.constBits());
         width_ = image.width();
         height_ = image.height();
     } else {
-        gl_->glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width_, height_, GL_RGBA, GL_UNSIGNED_BYTE,
-                             image.constBits());
+        const PixelRect whole{0, 0, width_, height_};
+        for (const PixelRect& rect : rects) {
+            const PixelRect area = rect.intersected(whole);
+            if (area.isEmpty()) continue;
+            gl_->glTexSubImage2D(GL_TEXTURE_2D, 0, area.x, area.y, area.width, area.height,
+                                 GL_BGRA, GL_UNSIGNED_BYTE, image.constScanLine(area.y) + area.x * 4);
+        }
     }
     gl_->glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
 }
@@ -118,7 +86,6 @@ void OverlayCompositor::draw() {
     if (isEmpty()) {
         return;
     }
-    gl_->glViewport(0, 0, width_, height_);
     gl_->glUseProgram(program_);
     gl_->glBindVertexArray(vertexArray_);
     gl_->glActiveTexture(GL_TEXTURE0);
@@ -127,8 +94,6 @@ void OverlayCompositor::draw() {
     gl_->glBlendEquation(GL_FUNC_ADD);
     gl_->glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
     gl_->glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    gl_->glBindVertexArray(0);
-    gl_->glUseProgram(0);
 }
 
 }  // namespace scrawlet::ink

@@ -1,14 +1,18 @@
 // Draws the ink view's overlay image (text labels, caret, outlines, hint) over the ink.
 //
-// The image is rasterised by the view only when an overlay changes and uploaded here once per
-// change; each frame then costs one textured quad. The image is premultiplied RGBA and covers
-// the whole drawable. Needs the view's 3.3 context current; main thread only.
+// The image is painted by the view only where an overlay changed, and only those rectangles
+// are uploaded here; drawing is one textured quad limited by the caller's scissor. The image is
+// premultiplied ARGB32 and covers the whole drawable. Needs the view's 3.3 context current;
+// main thread only.
 #pragma once
 
 #include <QtGui/qopengl.h>
 
 #include <QImage>
 #include <memory>
+#include <span>
+
+#include "app/ink/pixel_rect.h"
 
 class QOpenGLFunctions_3_3_Core;
 
@@ -22,10 +26,10 @@ class OverlayCompositor {
     OverlayCompositor(const OverlayCompositor&) = delete;
     OverlayCompositor& operator=(const OverlayCompositor&) = delete;
 
-    // `image` must be Format_RGBA8888_Premultiplied; an empty image clears the overlay.
-    void upload(const QImage& image);
-    // Blends the overlay over the bound framebuffer (premultiplied source-over), covering the
-    // framebuffer's top-left corner at the image's size: the image is the drawable's size.
+    // `image` must be Format_ARGB32_Premultiplied; a new size uploads it whole.
+    void upload(const QImage& image, std::span<const PixelRect> rects);
+    // Blends the overlay over the bound framebuffer (premultiplied source-over) where the
+    // scissor lets it. The caller holds a gl::StateGuard.
     void draw();
     bool isEmpty() const { return width_ == 0; }
 

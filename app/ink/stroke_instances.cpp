@@ -64,11 +64,29 @@ float fadeFactor(const FadeUniform& fade, float birth) {
     return std::clamp(f, 0.0f, 1.0f);
 }
 
+// The capsule reaches radius + 0.5 from its axis; one more pixel absorbs rounding.
+StrokeInstanceBuilder::Box StrokeInstanceBuilder::boxOf(const SegmentInstance& instance) {
+    const float reach = instance.radius + 1.0f;
+    return {std::min(instance.a[0], instance.b[0]) - reach,
+            std::min(instance.a[1], instance.b[1]) - reach,
+            std::max(instance.a[0], instance.b[0]) + reach,
+            std::max(instance.a[1], instance.b[1]) + reach};
+}
+
+PixelRect reachOf(const SegmentInstance& instance) {
+    const float reach = instance.radius + 1.0f;
+    return PixelRect::enclosing(std::min(instance.a[0], instance.b[0]) - reach,
+                                std::min(instance.a[1], instance.b[1]) - reach,
+                                std::max(instance.a[0], instance.b[0]) + reach,
+                                std::max(instance.a[1], instance.b[1]) + reach);
+}
+
 StrokeInstanceBuilder::StrokeInstanceBuilder(SegmentInstance* storage, int capacity,
                                              int maximumRunCount)
     : storage_(storage), capacity_(capacity) {
     assert(storage != nullptr && capacity >= 0 && maximumRunCount >= 0);
     runs_.reserve(static_cast<std::size_t>(maximumRunCount));
+    chunks_.reserve(static_cast<std::size_t>(capacity / kInstancesPerChunk + 1));
 }
 
 void StrokeInstanceBuilder::resetCursor() {
@@ -76,12 +94,81 @@ void StrokeInstanceBuilder::resetCursor() {
     cursorSpan_ = 0;
     cursorPoint_ = 0;
     runs_.clear();
+    chunks_.clear();
 }
 
 void StrokeInstanceBuilder::reset() {
     resetCursor();
     liveInstanceCount_ = 0;
+    liveReach_ = {};
     lastTransform_.reset();
+}
+
+PixelRect StrokeInstanceBuilder::reach(int from, int to) const {
+    PixelRect result;
+    to = std::min(to, instanceCount_);
+    for (int i = std::max(from, 0); i < to; ++i) {
+        // Whole chunks inside the range answer at once.
+        if (i % kInstancesPerChunk == 0 && i + kInstancesPerChunk <= to) {
+            const Box& box = chunks_[static_cast<std::size_t>(i / kInstancesPerChunk)];
+            result = result.united(PixelRect::enclosing(box.minX, box.minY, box.maxX, box.maxY));
+            i += kInstancesPerChunk - 1;
+            continue;
+        }
+        result = result.united(reachOf(storage_[i]));
+    }
+    return result;
+}
+
+core::InkBlend StrokeInstanceBuilder::blendAt(int index) const {
+    auto run = std::upper_bound(runs_.begin(), runs_.end(), index,
+                                [](int at, const InstanceRun& r) { return at < r.start + r.count; });
+    return run == runs_.end() ? core::InkBlend::normal : run->blend;
+}
+
+namespace {
+
+// Whether every pixel centre of `rect` is fully covered by the capsule (coverage exactly 1).
+bool coversWhole(const SegmentInstance& s, const PixelRect& rect) {
+    const float inner = s.radius - 0.5f;
+    if (inner <= 0) return false;
+    const float bax = s.b[0] - s.a[0], bay = s.b[1] - s.a[1];
+    const float denom = bax * bax + bay * bay;
+    const float corners[4][2] = {
+        {static_cast<float>(rect.x) + 0.5f, static_cast<float>(rect.y) + 0.5f},
+        {static_cast<float>(rect.right()) - 0.5f, static_cast<float>(rect.y) + 0.5f},
+        {static_cast<float>(rect.x) + 0.5f, static_cast<float>(rect.bottom()) - 0.5f},
+        {static_cast<float>(rect.right()) - 0.5f, static_cast<float>(rect.bottom()) - 0.5f}};
+    // A capsule is convex, so holding the four corner centres holds every centre between.
+    for (const auto& c : corners) {
+        const float pax = c[0] - s.a[0], pay = c[1] - s.a[1];
+        const float h = denom > 1e-10f ? std::clamp((pax * bax + pay * bay) / denom, 0.0f, 1.0f) : 0;
+        const float dx = pax - bax * h, dy = pay - bay * h;
+        // A margin keeps the GPU's rounding from leaving a pixel a level short.
+        if (dx * dx + dy * dy > (inner - 0.01f) * (inner - 0.01f)) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+int StrokeInstanceBuilder::coveringStart(const PixelRect& rect, int from, int to,
+                                         const FadeUniform& fade) const {
+    to = std::min(to, instanceCount_);
+    from = std::max(from, 0);
+    for (int chunk = (to - 1) / kInstancesPerChunk; chunk >= 0 && to > from; --chunk) {
+        const int start = chunk * kInstancesPerChunk;
+        if (start + kInstancesPerChunk <= from) break;
+        if (!chunks_[static_cast<std::size_t>(chunk)].intersects(rect)) continue;
+        for (int i = std::min(to, start + kInstancesPerChunk) - 1; i >= std::max(start, from); --i) {
+            const SegmentInstance& s = storage_[i];
+            if (s.colour[3] >= 1.0f && coversWhole(s, rect) && fadeFactor(fade, s.birth) >= 1.0f &&
+                blendAt(i) == core::InkBlend::normal) {
+                return i;
+            }
+        }
+    }
+    return from;
 }
 
 bool StrokeInstanceBuilder::needsRebuild(const core::StrokeScene& scene,
@@ -117,7 +204,7 @@ void StrokeInstanceBuilder::appendSpans(const core::StrokeScene& scene,
     for (; cursorSpan_ < spanCount; ++cursorSpan_, cursorPoint_ = 0) {
         const core::StrokeSpan& span = scene.span(cursorSpan_);
         if (cursorPoint_ < span.count && scene.isVisible(cursorSpan_)) {
-            SegmentInstance instance = styledInstance(span.style, span.birth, transform);
+            SegmentInstance instance = styledInstance(span.style, span.birth - epoch_, transform);
             const core::ContentPoint* p = points.data() + span.start;
             // The first instance of a stroke is its start cap: a dot on point 0.
             core::ScreenPixel a = transform.screenPixel(p[cursorPoint_ > 0 ? cursorPoint_ - 1 : 0]);
@@ -150,6 +237,14 @@ void StrokeInstanceBuilder::append(const SegmentInstance& instance, core::InkBle
     }
     ++runs_.back().count;
     storage_[instanceCount_] = instance;
+    const Box box = boxOf(instance);
+    if (instanceCount_ % kInstancesPerChunk == 0) {
+        chunks_.push_back(box);  // within the reserved storage
+    } else {
+        Box& chunk = chunks_.back();
+        chunk = {std::min(chunk.minX, box.minX), std::min(chunk.minY, box.minY),
+                 std::max(chunk.maxX, box.maxX), std::max(chunk.maxY, box.maxY)};
+    }
     ++instanceCount_;
 }
 
@@ -157,6 +252,7 @@ bool StrokeInstanceBuilder::syncLive(const std::optional<core::LiveShape>& shape
                                      const core::DisplayTransform& transform) {
     const bool wasShown = liveInstanceCount_ > 0;
     liveInstanceCount_ = 0;
+    liveReach_ = {};
     if (!shape) {
         return wasShown;
     }
@@ -165,7 +261,7 @@ bool StrokeInstanceBuilder::syncLive(const std::optional<core::LiveShape>& shape
         return wasShown;
     }
     liveBlend_ = shape->style.blend;
-    SegmentInstance instance = styledInstance(shape->style, liveBirth_, transform);
+    SegmentInstance instance = styledInstance(shape->style, liveBirth_ - epoch_, transform);
     // Every capsule has round ends already; the scene's dot only exists for one-point strokes.
     core::ScreenPixel a = transform.screenPixel(livePoints_[0]);
     for (int i = 1; i < n; ++i) {
@@ -177,6 +273,7 @@ bool StrokeInstanceBuilder::syncLive(const std::optional<core::LiveShape>& shape
         const core::ScreenPixel b = transform.screenPixel(livePoints_[static_cast<std::size_t>(i)]);
         setEnds(instance, a, b);
         storage_[slot] = instance;
+        liveReach_ = liveReach_.united(reachOf(instance));
         ++liveInstanceCount_;
         a = b;
     }

@@ -10,6 +10,7 @@
 // Main thread only.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -22,6 +23,7 @@
 #include "core/live_shape.h"
 #include "core/shape_geometry.h"
 #include "core/stroke_scene.h"
+#include "app/ink/pixel_rect.h"
 
 namespace scrawlet::ink {
 
@@ -55,6 +57,9 @@ struct FadeUniform {
 // The shader's fade factor, evaluated on the CPU (for tests and for checking the GLSL).
 float fadeFactor(const FadeUniform& fade, float birth);
 
+// Every pixel an instance can touch: its capsule, the anti-aliased fringe and rounding.
+PixelRect reachOf(const SegmentInstance& instance);
+
 class StrokeInstanceBuilder {
   public:
     // `storage` must hold `capacity` instances, be 16-byte aligned and outlive the builder.
@@ -83,8 +88,39 @@ class StrokeInstanceBuilder {
     // even when the count did not shrink (a zoom, a move).
     std::uint64_t rebuildCount() const { return rebuildCount_; }
     void setLiveBirth(double birth) { liveBirth_ = birth; }
+    // Births are stored as seconds since `epoch`: 32-bit floats keep millisecond steps for days
+    // after it, where seconds since boot lose them within a week. The fade's `now` must use it too.
+    void setEpoch(double epoch) { epoch_ = epoch; }
+    double epoch() const { return epoch_; }
+
+    // Pixels the instances in [from, to) can touch.
+    PixelRect reach(int from, int to) const;
+    // Pixels the live shape's instances can touch; empty without one.
+    const PixelRect& liveReach() const { return liveReach_; }
+    // Calls `body(start, count, blend)` for runs of scene instances in [from, to) that may touch
+    // `rect`, in drawing order. Instances far from it are skipped a chunk at a time.
+    template <class Body>
+    void forEachRangeIn(const PixelRect& rect, int from, int to, Body&& body) const;
+    // The last scene instance before `to` that alone decides every pixel of `rect` (opaque,
+    // unfaded, normal blend, covering it whole), or `from` when there is none: drawing from there
+    // gives the same pixels as drawing from `from`.
+    int coveringStart(const PixelRect& rect, int from, int to, const FadeUniform& fade) const;
+
+    static constexpr int kInstancesPerChunk = 16;
 
   private:
+    struct Box {
+        float minX, minY, maxX, maxY;
+        bool intersects(const PixelRect& r) const {
+            return minX < static_cast<float>(r.right()) && maxX > static_cast<float>(r.x) &&
+                   minY < static_cast<float>(r.bottom()) && maxY > static_cast<float>(r.y);
+        }
+    };
+    static Box boxOf(const SegmentInstance& instance);
+    core::InkBlend blendAt(int index) const;
+    template <class Body>
+    void emitRuns(int start, int end, Body& body) const;
+
     bool needsRebuild(const core::StrokeScene& scene,
                       const core::DisplayTransform& transform) const;
     void resetCursor();
@@ -105,7 +141,43 @@ class StrokeInstanceBuilder {
     int liveInstanceCount_ = 0;
     core::InkBlend liveBlend_ = core::InkBlend::normal;
     double liveBirth_ = 0;
+    double epoch_ = 0;
     std::array<core::ContentPoint, core::ShapeGeometry::maximumPointCount> livePoints_{};
+    std::vector<Box> chunks_;  // reserved to the chunk count of a full buffer
+    PixelRect liveReach_;
 };
+
+template <class Body>
+void StrokeInstanceBuilder::emitRuns(int start, int end, Body& body) const {
+    // Runs are sorted and few; find the first that ends after `start`.
+    auto run = std::upper_bound(runs_.begin(), runs_.end(), start,
+                                [](int at, const InstanceRun& r) { return at < r.start + r.count; });
+    for (; run != runs_.end() && run->start < end; ++run) {
+        const int s = std::max(start, run->start);
+        const int e = std::min(end, run->start + run->count);
+        if (s < e) body(s, e - s, run->blend);
+    }
+}
+
+template <class Body>
+void StrokeInstanceBuilder::forEachRangeIn(const PixelRect& rect, int from, int to,
+                                           Body&& body) const {
+    to = std::min(to, instanceCount_);
+    from = std::max(from, 0);
+    int pendingStart = -1, pendingEnd = -1;
+    for (int chunk = from / kInstancesPerChunk; chunk * kInstancesPerChunk < to; ++chunk) {
+        if (!chunks_[static_cast<std::size_t>(chunk)].intersects(rect)) continue;
+        const int s = std::max(from, chunk * kInstancesPerChunk);
+        const int e = std::min(to, (chunk + 1) * kInstancesPerChunk);
+        if (s == pendingEnd) {
+            pendingEnd = e;
+            continue;
+        }
+        if (pendingStart >= 0) emitRuns(pendingStart, pendingEnd, body);
+        pendingStart = s;
+        pendingEnd = e;
+    }
+    if (pendingStart >= 0) emitRuns(pendingStart, pendingEnd, body);
+}
 
 }  // namespace scrawlet::ink

@@ -44,7 +44,15 @@ class StrokeRenderer {
     StrokeRenderer(const StrokeRenderer&) = delete;
     StrokeRenderer& operator=(const StrokeRenderer&) = delete;
 
-    // Draws one frame. `instances` holds the scene's instances followed by `liveCount` live-shape
+    // Uploads the instances from `from` on; those before it are unchanged since the last upload.
+    void upload(std::span<const SegmentInstance> instances, int from);
+    // Draws `count` uploaded instances from `start` with `blend` into the bound framebuffer,
+    // within whatever scissor is set. Leaves program, vertex array, blend state and attribute
+    // pointers changed: the caller holds a gl::StateGuard.
+    void drawRange(int start, int count, core::InkBlend blend, FadeUniform fade,
+                   QSize drawablePixels);
+
+    // Draws one whole frame, cleared first. `instances` holds the scene's instances followed by `liveCount` live-shape
     // instances, at most the capacity. Instances before `uploadFrom` must be unchanged since the
     // previous draw; the rest are uploaded. `runs` cover the scene's instances; the live ones
     // draw last, with `liveBlend`.

@@ -1,5 +1,7 @@
 #include "app/shell/draw_app_delegate.h"
 
+#include "app/platform/gl_presenter.h"
+
 #include <QCursor>
 #include <QGuiApplication>
 #include <QMenu>
@@ -75,6 +77,9 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     placer_ = platform::createWindowPlacer();
     input_ = platform::createSyntheticInput();
     observeWorkspaces();
+    if (auto failure = choosePresentPath()) {
+        return failure;
+    }
 
     tools_ = std::make_unique<ink::ToolController>(config_.annotation);
     for (QScreen* screen : QGuiApplication::screens()) {
@@ -116,6 +121,39 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     observeScreenChanges();
     startDriver();
     timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
+    return std::nullopt;
+}
+
+// Chosen once for every surface: a software GL draws slower than our own CPU renderer, and
+// of the GL paths the one that sends the X server only changed pixels wins.
+std::optional<ConfigExit> DrawAppDelegate::choosePresentPath() {
+    const auto offered = platform::probeGlPresentation();
+    if (!offered) {
+        return ConfigExit{"draw: OpenGL 3.3 unavailable", 2};
+    }
+    presentPath_ = platform::choosePresentPath(*offered);
+    glRenderer_ = offered->renderer;
+    const QByteArray forced = qgetenv("SCRAWLET_DRAW_PRESENT");
+    if (forced.isEmpty()) {
+        return std::nullopt;
+    }
+    const auto path = platform::presentPathNamed(forced.toStdString());
+    if (!path) {
+        return ConfigExit{"draw: SCRAWLET_DRAW_PRESENT must be software, copySubBuffer, "
+                          "bufferAge or fullSwap",
+                          64};
+    }
+    const bool available = *path == platform::PresentPath::software ||
+                           *path == platform::PresentPath::fullSwap ||
+                           (*path == platform::PresentPath::copySubBuffer && offered->copySubBuffer) ||
+                           (*path == platform::PresentPath::bufferAge && offered->bufferAge);
+    if (!available) {
+        std::cerr << "draw: SCRAWLET_DRAW_PRESENT=" << forced.toStdString()
+                  << " is not offered by this OpenGL; using "
+                  << platform::presentPathName(presentPath_) << "\n";
+        return std::nullopt;
+    }
+    presentPath_ = *path;
     return std::nullopt;
 }
 
@@ -200,6 +238,7 @@ std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
                           config_.limits.minimumSeparation,
                           static_cast<int>(config_.limits.textCapacity)};
     options.tool = tools_->tool();
+    options.presentPath = presentPath_;
     // The level's window-manager bypass must be in place before the native window exists.
     options.flags =
         platform::flagsForLevel(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus,

@@ -82,6 +82,7 @@ class DrawAppDelegate : public QObject {
     };
 
     std::optional<ConfigExit> makeSurface(QScreen* screen);
+    std::optional<ConfigExit> choosePresentPath();
     core::DisplayTransform transformFor(const QScreen* screen) const;
     platform::WindowPlacement overlayPlacement(bool transparentForInput) const;
     void reconcileDisplays();
@@ -141,6 +142,8 @@ class DrawAppDelegate : public QObject {
     FinishDeferral finishDeferral_;
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
+    platform::PresentPath presentPath_ = platform::PresentPath::software;
+    std::string glRenderer_;
     // The origin store outlives the panels that borrow it.
     std::unique_ptr<ink::PreferencesOriginStore> panelOrigins_;
     std::vector<std::unique_ptr<ink::ControlPanel>> controlPanels_;

@@ -1,29 +1,33 @@
-// Every pointer event on a warmed canvas, and the instance building of the frame that carries
-// it, must run in storage reserved up front.
+// Every pointer event on a warmed canvas, and the frame that carries it (instance building,
+// damage, the CPU renderer), must run in storage reserved up front, beautify included.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "app/ink/ink_canvas.h"
-#include "app/ink/stroke_instances.h"
+#include "app/ink/ink_layer.h"
+#include "app/ink/pixel_ink_target.h"
 #include "tests/unit/allocation/allocation_counter.h"
 
 namespace scrawlet::ink {
 namespace {
 
-TEST(InkPathAllocations, PointerEventsAndFrameBuildingAfterPrewarmAllocateNothing) {
+TEST(InkPathAllocations, PointerEventsAndTheirFramesAfterPrewarmAllocateNothing) {
     const SceneCapacities capacities{8192, 64, 0, 16};
     InkCanvas canvas(capacities, {{255, 0, 0, 255}, 4, 1, core::InkBlend::normal});
-    std::vector<SegmentInstance> storage(8192 + 64);
-    StrokeInstanceBuilder builder(storage.data(), static_cast<int>(storage.size()), 64);
+    canvas.setBeautify({true, 0.08});
+    InkLayer layer(8192 + 64, 64);
+    int presents = 0;
+    PixelInkTarget target([&](const PixelBuffer&, std::span<const PixelRect>) { ++presents; });
     const core::DisplayTransform transform({0, 0}, 1, 2);
+    const PixelRect bounds{0, 0, 800, 700};
     canvas.prewarm({0, 0});
-    builder.sync(canvas.scene(), transform);
-    builder.reset();
-
     const auto frame = [&] {
-        builder.setLiveBirth(canvas.liveBirth());
-        builder.sync(canvas.scene(), transform);
-        builder.syncLive(canvas.liveShape(), transform);
+        ASSERT_TRUE(layer.render(target, {canvas, transform, 1.0, bounds, {}, {}}));
     };
+    frame();  // makes the frame buffer
+    layer.reset();
+
     long counted = 0;
     {
         testing::AllocationCounter counter;
@@ -42,11 +46,22 @@ TEST(InkPathAllocations, PointerEventsAndFrameBuildingAfterPrewarmAllocateNothin
                 frame();
             }
         }
+        // A circle drawn with the pen is beautified on release.
+        canvas.setTool(core::Tool::pen, 0);
+        canvas.pointerDown({200, 100}, {}, 1, 1.0);
+        for (int i = 1; i <= 72; ++i) {
+            const double t = i * 2 * M_PI / 72;
+            canvas.pointerDrag({200 + 60 * std::cos(t), 160 + 60 * std::sin(t) - 60}, {});
+        }
+        canvas.pointerUp({260, 100}, {}, 1.0);
+        frame();
         canvas.undo();
         frame();
         counted = counter.count();
     }
     EXPECT_EQ(counted, 0);
+    EXPECT_GT(canvas.scene().spanCount(), 33) << "the circle was beautified";
+    EXPECT_GT(presents, 3000);
 }
 
 }  // namespace

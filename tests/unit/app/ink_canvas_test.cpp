@@ -158,5 +158,18 @@ TEST_F(InkCanvasTest, TextEntryCommitsOnEscapeAndReEditingSupersedes) {
     EXPECT_EQ(canvas.textScene().span(1).position, (ContentPoint{100, 200}));
 }
 
+TEST_F(InkCanvasTest, AnEditWhileAShapeIsDraggedLeavesTheShapeToCommit) {
+    drag({{10, 10}, {60, 10}});
+    canvas.setTool(Tool::rectangle, 1);
+    canvas.pointerDown({100, 100}, {}, 1, 2);
+    canvas.pointerDrag({160, 140}, {});
+    ASSERT_TRUE(canvas.liveShape());
+    EXPECT_TRUE(canvas.undo());  // a shortcut pressed mid-drag
+    EXPECT_TRUE(canvas.liveShape()) << "still under the pointer";
+    canvas.pointerUp({160, 140}, {}, 2);
+    EXPECT_EQ(canvas.scene().visibleSpanCount(), 1) << "the rectangle replaced the undone line";
+    EXPECT_GE(canvas.scene().span(0).count, 5);
+}
+
 }  // namespace
 }  // namespace scrawlet::ink

@@ -124,5 +124,25 @@ TEST(StrokeInstances, TwoEditsBetweenFramesWithUnchangedCountsStillRebuild) {
     ink.expectSameAsFreshBuild();
 }
 
+TEST(StrokeInstances, BirthsAfterWeeksOfUptimeFadeSmoothlyAgainstTheEpoch) {
+    // 46 days after boot a float step is a quarter second: longer than the fade window.
+    const double birth = 4.0e6 + 0.123;
+    core::StrokeScene scene(16, 4, 0);
+    scene.begin({0, 0}, kPen, birth);
+    scene.end();
+    std::vector<SegmentInstance> storage(16);
+    StrokeInstanceBuilder builder(storage.data(), 16, 4);
+    builder.setEpoch(4.0e6 - 30);
+    builder.sync(scene, kIdentity);
+    const double ttl = 2, window = core::AutoErase::fadeWindow(ttl);
+    for (const double into : {0.1, 0.2, 0.3}) {
+        const double now = birth + ttl - window + into;
+        const float f = fadeFactor(FadeUniform::at(now - builder.epoch(), ttl),
+                                   builder.instances()[0].birth);
+        EXPECT_NEAR(f, 1 - into / window, 1e-3) << into;
+    }
+}
+
 }  // namespace
 }  // namespace scrawlet::ink
+

@@ -1,0 +1,127 @@
+#include "app/ink/ink_layer.h"
+
+#include <cmath>
+
+#include "app/ink/ink_canvas.h"
+#include "core/auto_erase.h"
+
+namespace scrawlet::ink {
+
+InkLayer::InkLayer(int instanceCapacity, int strokeCapacity)
+    : storage_(static_cast<std::size_t>(instanceCapacity)),
+      builder_(storage_.data(), instanceCapacity, strokeCapacity) {}
+
+void InkLayer::reset() {
+    builder_.reset();
+    presentedInstances_ = 0;
+    needsEverything_ = true;
+}
+
+void InkLayer::addFadingDamage(const InkCanvas& canvas, const core::DisplayTransform& transform,
+                               double then, double now, Damage& damage) {
+    const auto ttl = canvas.timeToLive();
+    if (!ttl || !(*ttl > 0)) return;
+    const double hold = *ttl - core::AutoErase::fadeWindow(*ttl);
+    const core::StrokeScene& scene = canvas.scene();
+    for (int i = 0; i < scene.visibleSpanCount(); ++i) {
+        const core::StrokeSpan& span = scene.span(i);
+        // Its factor moves only while its age is between the hold and the end.
+        if (span.count == 0 || !(now > span.birth + hold) || !(then < span.birth + *ttl) ||
+            !scene.isVisible(i)) {
+            continue;
+        }
+        const auto box = scene.bounds(i);
+        if (!box) continue;
+        const core::ScreenPixel topLeft = transform.screenPixel({box->x, box->y});
+        const core::ScreenPixel bottomRight =
+            transform.screenPixel({box->x + box->width, box->y + box->height});
+        const double reach = transform.backingScaleFactor() * transform.zoom() *
+                                 span.style.widthContentUnits * 0.5 + 1.5;
+        damage.add(PixelRect::enclosing(std::min(topLeft.x, bottomRight.x) - reach,
+                                        std::min(topLeft.y, bottomRight.y) - reach,
+                                        std::max(topLeft.x, bottomRight.x) + reach,
+                                        std::max(topLeft.y, bottomRight.y) + reach));
+    }
+}
+
+void InkLayer::repaint(InkTarget& target, const PixelRect& rect, const FadeUniform& fade) {
+    target.clear(rect);
+    const int count = builder_.instanceCount();
+    const int start = builder_.coveringStart(rect, 0, count, fade);
+    builder_.forEachRangeIn(rect, start, count, [&](int s, int n, core::InkBlend blend) {
+        target.drawInstances(s, n, blend, fade, rect);
+    });
+    if (builder_.liveInstanceCount() > 0 && builder_.liveReach().intersects(rect)) {
+        target.drawInstances(count, builder_.liveInstanceCount(), builder_.liveBlend(), fade, rect);
+    }
+    target.drawOverlay(rect);
+}
+
+bool InkLayer::render(InkTarget& target, const Frame& frame) {
+    const std::optional<int> age = target.beginFrame(frame.bounds);
+    if (!age) return false;
+    const InkCanvas& canvas = frame.canvas;
+    builder_.setLiveBirth(canvas.liveBirth());
+    builder_.sync(canvas.scene(), frame.transform);
+    builder_.syncLive(canvas.liveShape(), frame.transform);
+    const bool rebuilt = builder_.rebuildCount() != builtRebuilds_;
+    builtRebuilds_ = builder_.rebuildCount();
+    const int count = builder_.instanceCount();
+    const FadeUniform fade = FadeUniform::at(frame.now - builder_.epoch(), canvas.timeToLive());
+
+    Damage damage(frame.bounds);
+    bool appendOnTop = false;
+    PixelRect appended;
+    if (needsEverything_ || rebuilt || *age <= 0 || *age > kHistory + 1) {
+        damage.addAll();
+    } else {
+        damage.add(lastLiveReach_);
+        damage.add(builder_.liveReach());
+        addFadingDamage(canvas, frame.transform, lastFrameTime_.value_or(frame.now), frame.now,
+                        damage);
+        for (const PixelRect& rect : frame.overlayDamage) damage.add(rect);
+        for (int i = 0; i + 1 < *age; ++i) {
+            for (const PixelRect& rect : history_[static_cast<std::size_t>(i)].rects()) {
+                damage.add(rect);
+            }
+        }
+        appended = builder_.reach(presentedInstances_, count).intersected(frame.bounds);
+        if (!appended.isEmpty()) {
+            bool underOverlay = false;
+            for (const PixelRect& item : frame.overlayItems) {
+                underOverlay = underOverlay || item.intersects(appended);
+            }
+            // New ink goes under the overlay and the live shape, so there it is repainted.
+            if (underOverlay || damage.intersects(appended) || *age > 1) {
+                damage.add(appended);
+            } else {
+                appendOnTop = true;
+            }
+        }
+    }
+    target.upload(builder_.instances(), rebuilt ? 0 : std::min(presentedInstances_, count));
+    for (const PixelRect& rect : damage.rects()) {
+        repaint(target, rect, fade);
+    }
+    if (appendOnTop) {
+        builder_.forEachRangeIn(appended, presentedInstances_, count,
+                                [&](int s, int n, core::InkBlend blend) {
+                                    target.drawInstances(s, n, blend, fade, appended);
+                                });
+    }
+    Damage presented = damage;
+    presented.add(appended);
+    target.present(presented.rects());
+
+    for (int i = kHistory - 1; i > 0; --i) history_[static_cast<std::size_t>(i)] = history_[static_cast<std::size_t>(i - 1)];
+    history_[0] = presented;
+    lastDamage_ = damage;
+    lastPresentedArea_ = presented.area();
+    presentedInstances_ = count;
+    lastLiveReach_ = builder_.liveReach();
+    lastFrameTime_ = frame.now;
+    needsEverything_ = false;
+    return true;
+}
+
+}  // namespace scrawlet::ink

@@ -1,0 +1,169 @@
+// The ink view on a real X server, on each drawing path this machine offers: what partial
+// frames leave in the window equals a full redraw of the same scene, double clicks draw what
+// two clicks draw, and a view that cannot be seen owes no frames.
+#include "app/ink/ink_view.h"
+
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <QPixmap>
+#include <QScreen>
+#include <QTest>
+#include <random>
+
+#include "app/ink/pixel_ink_target.h"
+#include "app/platform/gl_presenter.h"
+#include "tests/e2e/x_session.h"
+
+namespace scrawlet::ink {
+namespace {
+
+using platform::PresentPath;
+using namespace std::chrono_literals;
+
+constexpr QRect kGeometry(100, 100, 360, 240);
+
+class InkViewTest : public e2e::GuiTestSuite, public ::testing::WithParamInterface<PresentPath> {
+  protected:
+    void SetUp() override {
+        const auto offered = platform::probeGlPresentation();
+        ASSERT_TRUE(offered);
+        if (GetParam() == PresentPath::copySubBuffer && !offered->copySubBuffer) {
+            GTEST_SKIP() << "this GL has no copy-sub-buffer";
+        }
+        InkView::Options options;
+        options.style = {{230, 20, 20, 255}, 5, 1, core::InkBlend::normal};
+        options.capacities = {8192, 128, 0, 16};
+        options.presentPath = GetParam();
+        options.flags = Qt::Tool | Qt::FramelessWindowHint;
+        view = InkView::create(QGuiApplication::primaryScreen(), kGeometry, options);
+        ASSERT_TRUE(view);
+    }
+
+    void showAndSettle() {
+        view->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
+        settle();
+    }
+
+    // Until the frame owed for the last edit is on screen.
+    void settle() {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !view->frames().hasPendingInput(); }, 5000));
+        xcb_aux_sync();
+    }
+    static void xcb_aux_sync() {
+        // One round trip: what was presented has reached the server.
+        QGuiApplication::primaryScreen()->grabWindow(0, 0, 0, 1, 1);
+    }
+
+    // The window's own pixels (premultiplied), compared with a fresh full redraw of the scene
+    // under the same overlay.
+    int mismatchesWithFullRedraw(int tolerance) {
+        const QImage shown = QGuiApplication::primaryScreen()
+                                 ->grabWindow(view->winId())
+                                 .toImage()
+                                 .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        InkLayer fresh(8192 + 128, 128);
+        PixelInkTarget full(nullptr);
+        QImage overlay = view->overlayImage();
+        full.setOverlay({reinterpret_cast<std::uint32_t*>(overlay.bits()),
+                         static_cast<int>(overlay.bytesPerLine() / 4), overlay.width(),
+                         overlay.height()});
+        const PixelRect bounds{0, 0, kGeometry.width(), kGeometry.height()};
+        EXPECT_TRUE(fresh.render(full, {view->canvas(), view->transform(), view->now(), bounds,
+                                        {}, {}}));
+        int mismatches = 0;
+        for (int y = 0; y < bounds.height && y < shown.height(); ++y) {
+            const auto* row = reinterpret_cast<const QRgb*>(shown.constScanLine(y));
+            for (int x = 0; x < bounds.width && x < shown.width(); ++x) {
+                const QRgb got = row[x], want = full.frame().row(y)[x];
+                const bool same = std::abs(qRed(got) - qRed(want)) <= tolerance &&
+                                  std::abs(qGreen(got) - qGreen(want)) <= tolerance &&
+                                  std::abs(qBlue(got) - qBlue(want)) <= tolerance &&
+                                  std::abs(qAlpha(got) - qAlpha(want)) <= tolerance;
+                if (!same && ++mismatches <= 3) {
+                    ADD_FAILURE() << "(" << x << ", " << y << ") " << std::hex << got << " not "
+                                  << want;
+                }
+            }
+        }
+        return mismatches;
+    }
+
+    void stroke(std::mt19937& random) {
+        std::uniform_real_distribution<double> x(20, 340), y(20, 220);
+        InkCanvas& canvas = view->canvas();
+        core::ContentPoint p{x(random), y(random)};
+        canvas.pointerDown(p, {}, 1, view->now());
+        for (int i = 0; i < 10; ++i) {
+            p = {std::clamp(p.x + x(random) / 10 - 18, 0.0, 360.0),
+                 std::clamp(p.y + y(random) / 10 - 12, 0.0, 240.0)};
+            canvas.pointerDrag(p, {});
+            if (i % 4 == 0) settle();
+        }
+        canvas.pointerUp(p, {}, view->now());
+    }
+
+    std::unique_ptr<InkView> view;
+};
+
+TEST_P(InkViewTest, TheWindowAfterPartialFramesEqualsAFullRedraw) {
+    showAndSettle();
+    std::mt19937 random(3);
+    InkCanvas& canvas = view->canvas();
+    for (int i = 0; i < 10; ++i) {
+        const bool highlight = i % 3 == 2;
+        view->setStyle({{static_cast<std::uint8_t>(40 * i), 120, 220,
+                         static_cast<std::uint8_t>(highlight ? 255 : 200)},
+                        highlight ? 16.0 : 4.0, highlight ? 0.5 : 1.0,
+                        highlight ? core::InkBlend::maximum : core::InkBlend::normal});
+        stroke(random);
+        settle();
+    }
+    EXPECT_EQ(mismatchesWithFullRedraw(2), 0) << "drawn";
+    canvas.undo();
+    canvas.undo();
+    settle();
+    EXPECT_EQ(mismatchesWithFullRedraw(2), 0) << "undone";
+    view->setTool(core::Tool::select);
+    const core::ContentPoint start = canvas.scene().point(canvas.scene().span(1).start);
+    canvas.pointerDown(start, {}, 1, view->now());
+    canvas.pointerDrag({start.x + 40, start.y + 25}, {});
+    settle();
+    canvas.pointerUp({start.x + 40, start.y + 25}, {}, view->now());
+    settle();
+    EXPECT_EQ(mismatchesWithFullRedraw(2), 0) << "moved";
+    EXPECT_TRUE(canvas.clearAll());
+    settle();
+    EXPECT_EQ(mismatchesWithFullRedraw(2), 0) << "cleared";
+}
+
+TEST_P(InkViewTest, APenDoubleClickDrawsTwoStrokes) {
+    showAndSettle();
+    QTest::mouseDClick(view.get(), Qt::LeftButton, {}, QPoint(50, 60));
+    settle();
+    EXPECT_EQ(view->canvas().strokeCount(), 2u);
+    EXPECT_EQ(view->canvas().scene().visibleSpanCount(), 2);
+}
+
+TEST_P(InkViewTest, AHiddenViewOwesNothingAndShowsNoHints) {
+    InkCanvas& canvas = view->canvas();
+    canvas.pointerDown({30, 30}, {}, 1, view->now());
+    canvas.pointerUp({60, 30}, {}, view->now());
+    view->showHint(QStringLiteral("Pen"), false);
+    EXPECT_FALSE(view->frames().isRunning()) << "no clock runs for a view nobody can see";
+    EXPECT_EQ(view->frames().tickCount(), 0u);
+    showAndSettle();
+    EXPECT_GE(view->frames().frameCount(), 1u) << "shown: the ink is drawn";
+    EXPECT_EQ(mismatchesWithFullRedraw(2), 0) << "no hint over the ink";
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,
+                         ::testing::Values(PresentPath::software, PresentPath::copySubBuffer,
+                                           PresentPath::fullSwap),
+                         [](const auto& info) {
+                             return std::string(platform::presentPathName(info.param));
+                         });
+
+}  // namespace
+}  // namespace scrawlet::ink

@@ -1,0 +1,211 @@
+// The retained layer against an oracle: after every edit, the pixels kept by partial frames must
+// equal a full redraw of the same scene by a fresh layer, and a new segment must present only
+// its own neighbourhood.
+#include "app/ink/ink_layer.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "app/ink/ink_canvas.h"
+#include "app/ink/pixel_ink_target.h"
+
+namespace scrawlet::ink {
+namespace {
+
+using core::ContentPoint;
+
+constexpr int kWidth = 320;
+constexpr int kHeight = 200;
+constexpr PixelRect kBounds{0, 0, kWidth, kHeight};
+const SceneCapacities kCapacities{16384, 256, 0, 16};
+
+class InkLayerTest : public ::testing::Test {
+  protected:
+    InkLayerTest()
+        : canvas(kCapacities, {{255, 0, 0, 255}, 4, 1, core::InkBlend::normal}),
+          layer(kCapacities.pointCapacity + kCapacities.strokeCapacity, kCapacities.strokeCapacity),
+          target([this](const PixelBuffer&, std::span<const PixelRect> rects) {
+              presented.assign(rects.begin(), rects.end());
+          }) {
+        overlayPixels.assign(static_cast<std::size_t>(kWidth * kHeight), 0);
+        overlay = {overlayPixels.data(), kWidth, kWidth, kHeight};
+        target.setOverlay(overlay);
+    }
+
+    // A translucent grey box in the overlay, as a text label would be.
+    void paintOverlayBox(const PixelRect& box, std::uint32_t pixel) {
+        for (int y = box.y; y < box.bottom(); ++y)
+            for (int x = box.x; x < box.right(); ++x)
+                overlayPixels[static_cast<std::size_t>(y * kWidth + x)] = pixel;
+    }
+
+    InkLayer::Frame frame(std::span<const PixelRect> damage = {}) const {
+        return {canvas, transform, now, kBounds, damage, overlayItems};
+    }
+
+    void renderAndCompare(const std::string& step, std::span<const PixelRect> damage = {}) {
+        ASSERT_TRUE(layer.render(target, frame(damage))) << step;
+        InkLayer fresh(kCapacities.pointCapacity + kCapacities.strokeCapacity,
+                       kCapacities.strokeCapacity);
+        PixelInkTarget full(nullptr);
+        full.setOverlay(overlay);
+        ASSERT_TRUE(fresh.render(full, frame()));
+        int mismatches = 0;
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x) {
+                const auto got = target.frame().row(y)[x], want = full.frame().row(y)[x];
+                if (got != want && ++mismatches <= 3) {
+                    ADD_FAILURE() << step << ": (" << x << ", " << y << ") " << std::hex << got
+                                  << " not " << want;
+                }
+            }
+        }
+        EXPECT_EQ(mismatches, 0) << step;
+    }
+
+    void stroke(std::mt19937& random, core::Tool tool) {
+        std::uniform_real_distribution<double> x(0, kWidth), y(0, kHeight);
+        canvas.setTool(tool, now);
+        ContentPoint p{x(random), y(random)};
+        canvas.pointerDown(p, {}, 1, now);
+        for (int i = 0; i < 12; ++i) {
+            p = {p.x + x(random) / 16 - 10, p.y + y(random) / 10 - 10};
+            canvas.pointerDrag(p, {});
+            // Every few motions a frame, as the display would take them.
+            if (i % 3 == 0) renderAndCompare("drag");
+        }
+        canvas.pointerUp(p, {}, now);
+    }
+
+    InkCanvas canvas;
+    core::DisplayTransform transform{{0, 0}, 1, 1};
+    double now = 10;
+    InkLayer layer;
+    std::vector<PixelRect> presented;
+    PixelInkTarget target;
+    std::vector<std::uint32_t> overlayPixels;
+    PixelBuffer overlay;
+    std::vector<PixelRect> overlayItems;
+};
+
+TEST_F(InkLayerTest, PartialFramesEqualAFullRedrawThroughEveryKindOfEdit) {
+    std::mt19937 random(7);
+    const PixelRect label{100, 60, 80, 30};
+    paintOverlayBox(label, 0x80404040);
+    overlayItems = {label};
+    renderAndCompare("first frame");
+
+    const core::Colour colours[] = {{255, 0, 0, 255}, {0, 90, 255, 160}, {255, 230, 0, 255}};
+    for (int i = 0; i < 12; ++i) {
+        const bool highlight = i % 4 == 1;
+        canvas.setStyle({colours[i % 3], highlight ? 14.0 : 3.0 + i % 5, highlight ? 0.5 : 1.0,
+                         highlight ? core::InkBlend::maximum : core::InkBlend::normal});
+        stroke(random, core::Tool::pen);
+        renderAndCompare("stroke " + std::to_string(i));
+    }
+    // A shape dragged across others, frame by frame, then committed.
+    canvas.setTool(core::Tool::ellipse, now);
+    canvas.pointerDown({40, 40}, {}, 1, now);
+    for (int i = 1; i < 8; ++i) {
+        canvas.pointerDrag({40.0 + 25 * i, 40.0 + 15 * i}, {});
+        renderAndCompare("live shape");
+    }
+    canvas.pointerUp({240, 160}, {}, now);
+    renderAndCompare("shape committed");
+
+    canvas.undo();
+    renderAndCompare("undo");
+    canvas.redo();
+    renderAndCompare("redo");
+
+    canvas.setTool(core::Tool::select, now);
+    const ContentPoint start = canvas.scene().point(canvas.scene().span(2).start);
+    canvas.pointerDown(start, {}, 1, now);
+    canvas.pointerDrag({start.x + 30, start.y + 20}, {});
+    canvas.pointerUp({start.x + 30, start.y + 20}, {}, now);
+    renderAndCompare("move");
+    EXPECT_TRUE(canvas.deleteSelection());
+    renderAndCompare("delete");
+
+    // The overlay changes over the ink: only its rectangle is damaged.
+    paintOverlayBox(label, 0);
+    const PixelRect moved{20, 120, 60, 40};
+    paintOverlayBox(moved, 0xc0102030);
+    overlayItems = {moved};
+    const PixelRect damage[] = {label, moved};
+    renderAndCompare("overlay moved", damage);
+
+    EXPECT_TRUE(canvas.clearAll());
+    renderAndCompare("clear");
+    canvas.undo();
+    renderAndCompare("clear undone");
+
+    // Fading: older strokes fade at their own pace while the newest holds.
+    canvas.setTimeToLive(1.0);
+    layer.invalidate();
+    canvas.setTool(core::Tool::pen, now);
+    now += 0.1;
+    stroke(random, core::Tool::pen);
+    for (int i = 0; i < 12; ++i) {
+        now += 0.08;
+        renderAndCompare("fading " + std::to_string(i));
+    }
+}
+
+TEST_F(InkLayerTest, ANewSegmentPresentsOnlyItsNeighbourhood) {
+    canvas.pointerDown({50, 50}, {}, 1, now);
+    ASSERT_TRUE(layer.render(target, frame()));
+    canvas.pointerDrag({53, 52}, {});
+    ASSERT_TRUE(layer.render(target, frame()));
+    ASSERT_FALSE(presented.empty());
+    long long area = 0;
+    for (const PixelRect& rect : presented) {
+        area += rect.area();
+        EXPECT_TRUE(rect.intersects({49, 49, 6, 5}));
+    }
+    EXPECT_LE(area, 12 * 12) << "a 4-wide segment of 3.6 pixels";
+    EXPECT_TRUE(layer.lastDamage().isEmpty()) << "drawn on top of what was there";
+}
+
+TEST_F(InkLayerTest, AnOpaqueStrokeOverAnAreaSparesRedrawingWhatItCovers) {
+    canvas.setStyle({{0, 0, 0, 255}, 400, 1, core::InkBlend::normal});
+    canvas.pointerDown({10, 10}, {}, 1, now);
+    canvas.pointerDrag({300, 190}, {});
+    canvas.pointerUp({300, 190}, {}, now);
+    ASSERT_TRUE(layer.render(target, frame()));
+    const auto& builder = layer.builder();
+    const FadeUniform fade = FadeUniform::at(now, std::nullopt);
+    EXPECT_EQ(builder.coveringStart(kBounds, 0, builder.instanceCount(), fade),
+              builder.instanceCount() - 1);
+    canvas.setStyle({{0, 0, 0, 128}, 400, 1, core::InkBlend::normal});
+    canvas.pointerDown({10, 10}, {}, 1, now);
+    canvas.pointerUp({10, 10}, {}, now);
+    renderAndCompare("translucent over opaque");
+    EXPECT_EQ(builder.coveringStart(kBounds, 0, builder.instanceCount(), fade),
+              builder.instanceCount() - 2)
+        << "a translucent dot decides nothing alone";
+}
+
+TEST(Damage, MergesTouchingRectanglesAndStaysBounded) {
+    Damage damage({0, 0, 100, 100});
+    damage.add({10, 10, 10, 10});
+    damage.add({20, 10, 10, 10});  // touches: one rectangle
+    ASSERT_EQ(damage.rects().size(), 1u);
+    EXPECT_EQ(damage.rects()[0], (PixelRect{10, 10, 20, 10}));
+    damage.add({12, 12, 2, 2});  // inside: nothing new
+    damage.add({-50, 90, 200, 50});  // clipped to the bounds
+    EXPECT_EQ(damage.rects().back(), (PixelRect{0, 90, 100, 10}));
+    for (int i = 0; i < 20; ++i) damage.add({i * 4 % 90, 40 + i % 3 * 15, 2, 2});
+    EXPECT_LE(static_cast<int>(damage.rects().size()), Damage::kMaximumRects);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_TRUE(damage.intersects({i * 4 % 90, 40 + i % 3 * 15, 2, 2})) << i;
+    }
+    damage.addAll();
+    EXPECT_TRUE(damage.isEverything());
+    EXPECT_TRUE(PixelRect::enclosing(0, 0, std::nan(""), 1).isEmpty());
+}
+
+}  // namespace
+}  // namespace scrawlet::ink
