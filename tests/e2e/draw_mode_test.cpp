@@ -251,6 +251,13 @@ TEST_F(DrawMode, RecordsNameTheActiveWindowAndFollowItsChanges) {
     name("Notes — edited");
     EXPECT_TRUE(awaitFrontmostName("Notes — edited"))
         << nlohmann::json(events("modeToggle")).dump();
+    // The window goes before the window manager says so.
+    xcb_destroy_window(c, window);
+    const xcb_window_t none = XCB_NONE;
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, root, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW,
+                        32, 1, &none);
+    xcb_flush(c);
+    EXPECT_TRUE(awaitFrontmostName("")) << nlohmann::json(events("modeToggle")).dump();
     xcb_disconnect(c);
     finishWith(*run, SIGTERM);
 }

@@ -92,15 +92,21 @@ class X11FrontmostAppProvider final : public FrontmostAppProvider,
     // left alone: their event masks are Qt's.
     void watch(xcb_window_t window) {
         if (watched_ != XCB_NONE && watched_ != window) {
-            const std::uint32_t none = 0;
-            xcb_change_window_attributes(x_.connection, watched_, XCB_CW_EVENT_MASK, &none);
+            selectEvents(watched_, 0);
         }
         if (window != XCB_NONE && window != watched_) {
-            const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-            xcb_change_window_attributes(x_.connection, window, XCB_CW_EVENT_MASK, &mask);
+            selectEvents(window, XCB_EVENT_MASK_PROPERTY_CHANGE);
         }
         watched_ = window;
         xcb_flush(x_.connection);
+    }
+
+    // The window may be gone by now; its BadWindow is dropped here rather than reaching Qt's
+    // error log.
+    void selectEvents(xcb_window_t window, std::uint32_t mask) {
+        const auto cookie =
+            xcb_change_window_attributes_checked(x_.connection, window, XCB_CW_EVENT_MASK, &mask);
+        xcb_discard_reply(x_.connection, cookie.sequence);
     }
 
     void refresh() {
