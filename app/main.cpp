@@ -1,15 +1,32 @@
 // The scrawlet executable: chooses the launch mode and runs its controller. Every configuration
 // error ends the process here, with its line and status, before any window exists.
 #include <QApplication>
+#include <csignal>
+#include <cstdlib>
 #include <iostream>
 
+#include "app/platform/platform_services.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_config.h"
 #include "app/shell/launch_mode.h"
+#include "app/shell/signal_relay.h"
 
 namespace {
 
 using namespace scrawlet;
+
+// Qt ends the process with exit(1) from inside its event dispatcher when its X connection
+// breaks, before anything of ours runs; the run still owes its summary and the log's last word.
+shell::DrawAppDelegate* runningDelegate = nullptr;
+
+void finishWhenTheDisplayIsLost() {
+    if (runningDelegate && platform::displayConnectionLost()) {
+        std::cerr << "draw: the X server went away\n";
+        runningDelegate->finish("displayLost");
+        // The rest of the exit would tear down Qt on a dead connection.
+        std::_Exit(runningDelegate->exitStatus());
+    }
+}
 
 int fail(const shell::ConfigExit& exit) {
     std::cerr << exit.message << "\n";
@@ -31,7 +48,7 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
     }
     // Qt aborts when it cannot reach the display; say it ourselves first.
     const auto display = env.value("DISPLAY");
-    if (!display || display->empty()) {
+    if (!display || display->empty() || !platform::displayReachable(std::string(*display))) {
         return fail({"draw: no drawable screen", 2});
     }
     // XWayland too: the overlays, grabs and capture are X11 services.
@@ -46,13 +63,25 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
     if (const auto failure = delegate.launch()) {
         return fail(*failure);
     }
+    runningDelegate = &delegate;
+    std::atexit(finishWhenTheDisplayIsLost);
     application.exec();
+    runningDelegate = nullptr;
     return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Until the relay's handlers are installed, a finishing signal would kill the process
+    // mid-start with nothing written; blocked, it waits and is delivered once they run. Threads
+    // started from here on inherit the mask, so the main thread is the one that gets them.
+    sigset_t runSignals;
+    sigemptyset(&runSignals);
+    for (const int signal : shell::SignalRelay::kRunSignals) {
+        sigaddset(&runSignals, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &runSignals, nullptr);
     const auto env = shell::Environment::fromProcess();
     const auto mode = shell::launchModeFromEnvironment(env);
     if (!mode) {

@@ -13,10 +13,16 @@ std::string shortestDecimal(double value) {
     if (std::isinf(value)) {
         return value < 0 ? "-inf" : "inf";
     }
-    std::array<char, 64> buffer{};
-    const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+    // Plain decimals from 0.0001 up to the last integer a double holds exactly, as people
+    // write them ("0.0001", "100000.0"); exponents only beyond, where digits would run on.
+    const double magnitude = std::abs(value);
+    const bool plain = magnitude == 0 || (magnitude >= 1e-4 && magnitude < 0x1p53);
+    std::array<char, 400> buffer{};
+    const auto [end, error] =
+        std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                      plain ? std::chars_format::fixed : std::chars_format::scientific);
     std::string text(buffer.data(), end);
-    if (text.find_first_of(".e") == std::string::npos) {
+    if (plain && text.find('.') == std::string::npos) {
         text += ".0";
     }
     return text;

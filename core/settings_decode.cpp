@@ -95,31 +95,32 @@ Failure convert(const json& value, double& out, const Location& at) {
 }
 
 // 10.0 reads as 10, but 10.5 is refused rather than silently truncated as the library would.
-Failure convert(const json& value, int& out, const Location& at) {
+// Read wide: a version or index beyond 32 bits is reported with its own value by the checks.
+Failure convert(const json& value, std::int64_t& out, const Location& at) {
     if (!value.is_number()) {
         return typeMismatch(at.text(), "number", value);
     }
-    constexpr auto lowest = std::numeric_limits<int>::min();
-    constexpr auto highest = std::numeric_limits<int>::max();
+    // 2^63 exactly: the first double past the range.
+    constexpr double kBeyond = 9223372036854775808.0;
     bool fits = false;
     if (value.is_number_unsigned()) {
-        const auto number = value.get<std::uint64_t>();
-        fits = number <= static_cast<std::uint64_t>(highest);
+        fits = value.get<std::uint64_t>() <=
+               static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     } else if (value.is_number_integer()) {
-        const auto number = value.get<std::int64_t>();
-        fits = lowest <= number && number <= highest;
+        fits = true;
     } else {
         const auto number = value.get<double>();
         if (!(std::trunc(number) == number)) {
             return decoderError(at.text(), join({"number ", quoted(value), " is not an integer"}));
         }
-        fits = lowest <= number && number <= highest;
+        fits = -kBeyond <= number && number < kBeyond;
     }
     if (!fits) {
         return decoderError(at.text(),
                             join({"number ", quoted(value), " does not fit in an integer"}));
     }
-    out = value.get<int>();
+    out = value.is_number_float() ? static_cast<std::int64_t>(value.get<double>())
+                                  : value.get<std::int64_t>();
     return std::nullopt;
 }
 
@@ -255,9 +256,26 @@ class ObjectReader {
         }
     }
 
-    void checkIndex(std::string_view key, int index, std::size_t count) {
-        if (ok() && (index < 0 || static_cast<std::size_t>(index) >= count)) {
+    // Indices and counts are stored as int once their checks have passed; until then they are
+    // held wide so that the error carries the value the file says.
+    void readIndex(std::string_view key, int& out, Presence presence, std::size_t count) {
+        std::int64_t index = out;
+        read(key, index, presence);
+        if (ok() && (index < 0 || static_cast<std::uint64_t>(index) >= count)) {
             fail(SettingsError::IndexOutOfBounds{field(key), index, static_cast<long long>(count)});
+        }
+        if (ok()) {
+            out = static_cast<int>(index);
+        }
+    }
+
+    void readCount(std::string_view key, int& out, Presence presence, ClosedRange<int> range) {
+        std::int64_t count = out;
+        read(key, count, presence);
+        checkRange(key, static_cast<double>(count),
+                   {static_cast<double>(range.lowerBound), static_cast<double>(range.upperBound)});
+        if (ok()) {
+            out = static_cast<int>(count);
         }
     }
 
@@ -314,8 +332,8 @@ SettingsDecoded<StrokeWidthSettings> StrokeWidthSettings::decode(const json& val
     for (const double width : section.presetsPoints) {
         reader.checkRange("presetsPoints", width, kPresetWidthRange);
     }
-    reader.read("selectedIndex", section.selectedIndex, Presence::required);
-    reader.checkIndex("selectedIndex", section.selectedIndex, section.presetsPoints.size());
+    reader.readIndex("selectedIndex", section.selectedIndex, Presence::required,
+                     section.presetsPoints.size());
     reader.read("pressureModulation", section.pressureModulation, Presence::optional);
     return reader.finish(std::move(section));
 }
@@ -350,8 +368,8 @@ SettingsDecoded<AnnotationSettings> AnnotationSettings::decode(const json& value
     ObjectReader reader(value, "annotation");
     reader.read("palette", section.palette, Presence::required);
     reader.checkCount("palette", section.palette.size(), paletteSize, Count::exactly);
-    reader.read("selectedPaletteIndex", section.selectedPaletteIndex, Presence::optional);
-    reader.checkIndex("selectedPaletteIndex", section.selectedPaletteIndex, section.palette.size());
+    reader.readIndex("selectedPaletteIndex", section.selectedPaletteIndex, Presence::optional,
+                     section.palette.size());
     reader.section("strokeWidth", section.strokeWidth, Presence::required,
                    &StrokeWidthSettings::decode);
     reader.section("autoErase", section.autoErase, Presence::required, &AutoEraseSettings::decode);
@@ -405,10 +423,7 @@ SettingsDecoded<CaptureSettings> CaptureSettings::decode(const json& value) {
     CaptureSettings section;
     ObjectReader reader(value, "capture");
     reader.read("destinationFolder", section.destinationFolder, Presence::optional);
-    reader.read("historyCount", section.historyCount, Presence::optional);
-    reader.checkRange("historyCount", section.historyCount,
-                      {static_cast<double>(historyCountRange.lowerBound),
-                       static_cast<double>(historyCountRange.upperBound)});
+    reader.readCount("historyCount", section.historyCount, Presence::optional, historyCountRange);
     return reader.finish(std::move(section));
 }
 
@@ -436,11 +451,12 @@ SettingsDecoded<SystemSettings> SystemSettings::decode(const json& value) {
 SettingsDecoded<Settings> Settings::decode(const json& value) {
     Settings settings;
     ObjectReader reader(value, "");
-    reader.read("schemaVersion", settings.schemaVersion, Presence::required);
-    if (reader.ok() && settings.schemaVersion != supportedSchemaVersion) {
-        reader.fail(SettingsError::UnsupportedSchemaVersion{settings.schemaVersion,
-                                                            supportedSchemaVersion});
+    std::int64_t version = 0;
+    reader.read("schemaVersion", version, Presence::required);
+    if (reader.ok() && version != supportedSchemaVersion) {
+        reader.fail(SettingsError::UnsupportedSchemaVersion{version, supportedSchemaVersion});
     }
+    settings.schemaVersion = supportedSchemaVersion;
     reader.section("annotation", settings.annotation, Presence::required,
                    &AnnotationSettings::decode);
     reader.section("cursorHighlight", settings.cursorHighlight, Presence::required,

@@ -11,7 +11,8 @@
 #include "app/ink/gl_ink_target.h"
 #include "app/ink/key_chord.h"
 #include "app/ink/pixel_ink_target.h"
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
+#include "app/platform/monotonic_clock.h"
 
 namespace scrawlet::ink {
 namespace {
@@ -24,7 +25,7 @@ constexpr double kFallbackRefreshHz = 60;
 
 // Births and fade times are kept relative to this, taken when the first view is made.
 double processEpoch() {
-    static const double epoch = shell::monotonicSeconds();
+    static const double epoch = platform::monotonicSeconds();
     return epoch;
 }
 
@@ -121,7 +122,7 @@ bool InkView::initialiseGraphics() {
 }
 
 double InkView::now() const {
-    return shell::monotonicSeconds();
+    return platform::monotonicSeconds();
 }
 
 core::ContentPoint InkView::contentPoint(const QPointF& position) const {
@@ -539,11 +540,11 @@ void InkView::applyCursor() {
     }
     appliedCursor_ = shape;
     setCursor(shape);
-    shell::FrontmostLog::shared().record(
-        "cursorChanged", std::nullopt,
-        std::string("cursor=") + name + " tool=" + std::string(core::rawValue(canvas_.tool())) +
-            " enabled=" + (cursorEnabled_ ? "true" : "false") +
-            " inside=" + (pointerInside_ ? "true" : "false"));
+    log::FrontmostLog::shared().record("cursorChanged", std::nullopt,
+                                       std::string("cursor=") + name +
+                                           " tool=" + std::string(core::rawValue(canvas_.tool())) +
+                                           " enabled=" + (cursorEnabled_ ? "true" : "false") +
+                                           " inside=" + (pointerInside_ ? "true" : "false"));
 }
 
 }  // namespace scrawlet::ink

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "app/platform/frontmost_app.h"
 #include "app/platform/key_grabber.h"
@@ -22,5 +23,12 @@ std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher();
 
 // Whether a compositing manager runs; without one translucent windows show opaque.
 bool compositingManagerRunning();
+
+// Whether an X server answers at `name` ("host:display.screen") with that screen. Callable
+// before the QGuiApplication exists: Qt aborts the process when its own connection fails.
+bool displayReachable(const std::string& name);
+
+// Whether the application's connection has broken, which is how the X server's end shows.
+bool displayConnectionLost();
 
 }  // namespace scrawlet::platform

@@ -12,15 +12,12 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
+#include "app/platform/atomic_file.h"
 #include "app/platform/file_io.h"
 
 namespace scrawlet::settings {
 namespace fs = std::filesystem;
 namespace {
-
-std::string errnoText(int error) {
-    return std::strerror(error);
-}
 
 // A free name for the set-aside file: two failures within one second must not overwrite.
 fs::path freeSetAsidePath(const fs::path& folder, std::time_t now) {
@@ -66,7 +63,9 @@ std::optional<SettingsStore::Result> SettingsStore::load(const fs::path& file) {
     }
     std::error_code error;
     if (!fs::exists(fs::symlink_status(file, error))) {
-        (void)write(*defaults, file);
+        if (const auto written = write(*defaults, file); !written) {
+            return Result{*defaults, DefaultsUnwritten{written.error()}};
+        }
         return Result{*defaults, CreatedDefaults{}};
     }
 
@@ -109,25 +108,8 @@ std::expected<void, std::string> SettingsStore::write(const core::Settings& sett
     const std::string text =
         settings.encode().dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 
-    std::string temporary = (folder / ".settings.json.XXXXXX").string();
-    const int fd = ::mkstemp(temporary.data());
-    if (fd < 0) {
-        return std::unexpected("cannot write in " + folder.string() + ": " + errnoText(errno));
-    }
-    auto written = platform::writeAll(fd, text);
-    if (written && ::fsync(fd) != 0) {
-        written = std::unexpected(errnoText(errno));
-    }
-    ::fchmod(fd, 0644);
-    ::close(fd);
-    if (written && ::rename(temporary.c_str(), file.c_str()) != 0) {
-        written = std::unexpected(errnoText(errno));
-    }
-    if (!written) {
-        ::unlink(temporary.c_str());
-        return std::unexpected("cannot write " + file.string() + ": " + written.error());
-    }
-    return {};
+    // Like any file the user makes: the umask decides who else may read it.
+    return platform::writeFileAtomically(file, text, {.permissions = 0666, .applyUmask = true});
 }
 
 SettingsStore::SaveOutcome SettingsStore::save(const fs::path& file,
@@ -170,6 +152,10 @@ std::optional<std::string> SettingsStore::startupLine(const Outcome& outcome,
     }
     if (std::holds_alternative<CreatedDefaults>(outcome)) {
         return "draw: wrote default settings to " + file.string();
+    }
+    if (const auto* unwritten = std::get_if<DefaultsUnwritten>(&outcome)) {
+        return "draw: could not write default settings (" + unwritten->error +
+               "); defaults are in use";
     }
     if (const auto* kept = std::get_if<KeptInvalid>(&outcome)) {
         return "draw: settings were unreadable (" + kept->reason +

@@ -43,8 +43,13 @@ class SettingsStore {
         std::string moveError;
         bool operator==(const KeptInvalid&) const = default;
     };
-    using Outcome =
-        std::variant<ReplacedInvalid, RefusedNewerSchema, Loaded, CreatedDefaults, KeptInvalid>;
+    // There was no file and the defaults could not be written; they are in use all the same.
+    struct DefaultsUnwritten {
+        std::string error;
+        bool operator==(const DefaultsUnwritten&) const = default;
+    };
+    using Outcome = std::variant<ReplacedInvalid, RefusedNewerSchema, Loaded, CreatedDefaults,
+                                 KeptInvalid, DefaultsUnwritten>;
 
     struct Result {
         core::Settings settings;

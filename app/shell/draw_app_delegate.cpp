@@ -12,10 +12,12 @@
 #include <csignal>
 #include <iostream>
 
+#include "app/log/frontmost_log.h"
+#include "app/platform/atomic_file.h"
 #include "app/platform/display_identifier.h"
+#include "app/platform/monotonic_clock.h"
 #include "app/platform/platform_services.h"
 #include "app/settings/settings_store.h"
-#include "app/shell/frontmost_log.h"
 #include "app/shell/run_summary.h"
 #include "app/shortcuts/permissions.h"
 #include "core/number_format.h"
@@ -25,20 +27,27 @@ namespace {
 
 using core::ActionID;
 
-constexpr double kFinishRecheckSeconds = 0.05;
 constexpr std::uint64_t kCanJoinAllSpaces = 1;
 
 }  // namespace
 
 DrawAppDelegate::DrawAppDelegate(DrawConfig config)
-    : config_(std::move(config)), ignoresMouse_(config_.startsIgnoringMouseEvents) {
+    : config_(std::move(config)),
+      ignoresMouse_(config_.startsIgnoringMouseEvents),
+      finishDeferral_(
+          [this] {
+              return std::any_of(surfaces_.begin(), surfaces_.end(), [](const Surface& s) {
+                  return s.view->isSelectingCaptureRegion();
+              });
+          },
+          [this](const std::string& reason) { finish(reason); }) {
     timeLimit_.setSingleShot(true);
+    // A coarse timer may fire up to 5 % early: a 5 s run would end at 4.75 s.
+    timeLimit_.setTimerType(Qt::PreciseTimer);
     connect(&timeLimit_, &QTimer::timeout, this, [this] { requestFinish("timeout"); });
 }
 
-DrawAppDelegate::~DrawAppDelegate() {
-    FrontmostLog::shared().setFrontmostProvider(nullptr);
-}
+DrawAppDelegate::~DrawAppDelegate() = default;
 
 std::vector<ink::InkView*> DrawAppDelegate::views() const {
     std::vector<ink::InkView*> result;
@@ -51,8 +60,15 @@ std::vector<ink::InkView*> DrawAppDelegate::views() const {
 std::optional<ConfigExit> DrawAppDelegate::launch() {
     QGuiApplication::setQuitOnLastWindowClosed(false);
     frontmost_ = platform::createFrontmostAppProvider();
-    FrontmostLog::shared().setFrontmostProvider(frontmost_.get());
-    FrontmostLog::shared().start(config_.logPath);
+    if (frontmost_) {
+        frontmost_->setOnChange([](const platform::FrontmostApp& app) {
+            log::FrontmostLog::shared().setFrontmost(app);
+        });
+        log::FrontmostLog::shared().setFrontmost(frontmost_->frontmostApp());
+    }
+    if (const auto started = log::FrontmostLog::shared().start(config_.logPath); !started) {
+        std::cerr << "draw: running without the event log: " << started.error() << "\n";
+    }
     compositing_ = platform::compositingManagerRunning();
     if (!compositing_) {
         std::cerr << "draw: no compositing manager is running; the overlays will not be "
@@ -97,7 +113,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         publishRegistration(false);
     }
     parkPointer();
-    startedAt_ = monotonicSeconds();
+    startedAt_ = platform::monotonicSeconds();
     startedWallClock_ = std::chrono::system_clock::now();
     // Handlers first: a harness that waits for the banner may signal at once.
     installSignalHandlers();
@@ -172,7 +188,7 @@ void DrawAppDelegate::observeWorkspaces() {
         connect(
             workspaces_.get(), &platform::WorkspaceWatcher::activeWorkspaceChanged, this, [this] {
                 for (const Surface& surface : surfaces_) {
-                    FrontmostLog::shared().record(
+                    log::FrontmostLog::shared().record(
                         "activeSpaceDidChange", panelState(surface),
                         "screen=" + (surface.visible ? surface.screenName : std::string("nil")));
                 }
@@ -295,9 +311,9 @@ void DrawAppDelegate::reconcileDisplays() {
         } else if (surface.visible) {
             surface.view->hide();
             surface.visible = false;
-            FrontmostLog::shared().record("displayDisappeared", panelState(surface),
-                                          "displayID=" + std::to_string(surface.displayID) +
-                                              " surface retained with its ink");
+            log::FrontmostLog::shared().record("displayDisappeared", panelState(surface),
+                                               "displayID=" + std::to_string(surface.displayID) +
+                                                   " surface retained with its ink");
         }
     }
     showControlPanels();
@@ -312,30 +328,30 @@ void DrawAppDelegate::reconcileDisplays() {
             if (panelOrigins_) {
                 addControlPanel(surfaces_.back(), screen);
             }
-            FrontmostLog::shared().record(
+            log::FrontmostLog::shared().record(
                 "displayAppeared", std::nullopt,
                 "displayID=" + std::to_string(surfaces_.back().displayID) + " new surface");
         }
     }
-    FrontmostLog::shared().record("screenParametersChanged",
-                                  surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
-                                  "screens=" + std::to_string(screens.size()) +
-                                      " surfaces=" + std::to_string(surfaces_.size()));
+    log::FrontmostLog::shared().record(
+        "screenParametersChanged", surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
+        "screens=" + std::to_string(screens.size()) +
+            " surfaces=" + std::to_string(surfaces_.size()));
     if (config_.fiducials) {
         publishRegistration(true);
     }
 }
 
-std::optional<PanelState> DrawAppDelegate::panelState(const Surface& surface) const {
+std::optional<log::PanelState> DrawAppDelegate::panelState(const Surface& surface) const {
     const ink::InkView& view = *surface.view;
-    return PanelState{view.isVisible(),
-                      false,
-                      false,
-                      ignoresMouse_,
-                      windowLevel(config_.levelToken),
-                      static_cast<long long>(collectionBehavior(config_.behaviorTokens).bits),
-                      view.isVisible(),
-                      surface.screenName};
+    return log::PanelState{view.isVisible(),
+                           false,
+                           false,
+                           ignoresMouse_,
+                           windowLevel(config_.levelToken),
+                           static_cast<long long>(collectionBehavior(config_.behaviorTokens).bits),
+                           view.isVisible(),
+                           surface.screenName};
 }
 
 ink::InkView* DrawAppDelegate::viewUnderPointer() const {
@@ -350,9 +366,9 @@ ink::InkView* DrawAppDelegate::viewUnderPointer() const {
 
 void DrawAppDelegate::toggleInteractive() {
     const bool previous = surfaces_.empty() ? true : ignoresMouse_;
-    interactiveToggledAt_ = monotonicSeconds();
+    interactiveToggledAt_ = platform::monotonicSeconds();
     applyInputTransparency(!previous);
-    FrontmostLog::shared().record(
+    log::FrontmostLog::shared().record(
         "modeToggle", surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
         std::string("ignoresMouseEvents=") + (previous ? "false" : "true") +
             " t=" + core::shortestDecimal(interactiveToggledAt_));
@@ -384,9 +400,9 @@ bool DrawAppDelegate::toggleAnnotation() {
     showControlPanels();
     refreshHotkeyScopes();
     const std::string state = annotating_ ? "true" : "false";
-    FrontmostLog::shared().record("annotationToggle",
-                                  surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
-                                  "annotating=" + state + " scopedHotkeys=" + state);
+    log::FrontmostLog::shared().record(
+        "annotationToggle", surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
+        "annotating=" + state + " scopedHotkeys=" + state);
     return annotating_;
 }
 
@@ -417,21 +433,20 @@ void DrawAppDelegate::flushSettings() {
     }
     const core::AnnotationSettings pending = std::move(*pendingSettings_);
     pendingSettings_.reset();
+    if (config_.runSettingsFile) {
+        return;
+    }
     settings::SettingsStore::save(
         settings::SettingsStore::settingsFile(),
-        [&](core::Settings& document) { document.annotation = pending; }, "draw: ");
+        [&](core::Settings& document) {
+            document.annotation =
+                persistableAnnotation(pending, document.annotation, config_.annotationRunOnly);
+        },
+        "draw: ");
 }
 
 void DrawAppDelegate::requestFinish(const std::string& reason) {
-    const bool capturePending =
-        std::any_of(surfaces_.begin(), surfaces_.end(),
-                    [](const Surface& s) { return s.view->isSelectingCaptureRegion(); });
-    if (capturePending) {
-        QTimer::singleShot(static_cast<int>(kFinishRecheckSeconds * 1000), this,
-                           [this, reason] { requestFinish(reason); });
-        return;
-    }
-    finish(reason);
+    finishDeferral_.request(reason);
 }
 
 void DrawAppDelegate::finish(const std::string& reason) {
@@ -440,7 +455,7 @@ void DrawAppDelegate::finish(const std::string& reason) {
         return;
     }
     finished_ = true;
-    const double duration = monotonicSeconds() - startedAt_;
+    const double duration = platform::monotonicSeconds() - startedAt_;
     timeLimit_.stop();
     if (driver_) {
         driver_->stop();
@@ -451,16 +466,18 @@ void DrawAppDelegate::finish(const std::string& reason) {
         view->stop();
     }
     const std::string summary = summaryText(reason, duration);
-    const auto written = writeFileAtomically(config_.summaryPath, summary);
+    const auto written = platform::writeFileAtomically(config_.summaryPath, summary,
+                                                       {.permissions = 0600, .onlyOwnFile = true});
     if (!written) {
         std::cerr << "draw: summary write failed: " << written.error() << "\n";
-        FrontmostLog::shared().finish(reason);
-        emit finished(3);
+        log::FrontmostLog::shared().finish(reason);
+        exitStatus_ = 3;
+        emit finished(exitStatus_);
         return;
     }
     std::cerr << "draw: wrote " << config_.summaryPath << "\n";
-    FrontmostLog::shared().finish(reason);
-    emit finished(0);
+    log::FrontmostLog::shared().finish(reason);
+    emit finished(exitStatus_);
 }
 
 }  // namespace scrawlet::shell

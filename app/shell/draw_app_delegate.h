@@ -20,12 +20,13 @@
 #include "app/ink/control_panel.h"
 #include "app/ink/ink_view.h"
 #include "app/ink/tool_controller.h"
+#include "app/log/frontmost_log.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
 #include "app/shell/draw_config.h"
-#include "app/shell/frontmost_log.h"
+#include "app/shell/finish_deferral.h"
 #include "app/shell/signal_relay.h"
 #include "app/shell/synthetic_drag_driver.h"
 #include "app/shortcuts/hotkey_centre.h"
@@ -51,6 +52,8 @@ class DrawAppDelegate : public QObject {
     // Every finish request passes here: deferred while a capture is pending.
     void requestFinish(const std::string& reason);
     void finish(const std::string& reason);
+    // The process's exit status once finished: 0, or 3 when the summary could not be written.
+    int exitStatus() const { return exitStatus_; }
 
     void toggleInteractive();
     bool toggleAnnotation();
@@ -109,11 +112,12 @@ class DrawAppDelegate : public QObject {
     void flushSettings();
     void printBanner() const;
     void applyInputTransparency(bool ignoresMouse);
-    std::optional<PanelState> panelState(const Surface& surface) const;
+    std::optional<log::PanelState> panelState(const Surface& surface) const;
     std::string summaryText(const std::string& reason, double durationSeconds) const;
 
     DrawConfig config_;
     bool finished_ = false;
+    int exitStatus_ = 0;
     double startedAt_ = 0;
     std::chrono::system_clock::time_point startedWallClock_;
     bool annotating_ = true;
@@ -135,6 +139,7 @@ class DrawAppDelegate : public QObject {
     std::set<std::string> offeredGrants_;
     bool reconcileScheduled_ = false;
     QTimer timeLimit_;
+    FinishDeferral finishDeferral_;
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
     platform::PresentPath presentPath_ = platform::PresentPath::software;

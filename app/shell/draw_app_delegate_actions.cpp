@@ -13,10 +13,10 @@
 #include <QSystemTrayIcon>
 #include <iostream>
 
+#include "app/log/frontmost_log.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/action_catalog_store.h"
 #include "app/shell/draw_app_delegate.h"
-#include "app/shell/frontmost_log.h"
 #include "app/shortcuts/hotkey_reports.h"
 #include "app/shortcuts/permissions.h"
 
@@ -93,8 +93,9 @@ void DrawAppDelegate::wireToolController() {
         }
         panelsShown_ = !panelsShown_;
         showControlPanels();
-        FrontmostLog::shared().record("panelToggle", std::nullopt,
-                                      std::string("visible=") + (panelsShown_ ? "true" : "false"));
+        log::FrontmostLog::shared().record(
+            "panelToggle", std::nullopt,
+            std::string("visible=") + (panelsShown_ ? "true" : "false"));
         return true;
     };
     t.onStyleChange = [this](const core::StrokeStyle& style) {
@@ -185,7 +186,7 @@ void DrawAppDelegate::handleHotkey(ActionID action) {
         return;
     }
     const auto outcome = tools_->dispatch(action);
-    FrontmostLog::shared().record("hotkey", std::nullopt, std::string(core::rawValue(action)));
+    log::FrontmostLog::shared().record("hotkey", std::nullopt, std::string(core::rawValue(action)));
     using Kind = ink::ToolController::Outcome::Kind;
     if (outcome.kind == Kind::notImplemented || outcome.kind == Kind::nothingToDo) {
         announce(outcome.text(), false);
@@ -226,7 +227,7 @@ void DrawAppDelegate::announcePermission(const std::string& text, ActionID actio
         alert->setAttribute(Qt::WA_DeleteOnClose);
         connect(alert, &QMessageBox::finished, this, [this, alert, open, name] {
             const bool opened = alert->clickedButton() == open && openSystemSettings();
-            FrontmostLog::shared().record(
+            log::FrontmostLog::shared().record(
                 "permissionPrompt", std::nullopt,
                 "grant=" + name + " opened=" + (opened ? "true" : "false"));
             for (ink::InkView* view : views()) {
@@ -242,7 +243,7 @@ void DrawAppDelegate::scheduleScriptedActions() {
         return;
     }
     const double delay = std::max(config_.maxDurationSeconds - 0.5, 0.2);
-    QTimer::singleShot(static_cast<int>(delay * 1000), this, [this] {
+    QTimer::singleShot(static_cast<int>(delay * 1000), Qt::PreciseTimer, this, [this] {
         if (driver_) {
             driver_->stop();
         }

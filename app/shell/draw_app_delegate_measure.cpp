@@ -7,8 +7,9 @@
 #include <cmath>
 #include <iostream>
 
+#include "app/log/frontmost_log.h"
+#include "app/platform/monotonic_clock.h"
 #include "app/shell/draw_app_delegate.h"
-#include "app/shell/frontmost_log.h"
 #include "app/shell/run_summary.h"
 #include "app/shortcuts/permissions.h"
 #include "core/fiducials.h"
@@ -43,7 +44,7 @@ void DrawAppDelegate::publishRegistration(bool republished) {
                                    {topLeft.x() + local.x, topLeft.y() + local.y},
                                    core::fiducials::kSizePoints});
         }
-        FrontmostLog::shared().recordLine(registrationRecord(input));
+        log::FrontmostLog::shared().recordLine(registrationRecord(input));
     }
 }
 
@@ -66,8 +67,9 @@ void DrawAppDelegate::parkPointer() {
             const GlobalPoint observed = landed ? GlobalPoint{static_cast<double>(landed->x()),
                                                               static_cast<double>(landed->y())}
                                                 : GlobalPoint{std::nan(""), std::nan("")};
-            FrontmostLog::shared().recordLine(pointerParkRecord(
-                static_cast<std::int64_t>(step), monotonicSeconds(), requested, observed));
+            log::FrontmostLog::shared().recordLine(
+                pointerParkRecord(static_cast<std::int64_t>(step), platform::monotonicSeconds(),
+                                  requested, observed));
         });
     }
 }
@@ -85,7 +87,7 @@ void DrawAppDelegate::measureToggleRoundTrip(std::int64_t trials) {
         if (trip.clicksLeft <= 0) {
             trip.clicks.stop();
             // The last click had its chance to arrive.
-            QTimer::singleShot(100, this, [this] {
+            QTimer::singleShot(100, Qt::PreciseTimer, this, [this] {
                 if (roundTrip_->trialRunning) {
                     endRoundTripTrial(std::nullopt);
                 }
@@ -99,7 +101,7 @@ void DrawAppDelegate::measureToggleRoundTrip(std::int64_t trials) {
             (void)input_->setButton(Qt::MiddleButton, false);
         }
     });
-    QTimer::singleShot(250, this, [this] { runRoundTripTrial(); });
+    QTimer::singleShot(250, Qt::PreciseTimer, this, [this] { runRoundTripTrial(); });
 }
 
 void DrawAppDelegate::runRoundTripTrial() {
@@ -134,12 +136,12 @@ void DrawAppDelegate::endRoundTripTrial(std::optional<double> milliseconds) {
         std::cerr << "draw: AN-16 trial " << done << " saw no click at all\n";
     }
     if (done < trip.trials) {
-        QTimer::singleShot(250, this, [this] { runRoundTripTrial(); });
+        QTimer::singleShot(250, Qt::PreciseTimer, this, [this] { runRoundTripTrial(); });
         return;
     }
     const An16Report report = an16Report(trip.milliseconds, trip.trials, trip.lost);
     std::cerr << report.text;
-    FrontmostLog::shared().record("an16", std::nullopt, report.note);
+    log::FrontmostLog::shared().record("an16", std::nullopt, report.note);
     requestFinish("an16");
 }
 
@@ -150,7 +152,7 @@ bool DrawAppDelegate::eventFilter(QObject* watched, QEvent* event) {
         return QObject::eventFilter(watched, event);
     }
     if (event->type() == QEvent::MouseButtonPress && roundTrip_->trialRunning) {
-        endRoundTripTrial((monotonicSeconds() - roundTrip_->trialStart) * 1000);
+        endRoundTripTrial((platform::monotonicSeconds() - roundTrip_->trialStart) * 1000);
     }
     return true;
 }
@@ -216,7 +218,7 @@ void DrawAppDelegate::printBanner() const {
 }
 
 std::string DrawAppDelegate::summaryText(const std::string& reason, double durationSeconds) const {
-    RunSummaryInput input = RunSummaryInput::fromConfig(config_);
+    RunSummaryInput input = RunSummaryInput::fromConfig(config_, config_.currentSettings());
     input.reason = reason;
     input.durationSeconds = durationSeconds;
 #ifdef NDEBUG

@@ -1,7 +1,9 @@
 #include "app/shell/draw_config.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
+#include <limits>
 
 #include "app/platform/file_io.h"
 #include "app/settings/settings_store.h"
@@ -19,6 +21,8 @@ constexpr std::int64_t kMaximumPointCapacity = 16'777'216;
 constexpr std::int64_t kMaximumItemCapacity = 1'048'576;
 // Synthetic strokes are counted in events; more than this is no test anyone can wait for.
 constexpr double kMaximumSyntheticEvents = 1e9;
+// Qt's timers count milliseconds in an int: a longer limit would wrap round.
+constexpr double kLongestTimeLimitSeconds = std::numeric_limits<int>::max() / 1000.0;
 
 std::string quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
@@ -70,17 +74,18 @@ std::optional<std::string> settingsPath(const Environment& env) {
     return path;
 }
 
-// Capacities the scenes take as preconditions: refused here with a line instead.
+// Capacities are reserved up front: beyond the maximum a typo would take gigabytes, so the run
+// is refused. Below 1 the scenes could hold nothing at all; 1 is used.
 std::expected<std::int64_t, ConfigExit> capacity(const Environment& env, std::string_view name,
                                                  std::int64_t fallback, std::int64_t maximum) {
     const std::int64_t value = env.integer(name).value_or(fallback);
-    if (value < 1 || value > maximum) {
+    if (value > maximum) {
         return std::unexpected(ConfigExit{"draw: " + std::string(name) + " is " +
-                                              std::to_string(value) + ", outside 1..." +
-                                              std::to_string(maximum),
+                                              std::to_string(value) + ", above the most (" +
+                                              std::to_string(maximum) + ") a run reserves",
                                           64});
     }
-    return value;
+    return std::max<std::int64_t>(value, 1);
 }
 
 template <class E>
@@ -98,59 +103,136 @@ std::optional<core::Colour> colourValue(const Environment& env, std::string_view
     return parsed ? std::optional(*parsed) : std::nullopt;
 }
 
+struct LoadedAnnotation {
+    core::AnnotationSettings settings;
+    RunOnlyAnnotation runOnly;
+};
+
+std::optional<std::size_t> indexInside(int index, std::size_t count) {
+    if (index < 0 || static_cast<std::size_t>(index) >= count) {
+        return std::nullopt;
+    }
+    return static_cast<std::size_t>(index);
+}
+
+std::expected<LoadedAnnotation, ConfigExit> loadAnnotation(const Environment& env) {
+    LoadedAnnotation result{core::AnnotationSettings::schemaDefaults(), {}};
+    core::AnnotationSettings& annotation = result.settings;
+    if (const auto path = settingsPath(env)) {
+        auto file = readSettingsFile(*path);
+        if (!file) {
+            return std::unexpected(
+                ConfigExit{"draw: cannot read settings at " + *path + ": " + file.error(), 66});
+        }
+        annotation = std::move(file->annotation);
+    } else {
+        const auto settingsFile = SettingsStore::settingsFile();
+        if (auto loaded = SettingsStore::load(settingsFile)) {
+            if (const auto line = SettingsStore::startupLine(loaded->outcome, settingsFile)) {
+                std::cerr << *line << "\n";
+            }
+            const bool usable =
+                std::holds_alternative<SettingsStore::Loaded>(loaded->outcome) ||
+                std::holds_alternative<SettingsStore::CreatedDefaults>(loaded->outcome) ||
+                std::holds_alternative<SettingsStore::DefaultsUnwritten>(loaded->outcome);
+            if (usable) {
+                annotation = std::move(loaded->settings.annotation);
+            }
+        }
+    }
+
+    if (const auto colour = colourValue(env, "SCRAWLET_DRAW_COLOUR")) {
+        if (const auto index =
+                indexInside(annotation.selectedPaletteIndex, annotation.palette.size())) {
+            annotation.palette[*index] = *colour;
+            result.runOnly.paletteIndex = index;
+        }
+    }
+    if (const auto width = env.number("SCRAWLET_DRAW_WIDTH"); width && *width > 0) {
+        auto& presets = annotation.strokeWidth.presetsPoints;
+        if (const auto index = indexInside(annotation.strokeWidth.selectedIndex, presets.size())) {
+            presets[*index] = *width;
+            result.runOnly.widthPresetIndex = index;
+        }
+    }
+    return result;
+}
+
 }  // namespace
+
+core::AnnotationSettings persistableAnnotation(const core::AnnotationSettings& current,
+                                               const core::AnnotationSettings& stored,
+                                               const RunOnlyAnnotation& runOnly) {
+    core::AnnotationSettings result = current;
+    if (const auto i = runOnly.paletteIndex;
+        i && *i < result.palette.size() && *i < stored.palette.size()) {
+        result.palette[*i] = stored.palette[*i];
+    }
+    auto& presets = result.strokeWidth.presetsPoints;
+    const auto& storedPresets = stored.strokeWidth.presetsPoints;
+    if (const auto i = runOnly.widthPresetIndex;
+        i && *i < presets.size() && *i < storedPresets.size()) {
+        presets[*i] = storedPresets[*i];
+    }
+    return result;
+}
 
 std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environment& env) {
     DrawConfig c;
+    // Refusals that protect the machine are reported after the settings file is read, so
+    // that they never hide its status 66.
+    std::optional<ConfigExit> refusal;
+    const auto keep = [&refusal](std::expected<std::int64_t, ConfigExit> value,
+                                 std::int64_t fallback) {
+        if (!value && !refusal) {
+            refusal = value.error();
+        }
+        return value.value_or(fallback);
+    };
     c.colour = colourValue(env, "SCRAWLET_DRAW_COLOUR").value_or(c.colour);
-    const auto points = capacity(env, "SCRAWLET_DRAW_POINT_CAPACITY", c.limits.pointCapacity,
-                                 kMaximumPointCapacity);
-    if (!points) {
-        return std::unexpected(points.error());
-    }
-    c.limits.pointCapacity = *points;
+    c.limits.pointCapacity = keep(capacity(env, "SCRAWLET_DRAW_POINT_CAPACITY",
+                                           c.limits.pointCapacity, kMaximumPointCapacity),
+                                  c.limits.pointCapacity);
     c.summaryPath = env.text("SCRAWLET_DRAW_SUMMARY").value_or(c.summaryPath);
     c.logPath = env.text("SCRAWLET_DRAW_LOG").value_or(c.logPath);
-    c.maxDurationSeconds = env.number("SCRAWLET_DRAW_SECONDS").value_or(c.maxDurationSeconds);
+    if (const auto seconds = env.number("SCRAWLET_DRAW_SECONDS");
+        seconds && std::abs(*seconds) <= kLongestTimeLimitSeconds) {
+        c.maxDurationSeconds = *seconds;
+    }
     c.transport = exactCase<Transport>(env, "SCRAWLET_DRAW_TRANSPORT").value_or(c.transport);
     c.syntheticHz = env.number("SCRAWLET_DRAW_HZ").value_or(c.syntheticHz);
     c.strokeSeconds = env.number("SCRAWLET_DRAW_STROKE_SECONDS").value_or(c.strokeSeconds);
+    // Only a synthetic driver counts these events; live input never looks at them.
     const double events = c.syntheticHz * c.strokeSeconds;
-    if (!std::isfinite(events) || std::abs(events) > kMaximumSyntheticEvents) {
-        return std::unexpected(ConfigExit{
-            "draw: SCRAWLET_DRAW_HZ (" + core::shortestDecimal(c.syntheticHz) +
-                ") times SCRAWLET_DRAW_STROKE_SECONDS (" + core::shortestDecimal(c.strokeSeconds) +
-                ") is not a usable number of synthetic events",
-            64});
+    if (c.transport != Transport::live && std::abs(events) > kMaximumSyntheticEvents && !refusal) {
+        refusal = ConfigExit{"draw: SCRAWLET_DRAW_HZ (" + core::shortestDecimal(c.syntheticHz) +
+                                 ") times SCRAWLET_DRAW_STROKE_SECONDS (" +
+                                 core::shortestDecimal(c.strokeSeconds) +
+                                 ") is not a usable number of synthetic events",
+                             64};
     }
     c.widthPoints = env.number("SCRAWLET_DRAW_WIDTH").value_or(c.widthPoints);
-    const auto strokes = capacity(env, "SCRAWLET_DRAW_STROKE_CAPACITY", c.limits.strokeCapacity,
-                                  kMaximumItemCapacity);
-    if (!strokes) {
-        return std::unexpected(strokes.error());
-    }
-    c.limits.strokeCapacity = *strokes;
-    c.limits.minimumSeparation =
-        env.number("SCRAWLET_DRAW_MIN_SEPARATION").value_or(c.limits.minimumSeparation);
-    if (!(c.limits.minimumSeparation >= 0) || !std::isfinite(c.limits.minimumSeparation)) {
-        return std::unexpected(ConfigExit{"draw: SCRAWLET_DRAW_MIN_SEPARATION is " +
-                                              core::shortestDecimal(c.limits.minimumSeparation) +
-                                              ", expected a finite number of at least 0",
-                                          64});
-    }
-    const auto texts =
-        capacity(env, "SCRAWLET_DRAW_TEXT_CAPACITY", c.limits.textCapacity, kMaximumItemCapacity);
-    if (!texts) {
-        return std::unexpected(texts.error());
-    }
-    c.limits.textCapacity = *texts;
+    c.limits.strokeCapacity = keep(capacity(env, "SCRAWLET_DRAW_STROKE_CAPACITY",
+                                            c.limits.strokeCapacity, kMaximumItemCapacity),
+                                   c.limits.strokeCapacity);
+    // A negative separation refuses nothing, exactly as 0 does.
+    c.limits.minimumSeparation = std::max(
+        0.0, env.number("SCRAWLET_DRAW_MIN_SEPARATION").value_or(c.limits.minimumSeparation));
+    c.limits.textCapacity = keep(
+        capacity(env, "SCRAWLET_DRAW_TEXT_CAPACITY", c.limits.textCapacity, kMaximumItemCapacity),
+        c.limits.textCapacity);
     c.startsIgnoringMouseEvents = env.notZero("SCRAWLET_DRAW_CLICKTHROUGH", false);
 
-    auto annotationSettings = annotationFrom(env);
+    auto annotationSettings = loadAnnotation(env);
     if (!annotationSettings) {
         return std::unexpected(annotationSettings.error());
     }
-    c.annotation = std::move(*annotationSettings);
+    if (refusal) {
+        return std::unexpected(*refusal);
+    }
+    c.annotation = std::move(annotationSettings->settings);
+    c.annotationRunOnly = annotationSettings->runOnly;
+    c.runSettingsFile = settingsPath(env);
     c.shortcutOverrides = shortcutOverridesFrom(env);
     c.an16Trials = env.integer("SCRAWLET_DRAW_AN16");
     c.controlPanel = env.notZero("SCRAWLET_DRAW_PANEL", true);
@@ -223,43 +305,11 @@ std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environm
 
 std::expected<core::AnnotationSettings, ConfigExit> DrawConfig::annotationFrom(
     const Environment& env) {
-    core::AnnotationSettings result = core::AnnotationSettings::schemaDefaults();
-    if (const auto path = settingsPath(env)) {
-        auto file = readSettingsFile(*path);
-        if (!file) {
-            return std::unexpected(
-                ConfigExit{"draw: cannot read settings at " + *path + ": " + file.error(), 66});
-        }
-        result = std::move(file->annotation);
-    } else {
-        const auto settingsFile = SettingsStore::settingsFile();
-        if (auto loaded = SettingsStore::load(settingsFile)) {
-            if (const auto line = SettingsStore::startupLine(loaded->outcome, settingsFile)) {
-                std::cerr << *line << "\n";
-            }
-            const bool usable =
-                std::holds_alternative<SettingsStore::Loaded>(loaded->outcome) ||
-                std::holds_alternative<SettingsStore::CreatedDefaults>(loaded->outcome);
-            if (usable) {
-                result = std::move(loaded->settings.annotation);
-            }
-        }
+    auto loaded = loadAnnotation(env);
+    if (!loaded) {
+        return std::unexpected(loaded.error());
     }
-
-    if (const auto colour = colourValue(env, "SCRAWLET_DRAW_COLOUR")) {
-        const auto index = static_cast<std::size_t>(result.selectedPaletteIndex);
-        if (result.selectedPaletteIndex >= 0 && index < result.palette.size()) {
-            result.palette[index] = *colour;
-        }
-    }
-    if (const auto width = env.number("SCRAWLET_DRAW_WIDTH"); width && *width > 0) {
-        auto& presets = result.strokeWidth.presetsPoints;
-        const auto index = static_cast<std::size_t>(result.strokeWidth.selectedIndex);
-        if (result.strokeWidth.selectedIndex >= 0 && index < presets.size()) {
-            presets[index] = *width;
-        }
-    }
-    return result;
+    return std::move(loaded->settings);
 }
 
 std::map<std::string, std::string> DrawConfig::shortcutOverridesFrom(const Environment& env) {
@@ -339,6 +389,17 @@ std::vector<std::string> DrawConfig::behaviorTokenList(std::string_view text) {
         }
     }
     return tokens;
+}
+
+core::Settings DrawConfig::currentSettings() const {
+    if (runSettingsFile) {
+        if (auto file = readSettingsFile(*runSettingsFile)) {
+            return std::move(*file);
+        }
+    } else if (auto loaded = SettingsStore::load(SettingsStore::settingsFile())) {
+        return std::move(loaded->settings);
+    }
+    return core::Settings::builtInDefaults();
 }
 
 std::int64_t windowLevel(std::string_view token) {

@@ -42,6 +42,20 @@ struct GlobalPoint {
     bool operator==(const GlobalPoint&) const = default;
 };
 
+// The entries of the annotation settings that SCRAWLET_DRAW_COLOUR and SCRAWLET_DRAW_WIDTH
+// replaced for this run only; they are never saved.
+struct RunOnlyAnnotation {
+    std::optional<std::size_t> paletteIndex;
+    std::optional<std::size_t> widthPresetIndex;
+    bool operator==(const RunOnlyAnnotation&) const = default;
+};
+
+// The section to save when the run's annotation settings are `current`: the run-only entries
+// keep what the saved document `stored` has there.
+core::AnnotationSettings persistableAnnotation(const core::AnnotationSettings& current,
+                                               const core::AnnotationSettings& stored,
+                                               const RunOnlyAnnotation& runOnly);
+
 struct DrawConfig {
     enum class Transport { live, direct, cgEventPost };
 
@@ -56,6 +70,10 @@ struct DrawConfig {
     SceneLimits limits;
     bool startsIgnoringMouseEvents = false;
     core::AnnotationSettings annotation = core::AnnotationSettings::schemaDefaults();
+    RunOnlyAnnotation annotationRunOnly;
+    // SCRAWLET_DRAW_SETTINGS when set: that file belongs to the run and is only read, and the
+    // user's own is not touched either, so changes last until the run ends.
+    std::optional<std::string> runSettingsFile;
     std::map<std::string, std::string> shortcutOverrides;
     std::optional<std::int64_t> an16Trials;
     bool controlPanel = true;
@@ -118,6 +136,10 @@ struct DrawConfig {
     static std::expected<std::vector<core::ActionID>, ConfigExit> scriptedActionsFrom(
         const Environment& env);
     static std::vector<std::string> behaviorTokenList(std::string_view text);
+
+    // The settings document as it is now: the run's own file, else the store's (which may
+    // repair it, as every store reader does); the built-in defaults when neither gives one.
+    core::Settings currentSettings() const;
 };
 
 // Window level of a level token; unknown tokens and the empty one mean 1000.

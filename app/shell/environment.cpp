@@ -6,6 +6,7 @@
 #include <cctype>
 #include <charconv>
 #include <clocale>
+#include <cmath>
 #include <cstdlib>
 
 namespace scrawlet::shell {
@@ -73,17 +74,54 @@ std::optional<std::int64_t> Environment::parseInteger(std::string_view text) {
     return result;
 }
 
+namespace {
+
+// Digits with at most one point and at least one digit, then an optional exponent: what a
+// person writes. strtod alone would also take hex, "inf", "nan" and "infinity".
+bool isDecimalNumber(std::string_view text) {
+    std::size_t i = 0;
+    const auto digits = [&] {
+        const std::size_t start = i;
+        while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]))) {
+            ++i;
+        }
+        return i - start;
+    };
+    if (i < text.size() && (text[i] == '+' || text[i] == '-')) {
+        ++i;
+    }
+    std::size_t mantissa = digits();
+    if (i < text.size() && text[i] == '.') {
+        ++i;
+        mantissa += digits();
+    }
+    if (mantissa == 0) {
+        return false;
+    }
+    if (i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
+        ++i;
+        if (i < text.size() && (text[i] == '+' || text[i] == '-')) {
+            ++i;
+        }
+        if (digits() == 0) {
+            return false;
+        }
+    }
+    return i == text.size();
+}
+
+}  // namespace
+
 std::optional<double> Environment::parseNumber(std::string_view text) {
-    // strtod would skip leading blanks; the rule does not.
-    if (text.empty() || std::isspace(static_cast<unsigned char>(text.front()))) {
+    if (!isDecimalNumber(text)) {
         return std::nullopt;
     }
     // The C locale whatever the process locale is: Qt switches to the user's locale.
     static const locale_t cLocale = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
     const std::string copy(text);
-    char* end = nullptr;
-    const double result = strtod_l(copy.c_str(), &end, cLocale);
-    if (end != copy.c_str() + copy.size()) {
+    const double result = strtod_l(copy.c_str(), nullptr, cLocale);
+    // "1e999" is decimal but no number a run can use.
+    if (!std::isfinite(result)) {
         return std::nullopt;
     }
     return result;

@@ -29,7 +29,8 @@ class Environment {
     bool notZero(std::string_view name, bool absent) const;
     // A whole decimal integer with an optional sign, in the signed 64-bit range.
     std::optional<std::int64_t> integer(std::string_view name) const;
-    // A whole decimal floating-point number in the C locale, no blanks around it.
+    // A whole decimal number in the C locale ("-1.5", "2e3"), finite, no blanks around it;
+    // hex, "inf" and "nan" are malformed.
     std::optional<double> number(std::string_view name) const;
     std::optional<std::string> text(std::string_view name) const;
 

@@ -1,15 +1,12 @@
 #include "app/shell/run_summary.h"
 
-#include <fcntl.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <concepts>
-#include <cstring>
 #include <ctime>
 
 #include "app/platform/file_io.h"
@@ -124,14 +121,40 @@ std::string unquoted(std::string_view value) {
     return out;
 }
 
-std::string errorText(const std::filesystem::path& file, std::string_view action, int error) {
-    return std::string(action) + " " + file.string() + ": " + std::strerror(error);
-}
-
 }  // namespace
 
-RunSummaryInput RunSummaryInput::fromConfig(const DrawConfig& config) {
+RunSummaryInput RunSummaryInput::fromConfig(const DrawConfig& config,
+                                            const core::Settings& settings) {
     RunSummaryInput input;
+    const core::ZoomSettings& zoom = settings.zoom;
+    input.lens.level = config.lensLevel.value_or(zoom.level);
+    input.lens.sizePoints = config.lensSizePoints.value_or(zoom.lensSizePoints);
+    input.fullScreenZoom.level = zoom.level;
+    input.fullScreenZoom.panEasing = config.fullScreenZoomPanEasing.value_or(zoom.panEasing);
+    input.zoomLensShape = zoom.lensShape;
+    const core::SpotlightSettings& spotlight = settings.spotlight;
+    input.spotlight.shape = config.spotlightShape.value_or(spotlight.shape);
+    input.spotlight.sizePoints = config.spotlightSizePoints.value_or(spotlight.sizePoints);
+    input.spotlight.dimOpacity = config.spotlightDimOpacity.value_or(spotlight.dimOpacity);
+    input.spotlight.dimAllDisplays =
+        config.spotlightDimAllDisplays.value_or(spotlight.dimAllDisplays);
+    const core::CursorHighlightSettings& highlight = settings.cursorHighlight;
+    input.cursorHighlight.shape = config.cursorHighlightShape.value_or(highlight.shape);
+    input.cursorHighlight.sizePoints =
+        config.cursorHighlightSizePoints.value_or(highlight.sizePoints);
+    input.cursorHighlight.colour = config.cursorHighlightColour.value_or(highlight.colour);
+    input.cursorHighlight.opacity = config.cursorHighlightOpacity.value_or(highlight.opacity);
+    input.cursorHighlight.borderWidthPoints = highlight.borderWidthPoints;
+    input.cursorHighlight.clickRipple = highlight.clickRipple;
+    const core::KeystrokeDisplaySettings& keystrokes = settings.keystrokeDisplay;
+    input.keystrokeDisplay.position = keystrokes.position;
+    input.keystrokeDisplay.sizePoints = keystrokes.sizePoints;
+    input.keystrokeDisplay.fadeMode = keystrokes.fade.mode;
+    input.captureDestinationFolder =
+        config.captureFolder.value_or(settings.capture.destinationFolder);
+    input.captureHistoryCount = config.captureHistoryCount.value_or(settings.capture.historyCount);
+    input.whiteboardBoardColour = settings.whiteboard.boardColour;
+    input.onboardingCompleted = settings.system.onboardingCompleted;
     input.transport = config.transport;
     input.syntheticHz = config.syntheticHz;
     input.textCapacity = config.limits.textCapacity;
@@ -364,39 +387,6 @@ std::string startedAtText(std::chrono::system_clock::time_point moment) {
     // 1000 + ms gives the leading zeros without another formatting call.
     return std::string(date.data(), length) + "." +
            std::to_string(1000 + milliseconds.count()).substr(1) + "Z";
-}
-
-std::expected<void, std::string> writeFileAtomically(const std::filesystem::path& path,
-                                                     std::string_view text) {
-    // Same folder as the target: rename is only atomic within one file system.
-    const std::filesystem::path folder =
-        path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
-    std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
-    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-    if (fd < 0) {
-        return std::unexpected(errorText(path, "cannot create a temporary file for", errno));
-    }
-    auto fail = [&](std::string message) {
-        ::unlink(temporary.c_str());
-        return std::unexpected(std::move(message));
-    };
-    if (auto written = platform::writeAll(fd, text); !written) {
-        ::close(fd);
-        return fail("cannot write " + path.string() + ": " + written.error());
-    }
-    // Without the flush a crash soon after the rename could leave an empty summary.
-    if (::fsync(fd) != 0) {
-        const int error = errno;
-        ::close(fd);
-        return fail(errorText(path, "cannot flush", error));
-    }
-    if (::close(fd) != 0) {
-        return fail(errorText(path, "cannot close", errno));
-    }
-    if (::rename(temporary.c_str(), path.c_str()) != 0) {
-        return fail(errorText(path, "cannot replace", errno));
-    }
-    return {};
 }
 
 }  // namespace scrawlet::shell

@@ -11,15 +11,10 @@
 // Number forms: "durationSeconds" "%.3f", "at" "%.6f", counts as integers, other measures in
 // the shortest text that reads back as the same double ("4.0"). JSON has no NaN or infinity,
 // so a non-finite measure is written as 0.
-//
-// `writeFileAtomically` puts the summary on disk so that a reader sees the old file or the
-// whole new one, never a torn one; failures come back as readable text.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
-#include <expected>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -164,9 +159,11 @@ struct RunSummaryInput {
     std::string osVersion;  // see currentOsVersion()
     std::string startedAt;  // see startedAtText()
 
-    // An input carrying what the configuration alone decides (transport, synthetic rate,
-    // capacities, stroke width, scripted actions, allocation self-test); the rest stays default.
-    static RunSummaryInput fromConfig(const DrawConfig& config);
+    // An input carrying what the configuration decides (transport, synthetic rate, capacities,
+    // stroke width, scripted actions, allocation self-test) and, until each aid reports its
+    // own, the aids' and windows' values from the current settings with the configuration's
+    // overrides on top; counters and activity stay zero.
+    static RunSummaryInput fromConfig(const DrawConfig& config, const core::Settings& settings);
 };
 
 // The summary object on one line, without a line feed.
@@ -223,12 +220,5 @@ std::string currentOsVersion();
 // ISO 8601 in UTC with milliseconds, "2025-03-07T09:05:02.042Z": a wall-clock moment that
 // harnesses can line up with their own logs, unlike the monotonic times of the event log.
 std::string startedAtText(std::chrono::system_clock::time_point moment);
-
-// Writes `text` to a new file in the folder of `path`, then renames it over `path`, so the old
-// file stays whole until the new one is complete. The file is private to the user (0600);
-// a link at `path` is replaced, never followed. On failure nothing is left behind and the
-// error names the file and the system's reason.
-std::expected<void, std::string> writeFileAtomically(const std::filesystem::path& path,
-                                                     std::string_view text);
 
 }  // namespace scrawlet::shell

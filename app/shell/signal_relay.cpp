@@ -47,24 +47,24 @@ SignalRelay::~SignalRelay() {
 }
 
 bool SignalRelay::install(int signal, std::function<void()> handler) {
-    if (pipe_[1] < 0) {
-        return false;
-    }
+    // Blocked since main began (or by the parent): one that came meanwhile arrives when this
+    // unblocks it, through the relay or, when the relay cannot take it, by its default action,
+    // so that a run that cannot relay SIGTERM still ends on it.
+    sigset_t unblock;
+    sigemptyset(&unblock);
+    sigaddset(&unblock, signal);
     struct sigaction action {};
     action.sa_handler = relaySignal;
     // No nesting: a second signal arriving inside the handler would be written first and
     // reach the application out of order.
     sigfillset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    if (::sigaction(signal, &action, nullptr) != 0) {
+    if (pipe_[1] < 0 || ::sigaction(signal, &action, nullptr) != 0) {
+        ::pthread_sigmask(SIG_UNBLOCK, &unblock, nullptr);
         return false;
     }
-    // A blocked signal inherited from the parent would never arrive.
-    sigset_t unblock;
-    sigemptyset(&unblock);
-    sigaddset(&unblock, signal);
-    ::pthread_sigmask(SIG_UNBLOCK, &unblock, nullptr);
     handlers_[signal] = std::move(handler);
+    ::pthread_sigmask(SIG_UNBLOCK, &unblock, nullptr);
     return true;
 }
 

@@ -7,6 +7,7 @@
 
 #include <QObject>
 #include <QSocketNotifier>
+#include <csignal>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,6 +18,10 @@ class SignalRelay : public QObject {
     Q_OBJECT
 
   public:
+    // The signals a run handles; main blocks them from its first line until `install`.
+    // SIGPWR stands in for SIGINFO, which Linux lacks.
+    static constexpr int kRunSignals[] = {SIGUSR1, SIGUSR2, SIGINT, SIGTERM, SIGPWR};
+
     SignalRelay();
     ~SignalRelay() override;
     SignalRelay(const SignalRelay&) = delete;

@@ -31,7 +31,7 @@ SyntheticDragDriver::SyntheticDragDriver(ink::InkView& view, DrawConfig::Transpo
 }
 
 void SyntheticDragDriver::start() {
-    QTimer::singleShot(kStartDelayMs, this, [this] {
+    QTimer::singleShot(kStartDelayMs, Qt::PreciseTimer, this, [this] {
         clock_.start();
         timer_.start();
     });

@@ -2,7 +2,7 @@
 
 #include <cassert>
 
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
 
 namespace scrawlet::shortcuts {
 
@@ -48,15 +48,11 @@ void HotkeyCentre::registerAction(const core::Action& action) {
     if (!id) {
         return;
     }
-    // Emptied by the user on purpose: no shortcut, and nothing to report.
-    if (const auto override = overrides_.find(action.id);
-        override != overrides_.end() && override->second.empty()) {
-        return;
-    }
     const auto text = core::ActionCatalog::effectiveBinding(action, kPlatform, overrides_);
     const auto chord = text ? core::Chord::parse(*text) : std::nullopt;
+    // An override emptied on purpose lands here too: no shortcut, and the log says so.
     if (!chord) {
-        shell::FrontmostLog::shared().record(
+        log::FrontmostLog::shared().record(
             "hotkeyUnparseable", std::nullopt,
             action.id + " binding=" + action.defaultBinding[kPlatform]);
         return;
@@ -79,10 +75,10 @@ void HotkeyCentre::registerChord(ActionID id, const core::Chord& chord, std::str
         return;
     }
     if (grabbed.error().kind == platform::GrabFailure::Kind::refused) {
-        shell::FrontmostLog::shared().record(
-            "hotkeyConflict", std::nullopt,
-            std::string(core::rawValue(id)) + " chord=" + registration.text +
-                " status=" + std::to_string(grabbed.error().status));
+        log::FrontmostLog::shared().record("hotkeyConflict", std::nullopt,
+                                           std::string(core::rawValue(id)) +
+                                               " chord=" + registration.text +
+                                               " status=" + std::to_string(grabbed.error().status));
     }
     conflicts_.push_back(std::move(registration));
 }

@@ -1,6 +1,6 @@
 #include "app/shortcuts/hotkey_reports.h"
 
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
 #include "core/action_id.h"
 
 namespace scrawlet::shortcuts {
@@ -19,8 +19,8 @@ void reportCatalogueOverlaps(const core::ActionCatalog& catalog,
                 .value_or("");
         out << "draw: " << ids << " are both bound to " << binding
             << "; one of them will not fire\n";
-        shell::FrontmostLog::shared().record("hotkeyOverlap", std::nullopt,
-                                             ids + " chord=" + binding);
+        log::FrontmostLog::shared().record("hotkeyOverlap", std::nullopt,
+                                           ids + " chord=" + binding);
     }
 }
 

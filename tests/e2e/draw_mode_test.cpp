@@ -2,6 +2,7 @@
 // drawing, click-through, display changes, the control panel, signals and the orderly finish
 // with its summary and event log. The test process injects real input through XTest and reads
 // what the compositor put on the screen.
+#include <sys/stat.h>
 #include <xcb/xcb.h>
 
 #include <QRasterWindow>
@@ -9,6 +10,7 @@
 
 #include "app/ink/control_panel_layout.h"
 #include "app/shell/run_summary.h"
+#include "core/settings.h"
 #include "tests/e2e/draw_run.h"
 
 namespace {
@@ -28,6 +30,7 @@ TEST_F(DrawMode, DirectTransportRunEndsAtItsLimitWithTwoPanelsAndEveryKeyInOrder
 
     const auto document = summaryDocument();
     EXPECT_EQ(document["reason"], "timeout");
+    EXPECT_GE(document["durationSeconds"].get<double>(), 3.0) << "the limit never fires early";
     EXPECT_EQ(document["transport"], "direct");
     EXPECT_EQ(document["panels"], 2);
     EXPECT_GT(document["strokeCount"].get<int>(), 0);
@@ -201,6 +204,64 @@ TEST_F(DrawMode, AWorkspaceSwitchIsRecordedForEverySurface) {
     finishWith(*run, SIGTERM);
 }
 
+TEST_F(DrawMode, RecordsNameTheActiveWindowAndFollowItsChanges) {
+    auto run = startAndAwaitBanner();
+    // What a window manager and an application do: name a window, then make it active.
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    const auto atom = [c](std::string_view name) {
+        auto* reply = xcb_intern_atom_reply(
+            c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+            nullptr);
+        const xcb_atom_t value = reply->atom;
+        std::free(reply);
+        return value;
+    };
+    const xcb_window_t window = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, window, root, 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    const auto name = [&](std::string_view text) {
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_NAME"),
+                            atom("UTF8_STRING"), 8, static_cast<std::uint32_t>(text.size()),
+                            text.data());
+        xcb_flush(c);
+    };
+    const char wmClass[] = "probe\0ProbeClass";
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        sizeof wmClass, wmClass);
+    name("Notes");
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, root, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW,
+                        32, 1, &window);
+    xcb_flush(c);
+
+    // The X event and the signal travel separately: toggle until a record shows the change.
+    const auto awaitFrontmostName = [&](const std::string& wanted) {
+        return QTest::qWaitFor(
+            [&] {
+                run->signal(SIGUSR1);
+                QTest::qWait(100);
+                const auto toggles = events("modeToggle");
+                return !toggles.empty() && toggles.back()["frontmostName"] == wanted;
+            },
+            10000);
+    };
+    ASSERT_TRUE(awaitFrontmostName("Notes")) << nlohmann::json(events("modeToggle")).dump();
+    EXPECT_EQ(events("modeToggle").back()["frontmostBundleID"], "ProbeClass");
+    EXPECT_EQ(events("modeToggle").back()["isOurs"], false);
+    name("Notes — edited");
+    EXPECT_TRUE(awaitFrontmostName("Notes — edited"))
+        << nlohmann::json(events("modeToggle")).dump();
+    // The window goes before the window manager says so.
+    xcb_destroy_window(c, window);
+    const xcb_window_t none = XCB_NONE;
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, root, atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW,
+                        32, 1, &none);
+    xcb_flush(c);
+    EXPECT_TRUE(awaitFrontmostName("")) << nlohmann::json(events("modeToggle")).dump();
+    xcb_disconnect(c);
+    finishWith(*run, SIGTERM);
+}
+
 TEST_F(DrawMode, ScriptedActionsRunBeforeTheTimeLimitAndEndTheRun) {
     auto run = start({"SCRAWLET_DRAW_ACTIONS=tool.arrow,edit.clearAll", "SCRAWLET_DRAW_SECONDS=1"});
     ASSERT_EQ(run->wait(30s), 0) << run->standardError();
@@ -210,6 +271,85 @@ TEST_F(DrawMode, ScriptedActionsRunBeforeTheTimeLimitAndEndTheRun) {
         run->standardError().find("draw: scripted edit.clearAll -> nothingToDo(already empty)"),
         std::string::npos);
     EXPECT_EQ(summaryDocument()["reason"], "scriptedActions");
+}
+
+TEST_F(DrawMode, ASignalThatArrivesDuringStartUpFinishesTheRunOnceItIsUp) {
+    auto run = start();
+    // Printed while the configuration is read, long before the handlers exist.
+    ASSERT_TRUE(run->waitForError("draw: wrote default settings to", 30s)) << run->standardError();
+    run->signal(SIGUSR2);
+    ASSERT_EQ(run->wait(30s), 0) << run->standardError();
+    EXPECT_EQ(summaryDocument()["reason"], "SIGUSR2");
+}
+
+TEST_F(DrawMode, RunOnlyColourAndWidthAndRunOnlySettingsFilesAreNeverSaved) {
+    // The fixture sets SCRAWLET_DRAW_COLOUR and SCRAWLET_DRAW_WIDTH; the action saves settings.
+    const std::vector<std::string> saving = {"SCRAWLET_DRAW_ACTIONS=annotation.cycleAutoErase",
+                                             "SCRAWLET_DRAW_SECONDS=1"};
+    auto run = start(saving);
+    ASSERT_EQ(run->wait(30s), 0) << run->standardError();
+    const auto userFile = tmp.path() / "scrawlet" / "settings.json";
+    const auto saved = nlohmann::json::parse(TemporaryFolder::read(userFile));
+    EXPECT_EQ(saved["annotation"]["autoErase"]["mode"], "oneSecond") << "the change is saved";
+    EXPECT_EQ(saved["annotation"]["palette"][0], "#ff3b30");
+    EXPECT_EQ(saved["annotation"]["strokeWidth"]["presetsPoints"][1], 4);
+
+    std::filesystem::remove(userFile);
+    const std::string document(scrawlet::core::Settings::defaultDocument);
+    const auto runFile = tmp.write("run-settings.json", document);
+    auto withOwnFile = start({"SCRAWLET_DRAW_SETTINGS=" + runFile.string(), saving[0], saving[1]});
+    ASSERT_EQ(withOwnFile->wait(30s), 0) << withOwnFile->standardError();
+    EXPECT_FALSE(std::filesystem::exists(userFile));
+    EXPECT_EQ(TemporaryFolder::read(runFile), document);
+}
+
+TEST_F(DrawMode, TheSummaryTakesTheAidsValuesFromTheSettingsUntilTheAidsExist) {
+    auto settings = nlohmann::json::parse(scrawlet::core::Settings::defaultDocument);
+    settings["zoom"]["level"] = 3;
+    settings["cursorHighlight"]["colour"] = "#445566";
+    settings["keystrokeDisplay"]["fade"]["mode"] = "fiveSeconds";
+    settings["capture"]["historyCount"] = 7;
+    settings["whiteboard"]["boardColour"] = "#112233";
+    settings["system"]["onboardingCompleted"] = true;
+    const auto file = tmp.write("run-settings.json", settings.dump());
+    auto run = start({"SCRAWLET_DRAW_SETTINGS=" + file.string(), "SCRAWLET_DRAW_SECONDS=0.5",
+                      "SCRAWLET_DRAW_SPOTLIGHT_SIZE=250"});
+    ASSERT_EQ(run->wait(30s), 0) << run->standardError();
+    const auto document = summaryDocument();
+    EXPECT_EQ(document["lensLevel"], 3.0);
+    EXPECT_EQ(document["fullScreenZoomLevel"], 3.0);
+    EXPECT_EQ(document["spotlightSizePoints"], 250.0) << "the run's override comes first";
+    EXPECT_EQ(document["cursorHighlightColour"], "#445566");
+    EXPECT_EQ(document["keystrokeDisplayFadeMode"], "fiveSeconds");
+    EXPECT_EQ(document["captureHistoryCount"], 7);
+    EXPECT_EQ(document["whiteboardBoardColour"], "#112233");
+    EXPECT_EQ(document["onboardingCompleted"], true);
+}
+
+// What another user can leave at the default paths in /tmp before a run.
+TEST_F(DrawMode, HostileFilesAtTheTracePathsAreLeftAloneAndSaidSo) {
+    ASSERT_EQ(::mkfifo(log().c_str(), 0666), 0);
+    auto run = start({"SCRAWLET_DRAW_SECONDS=0.5"});
+    ASSERT_EQ(run->wait(30s), 0) << "a FIFO at the log path must not hang the start";
+    EXPECT_NE(run->standardError().find("draw: running without the event log: will not replace " +
+                                        log().string() + ": it is not a regular file\n"),
+              std::string::npos)
+        << run->standardError();
+    EXPECT_EQ(summaryDocument()["reason"], "timeout");
+    EXPECT_EQ(std::filesystem::status(log()).type(), std::filesystem::file_type::fifo);
+    std::filesystem::remove(log());
+
+    const auto victim = tmp.write("victim.json", "keep");
+    std::filesystem::remove(summary());
+    std::filesystem::create_symlink(victim, summary());
+    auto linked = start({"SCRAWLET_DRAW_SECONDS=0.5"});
+    ASSERT_EQ(linked->wait(30s), 3) << linked->standardError();
+    EXPECT_NE(linked->standardError().find("draw: summary write failed: will not replace " +
+                                           summary().string() + ": it is a symbolic link\n"),
+              std::string::npos)
+        << linked->standardError();
+    EXPECT_TRUE(std::filesystem::is_symlink(summary()));
+    EXPECT_EQ(TemporaryFolder::read(victim), "keep");
 }
 
 TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {

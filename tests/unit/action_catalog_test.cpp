@@ -60,8 +60,7 @@ TEST(ActionCatalogBindings, OverridesReplaceOrRemoveDefaults) {
 }
 
 std::filesystem::path shippedCatalogPath() {
-    return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path() / "resources" /
-           "actions.json";
+    return std::filesystem::path(SCRAWLET_SOURCE_DIR) / "resources" / "actions.json";
 }
 
 TEST(ActionCatalogShipped, CoversEveryActionOnceWithUsableConflictFreeBindings) {

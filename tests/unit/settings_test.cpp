@@ -86,6 +86,19 @@ TEST(SettingsErrors, NameTheirFieldAndReadAsShown) {
          "annotation.strokeWidth.selectedIndex is 3, outside 0..<3"},
         {"/annotation/selectedPaletteIndex", -1,
          "annotation.selectedPaletteIndex is -1, outside 0..<5"},
+        // Numbers as people write them, and integers beyond 32 bits reported with their value.
+        {"/annotation/strokeWidth/presetsPoints",
+         {2, 0.0001, 8},
+         "annotation.strokeWidth.presetsPoints is 0.0001, outside 0.001...200.0"},
+        {"/spotlight/sizePoints", 100000,
+         "spotlight.sizePoints is 100000.0, outside 0.001...4000.0"},
+        {"/zoom/lensSizePoints", 1e-7, "zoom.lensSizePoints is 1e-07, outside 0.001...4000.0"},
+        {"/schemaVersion", 3000000000,
+         "settings schemaVersion 3000000000 is not supported (this build reads 1)"},
+        {"/annotation/selectedPaletteIndex", 3000000000,
+         "annotation.selectedPaletteIndex is 3000000000, outside 0..<5"},
+        {"/capture/historyCount", 3000000000.0,
+         "capture.historyCount is 3000000000.0, outside 1.0...50.0"},
     };
     for (const auto& [pointer, value, text] : cases) {
         EXPECT_EQ(failureText(withValue(pointer, value)), text);

@@ -40,12 +40,10 @@ class X11WorkspaceWatcher final : public WorkspaceWatcher, private QAbstractNati
     }
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) override {
-        if (eventType != "xcb_generic_event_t")
+        const auto* change =
+            x11::asPropertyNotify(std::string_view(eventType.data(), eventType.size()), message);
+        if (!change)
             return false;
-        const auto* event = static_cast<const xcb_generic_event_t*>(message);
-        if ((event->response_type & 0x7f) != XCB_PROPERTY_NOTIFY)
-            return false;
-        const auto* change = static_cast<const xcb_property_notify_event_t*>(message);
         if (change->window != x_.root || change->atom != currentDesktop_ ||
             change->state != XCB_PROPERTY_NEW_VALUE)
             return false;

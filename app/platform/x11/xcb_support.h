@@ -69,6 +69,17 @@ std::expected<void, std::string> selectRootEvents(const XConnection& x, std::uin
 
 bool isMapped(xcb_connection_t* c, xcb_window_t window);
 
+// The property change a native event filter was handed, or null for any other message.
+inline const xcb_property_notify_event_t* asPropertyNotify(std::string_view eventType,
+                                                           void* message) {
+    if (eventType != "xcb_generic_event_t")
+        return nullptr;
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    if ((event->response_type & 0x7f) != XCB_PROPERTY_NOTIFY)
+        return nullptr;
+    return static_cast<const xcb_property_notify_event_t*>(message);
+}
+
 // Asks the window manager for a change to a mapped window's state the way its hints
 // convention requires (a client message to the root); unmanaged servers ignore it.
 void sendToWindowManager(const XConnection& x, xcb_window_t window, xcb_atom_t type,

@@ -21,9 +21,8 @@ TEST(ActionCatalogStoreLoad, TheCompiledCopyHasEveryAction) {
 
 TEST(ActionCatalogStoreLoad, BrokenCandidatesAreSkippedSilently) {
     TemporaryFolder tmp;
-    std::string text = TemporaryFolder::read(
-        std::filesystem::path(__FILE__).parent_path().parent_path().parent_path().parent_path() /
-        "resources" / "actions.json");
+    std::string text = TemporaryFolder::read(std::filesystem::path(SCRAWLET_SOURCE_DIR) /
+                                             "resources" / "actions.json");
     ASSERT_FALSE(text.empty());
     const auto good = tmp.write("good.json", text);
     const auto scope = text.find("\"scope\": \"global\"");

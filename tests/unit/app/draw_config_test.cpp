@@ -59,21 +59,49 @@ TEST_F(DrawConfigTest, UnknownToolsAndActionsEndTheRunWithUsageStatus) {
               (ConfigExit{"draw: unknown action \"tool.crayon\" in SCRAWLET_DRAW_ACTIONS", 64}));
 }
 
-TEST_F(DrawConfigTest, ValuesTheScenesCannotTakeAreRefusedWithAReason) {
+TEST_F(DrawConfigTest, OnlyValuesThatWouldTakeTheMachineAreRefusedAndNeverBeforeStatus66) {
     for (const auto& [name, value] : std::vector<std::pair<std::string, std::string>>{
-             {"SCRAWLET_DRAW_POINT_CAPACITY", "0"},
-             {"SCRAWLET_DRAW_STROKE_CAPACITY", "-1"},
+             {"SCRAWLET_DRAW_POINT_CAPACITY", "16777217"},
              {"SCRAWLET_DRAW_TEXT_CAPACITY", "99999999999"},
-             {"SCRAWLET_DRAW_MIN_SEPARATION", "-1"},
-             {"SCRAWLET_DRAW_MIN_SEPARATION", "nan"},
-             {"SCRAWLET_DRAW_HZ", "inf"},
-             {"SCRAWLET_DRAW_STROKE_SECONDS", "1e300"},
          }) {
         const ConfigExit exit = refuse({{name, value}});
         EXPECT_EQ(exit.status, 64) << name;
-        EXPECT_TRUE(exit.message.starts_with("draw: ")) << exit.message;
-        EXPECT_NE(exit.message.find(name), std::string::npos) << exit.message;
+        EXPECT_TRUE(exit.message.starts_with("draw: " + name + " is " + value)) << exit.message;
     }
+    const std::map<std::string, std::string> endless = {{"SCRAWLET_DRAW_HZ", "1e6"},
+                                                        {"SCRAWLET_DRAW_STROKE_SECONDS", "1e6"}};
+    auto direct = endless;
+    direct["SCRAWLET_DRAW_TRANSPORT"] = "direct";
+    EXPECT_EQ(refuse(direct).status, 64);
+    EXPECT_EQ(read(endless).syntheticHz, 1e6) << "live input never runs the synthetic driver";
+
+    // Values the scenes cannot take are brought to the nearest they can.
+    const DrawConfig low = read({{"SCRAWLET_DRAW_POINT_CAPACITY", "0"},
+                                 {"SCRAWLET_DRAW_STROKE_CAPACITY", "-1"},
+                                 {"SCRAWLET_DRAW_MIN_SEPARATION", "-1"}});
+    EXPECT_EQ(low.limits.pointCapacity, 1);
+    EXPECT_EQ(low.limits.strokeCapacity, 1);
+    EXPECT_EQ(low.limits.minimumSeparation, 0);
+
+    EXPECT_EQ(refuse({{"SCRAWLET_DRAW_TEXT_CAPACITY", "99999999999"},
+                      {"SCRAWLET_DRAW_SETTINGS", "/nonexistent/s.json"}})
+                  .status,
+              66);
+}
+
+TEST_F(DrawConfigTest, NumbersAreDecimalAndATimeLimitATimerCannotHoldIsTheDefault) {
+    for (const std::string_view text : {"0x10", "inf", "-inf", "nan", "infinity", "1e999", " 1",
+                                        "1 ", "", ".", "e5", "1e", "+-1", "1,5"}) {
+        EXPECT_FALSE(Environment::parseNumber(text)) << text;
+    }
+    for (const auto& [text, value] : std::vector<std::pair<std::string_view, double>>{
+             {"2", 2}, {"-2.5", -2.5}, {"+.5", 0.5}, {"1.", 1}, {"1e3", 1000}, {"2.5E-1", 0.25}}) {
+        EXPECT_EQ(Environment::parseNumber(text), value) << text;
+    }
+    for (const std::string value : {"inf", "nan", "1e12", "3000000"}) {
+        EXPECT_EQ(read({{"SCRAWLET_DRAW_SECONDS", value}}).maxDurationSeconds, 600) << value;
+    }
+    EXPECT_EQ(read({{"SCRAWLET_DRAW_SECONDS", "2000000"}}).maxDurationSeconds, 2000000);
 }
 
 TEST_F(DrawConfigTest, SettingsFileVariableReplacesTheStoreAndIsNeverWritten) {

@@ -1,8 +1,14 @@
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
 
 #include <gtest/gtest.h>
 
-namespace scrawlet::shell {
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <thread>
+
+#include "tests/unit/app/temporary_folder.h"
+
+namespace scrawlet::log {
 namespace {
 
 TEST(FrontmostLogFormat, KeysInOrderWithPanelFieldsOnlyWithAPanel) {
@@ -19,5 +25,33 @@ TEST(FrontmostLogFormat, KeysInOrderWithPanelFieldsOnlyWithAPanel) {
               R"("onActiveSpace":true,"screen":"HDMI-1","note":""})");
 }
 
+// The capture thread records beside the main thread: every line whole, numbered in file order.
+TEST(FrontmostLogThreads, RecordsFromTwoThreadsArriveWholeAndInSequence) {
+    testing::TemporaryFolder tmp;
+    FrontmostLog log;
+    ASSERT_TRUE(log.start(tmp.path() / "log.jsonl"));
+    constexpr int kEach = 5000;
+    const auto writer = [&log](std::string name) {
+        for (int i = 0; i < kEach; ++i) {
+            log.record(name, std::nullopt, "i=" + std::to_string(i));
+            if (i % 100 == 0) {
+                log.setFrontmost({name, name, false});
+            }
+        }
+    };
+    std::thread capture(writer, "capture");
+    writer("main");
+    capture.join();
+    log.finish("done");
+
+    std::istringstream in(testing::TemporaryFolder::read(tmp.path() / "log.jsonl"));
+    long long expected = 1;
+    for (std::string line; std::getline(in, line); ++expected) {
+        const auto record = nlohmann::json::parse(line);  // throws on a torn line
+        ASSERT_EQ(record["seq"], expected) << line;
+    }
+    EXPECT_EQ(expected - 1, 2 * kEach + 2) << "start, every record, finish";
+}
+
 }  // namespace
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::log

@@ -1,6 +1,7 @@
 // Runs the scrawlet executable with prepared environments and checks its exit statuses and
 // standard-error lines.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
 
@@ -81,6 +82,35 @@ TEST_F(ScrawletProcess, ConfigurationErrorsEndTheRunBeforeAnythingElse) {
                                               badSettings.string() + ": "))
         << bad.standardError;
     EXPECT_EQ(TemporaryFolder::read(badSettings), "[1,2]");
+}
+
+TEST_F(ScrawletProcess, AnUnreachableDisplayIsStatus2WithItsLine) {
+    // No X server listens on a display number this high.
+    const ProcessRun r = run({"DISPLAY=:65000"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_TRUE(r.standardError.ends_with("draw: no drawable screen\n")) << r.standardError;
+}
+
+// Each would hang or read without bound if opened as a plain file.
+TEST_F(ScrawletProcess, ASettingsPathThatIsNoSmallRegularFileIsStatus66AtOnce) {
+    const auto fifo = tmp_.path() / "settings.fifo";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const auto folder = tmp_.path() / "folder.json";
+    std::filesystem::create_directory(folder);
+    const auto huge = tmp_.write("huge.json", std::string(2 << 20, ' ') + "{}");
+    const std::pair<std::string, std::string> cases[] = {
+        {"/dev/zero", "not a regular file"},
+        {fifo.string(), "not a regular file"},
+        {folder.string(), "Is a directory"},
+        {huge.string(), "larger than 1048576 bytes"},
+    };
+    for (const auto& [path, why] : cases) {
+        const auto started = std::chrono::steady_clock::now();
+        const ProcessRun r = run({"SCRAWLET_DRAW_SETTINGS=" + path});
+        EXPECT_EQ(r.status, 66) << path;
+        EXPECT_EQ(r.standardError, "draw: cannot read settings at " + path + ": " + why + "\n");
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10)) << path;
+    }
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "app/shell/run_summary.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,13 +11,11 @@
 #include <tuple>
 
 #include "core/fiducials.h"
-#include "tests/unit/app/temporary_folder.h"
 
 namespace scrawlet::shell {
 namespace {
 
 using nlohmann::json;
-using testing::TemporaryFolder;
 
 // Keys in document order, as the parser meets them; a parsed object would sort them.
 std::vector<std::string> keysInOrder(const std::string& text) {
@@ -201,35 +198,6 @@ TEST(RunSummaryLines, RoundTripReportTakesTheLowerMiddleAndCountsLostTrials) {
               "  worst : 30.00 ms\n  budget: 50.00 ms\n  lost  : 1\n");
     EXPECT_EQ(report.note, "trials=5 p50Ms=4.00 worstMs=30.00");
     EXPECT_EQ(an16Report({}, 2, 2).note, "trials=2 p50Ms=0.00 worstMs=0.00");
-}
-
-std::vector<std::string> entries(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-TEST(RunSummaryFile, WritesAndReplacesPrivatelyWithoutFollowingLinks) {
-    TemporaryFolder tmp;
-    const auto file = tmp.path() / "summary.json";
-    ASSERT_TRUE(writeFileAtomically(file, "first"));
-    ASSERT_TRUE(writeFileAtomically(file, "{\"second\":true}"));
-    EXPECT_EQ(TemporaryFolder::read(file), "{\"second\":true}");
-    struct stat info {};
-    ASSERT_EQ(::stat(file.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
-
-    const auto victim = tmp.write("victim.txt", "keep");
-    const auto link = tmp.path() / "link.json";
-    std::filesystem::create_symlink(victim, link);
-    ASSERT_TRUE(writeFileAtomically(link, "new"));
-    EXPECT_EQ(TemporaryFolder::read(victim), "keep");
-    EXPECT_FALSE(std::filesystem::is_symlink(link));
-    EXPECT_EQ(entries(tmp.path()),
-              (std::vector<std::string>{"link.json", "summary.json", "victim.txt"}));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "app/settings/settings_store.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,6 +51,33 @@ TEST(SettingsStoreLoad, FirstLaunchCreatesFolderAndSortedPrettyDefaults) {
     EXPECT_TRUE(std::holds_alternative<SettingsStore::Loaded>(again->outcome));
     EXPECT_EQ(again->settings, result->settings);
     EXPECT_FALSE(SettingsStore::startupLine(again->outcome, file));
+}
+
+TEST(SettingsStoreWrite, FollowsTheUmaskAndClearsWhatAnInterruptedWriteLeft) {
+    TemporaryFolder tmp;
+    const auto file = tmp.path() / "settings.json";
+    const auto leftover = tmp.write(".settings.json.Ab12Cd", "{\"torn");
+    const mode_t before = ::umask(077);
+    const auto written = SettingsStore::write(core::Settings::builtInDefaults(), file);
+    ::umask(before);
+    ASSERT_TRUE(written) << written.error();
+    struct stat info {};
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u) << "a private umask keeps the file private";
+    EXPECT_FALSE(fs::exists(leftover));
+}
+
+TEST(SettingsStoreLoad, DefaultsThatCouldNotBeWrittenAreNotReportedAsWritten) {
+    TemporaryFolder tmp;
+    const auto file = tmp.write("plain-file", "x") / "settings.json";
+    const auto result = SettingsStore::load(file);
+    ASSERT_TRUE(result);
+    EXPECT_TRUE(std::holds_alternative<SettingsStore::DefaultsUnwritten>(result->outcome));
+    const auto line = SettingsStore::startupLine(result->outcome, file);
+    ASSERT_TRUE(line);
+    EXPECT_TRUE(line->starts_with("draw: could not write default settings (cannot create "))
+        << *line;
+    EXPECT_EQ(result->settings, core::Settings::builtInDefaults());
 }
 
 TEST(SettingsStoreLoad, OtherSchemaVersionsAreNeverTouched) {

@@ -1,16 +1,13 @@
-#include "app/shell/frontmost_log.h"
+#include "app/log/frontmost_log.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <ctime>
-
+#include "app/platform/atomic_file.h"
 #include "app/platform/file_io.h"
+#include "app/platform/monotonic_clock.h"
 #include "core/json_text.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::log {
 namespace {
 
 void appendBool(std::string& out, std::string_view key, bool value) {
@@ -28,14 +25,9 @@ void appendInt(std::string& out, std::string_view key, long long value) {
 
 }  // namespace
 
-double monotonicSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
 FrontmostLog::~FrontmostLog() {
-    close();
+    const std::lock_guard lock(mutex_);
+    closeLocked();
 }
 
 FrontmostLog& FrontmostLog::shared() {
@@ -43,39 +35,58 @@ FrontmostLog& FrontmostLog::shared() {
     return log;
 }
 
-bool FrontmostLog::start(const std::string& path) {
-    close();
+std::expected<void, std::string> FrontmostLog::start(const std::string& path) {
+    const std::lock_guard lock(mutex_);
+    closeLocked();
     seq_ = 0;
-    fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC | O_APPEND,
-                 0600);
-    if (fd_ >= 0) {
-        // An older log of ours may have been made readable by others; this one is private.
-        ::fchmod(fd_, 0600);
+    // A new file rather than our old one truncated: whoever still holds the old one open
+    // must not read this run.
+    const auto opened =
+        platform::replaceWithEmptyFile(path, {.permissions = 0600, .onlyOwnFile = true});
+    if (!opened) {
+        return std::unexpected(opened.error());
     }
-    record("start", std::nullopt, "ownBundleID=" + std::string(kOwnAppId));
-    return isOpen();
+    fd_ = *opened;
+    recordLocked("start", std::nullopt, "ownBundleID=" + std::string(kOwnAppId));
+    return {};
 }
 
 void FrontmostLog::record(std::string_view event, const std::optional<PanelState>& panel,
                           std::string_view note) {
-    if (!isOpen()) {
+    const std::lock_guard lock(mutex_);
+    recordLocked(event, panel, note);
+}
+
+void FrontmostLog::recordLocked(std::string_view event, const std::optional<PanelState>& panel,
+                                std::string_view note) {
+    if (fd_ < 0) {
         return;
     }
-    const platform::FrontmostApp frontmost =
-        provider_ ? provider_->frontmostApp() : platform::FrontmostApp{};
     ++seq_;
-    writeLine(formatRecord(seq_, monotonicSeconds(), event, frontmost, panel, note));
+    writeLocked(formatRecord(seq_, platform::monotonicSeconds(), event, frontmost_, panel, note));
 }
 
 void FrontmostLog::recordLine(std::string_view jsonObject) {
-    if (isOpen()) {
-        writeLine(std::string(jsonObject));
+    const std::lock_guard lock(mutex_);
+    if (fd_ >= 0) {
+        writeLocked(std::string(jsonObject));
     }
 }
 
 void FrontmostLog::finish(std::string_view note) {
-    record("finish", std::nullopt, note);
-    close();
+    const std::lock_guard lock(mutex_);
+    recordLocked("finish", std::nullopt, note);
+    closeLocked();
+}
+
+void FrontmostLog::setFrontmost(platform::FrontmostApp frontmost) {
+    const std::lock_guard lock(mutex_);
+    frontmost_ = std::move(frontmost);
+}
+
+bool FrontmostLog::isOpen() const {
+    const std::lock_guard lock(mutex_);
+    return fd_ >= 0;
 }
 
 std::string FrontmostLog::formatRecord(long long seq, double timeSeconds, std::string_view event,
@@ -107,17 +118,17 @@ std::string FrontmostLog::formatRecord(long long seq, double timeSeconds, std::s
     return line;
 }
 
-void FrontmostLog::writeLine(std::string line) {
+void FrontmostLog::writeLocked(std::string line) {
     line += '\n';
     // A full disk loses this record, not the run.
     (void)platform::writeAll(fd_, line);
 }
 
-void FrontmostLog::close() {
+void FrontmostLog::closeLocked() {
     if (fd_ >= 0) {
         ::close(fd_);
         fd_ = -1;
     }
 }
 
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::log

@@ -3,16 +3,23 @@
 // Event records carry a sequence number, the monotonic time, the frontmost application and,
 // when a panel is given, that panel's window state. Kind records are ready-made JSON objects.
 // Every record is written to the file as it is made, so a crash keeps what came before. When
-// the file cannot be opened nothing is written and the run goes on. Main thread only.
+// the file cannot be opened nothing is written and the run goes on.
+//
+// Any thread may record (the capture thread does): one mutex guards the file, the sequence
+// number and the frontmost application, so records reach the file whole and in sequence order.
+// The frontmost application is not looked up per record; whoever follows it (the window-system
+// layer, on the main thread) hands each change to `setFrontmost`.
 #pragma once
 
+#include <expected>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "app/platform/frontmost_app.h"
 
-namespace scrawlet::shell {
+namespace scrawlet::log {
 
 // The window state of a panel at the moment of a record.
 struct PanelState {
@@ -37,17 +44,18 @@ class FrontmostLog {
 
     static FrontmostLog& shared();
 
-    // Creates or truncates the file (never following a link: the default paths are in /tmp)
-    // and writes the "start" record. Returns whether the file is open.
-    bool start(const std::string& path);
+    // Puts a new private file at `path` and writes the "start" record. The default path is in
+    // /tmp, where anyone may have put something first: anything but a regular file of ours is
+    // left alone, and the error says why the run goes on without a log.
+    std::expected<void, std::string> start(const std::string& path);
     void record(std::string_view event, const std::optional<PanelState>& panel = std::nullopt,
                 std::string_view note = "");
     void recordLine(std::string_view jsonObject);
     void finish(std::string_view note);
 
-    // Without a provider the frontmost fields are empty and "isOurs" is false.
-    void setFrontmostProvider(platform::FrontmostAppProvider* provider) { provider_ = provider; }
-    bool isOpen() const { return fd_ >= 0; }
+    // Until the first call the frontmost fields are empty and "isOurs" is false.
+    void setFrontmost(platform::FrontmostApp frontmost);
+    bool isOpen() const;
 
     // The line of one event record, without its line feed.
     static std::string formatRecord(long long seq, double timeSeconds, std::string_view event,
@@ -55,15 +63,15 @@ class FrontmostLog {
                                     const std::optional<PanelState>& panel, std::string_view note);
 
   private:
-    void writeLine(std::string line);
-    void close();
+    void recordLocked(std::string_view event, const std::optional<PanelState>& panel,
+                      std::string_view note);
+    void writeLocked(std::string line);
+    void closeLocked();
 
+    mutable std::mutex mutex_;
     int fd_ = -1;
     long long seq_ = 0;
-    platform::FrontmostAppProvider* provider_ = nullptr;
+    platform::FrontmostApp frontmost_;
 };
 
-// Seconds on the monotonic clock: the time base of births, frames and log records.
-double monotonicSeconds();
-
-}  // namespace scrawlet::shell
+}  // namespace scrawlet::log
