@@ -6,6 +6,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScreen>
+#include <array>
 #include <cmath>
 
 #include "app/ink/gl_ink_target.h"
@@ -110,6 +111,8 @@ void InkView::followScreen(QScreen* screen) {
 bool InkView::initialiseGraphics() {
     QWindow::create();
     if (presentPath_ == platform::PresentPath::software) {
+        // Straight to the window where its visual allows; Qt's backing store otherwise.
+        pixelPresenter_ = platform::createPixelPresenter(*this);
         backingStore_ = std::make_unique<QBackingStore>(this);
         pixelTarget_ = std::make_unique<PixelInkTarget>(
             [this](const PixelBuffer& frame, std::span<const PixelRect> rects) {
@@ -337,6 +340,16 @@ void InkView::render() {
 }
 
 void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect> rects) {
+    if (pixelPresenter_) {
+        std::array<platform::PresentRect, Damage::kMaximumRects + 1> out{};
+        std::size_t n = 0;
+        for (const PixelRect& rect : rects) {
+            if (n < out.size()) out[n++] = {rect.x, rect.y, rect.width, rect.height};
+        }
+        pixelPresenter_->present(frame.pixels, frame.stride, frame.width, frame.height,
+                                 {out.data(), n});
+        return;
+    }
     const qreal ratio = devicePixelRatio();
     if (backingStore_->size() != size()) {
         backingStore_->resize(size());

@@ -26,6 +26,7 @@
 #include "app/ink/ink_layer.h"
 #include "app/ink/ink_overlay.h"
 #include "app/platform/gl_presenter.h"
+#include "app/platform/pixel_presenter.h"
 #include "core/chord.h"
 #include "core/fiducials.h"
 
@@ -155,6 +156,7 @@ class InkView : public QWindow, private InkCanvas::Listener {
     std::unique_ptr<GlInkTarget> glTarget_;
     std::unique_ptr<PixelInkTarget> pixelTarget_;
     std::unique_ptr<QBackingStore> backingStore_;
+    std::unique_ptr<platform::PixelPresenter> pixelPresenter_;
     bool overlaysDirty_ = true;
 
     QString hintText_;
