@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -58,6 +59,10 @@ ToolRun::ToolRun(InkTool tool, const std::string& display) : tool_(tool) {
                                                   "SCRAWLET_DRAW_SUMMARY=" + home + "/draw.json",
                                                   "SCRAWLET_DRAW_LOG=" + home + "/draw.jsonl",
                                               });
+        // Lets one run measure a drawing path other than the one the program would choose.
+        if (const char* path = std::getenv("SCRAWLET_DRAW_PRESENT")) {
+            environment.push_back(std::string("SCRAWLET_DRAW_PRESENT=") + path);
+        }
     } else {
         home_.write("gromit-mpx.cfg", kGromitConfig);
         home_.write("gromit-mpx.ini", kGromitState);

@@ -133,7 +133,8 @@ int BeautifiedShape::path(int circleSegments, std::span<ContentPoint> out) const
     const Circle& circle = std::get<Circle>(figure);
     int segments = circleSegments >= 9 ? circleSegments : 8;
     segments = std::min(segments, static_cast<int>(out.size()) - 1);
-    if (segments < 2) return 0;
+    if (segments < 2)
+        return 0;
     for (int i = 0; i < segments; ++i) {
         const double t = 2 * std::numbers::pi * i / segments;
         out[static_cast<std::size_t>(i)] = {circle.centre.x + circle.radius * std::cos(t),

@@ -44,7 +44,7 @@ struct ScreenPixel {
 // `zoom` is viewport points per content unit; `backingScaleFactor` pixels per viewport point.
 // Both must be positive: a caller passing anything else has a bug (asserted).
 class DisplayTransform {
-public:
+  public:
     DisplayTransform(ContentPoint origin, double zoom, double backingScaleFactor);
 
     ContentPoint origin() const { return origin_; }
@@ -58,7 +58,7 @@ public:
 
     bool operator==(const DisplayTransform&) const = default;
 
-private:
+  private:
     ContentPoint origin_;
     double zoom_;
     double backingScaleFactor_;
@@ -68,7 +68,8 @@ private:
 template <class... Fields>
 std::size_t hashFields(const Fields&... fields) {
     std::size_t seed = 0;
-    ((seed ^= std::hash<Fields>{}(fields) + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2)), ...);
+    ((seed ^= std::hash<Fields>{}(fields) + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2)),
+     ...);
     return seed;
 }
 

@@ -17,8 +17,7 @@ std::string SettingsError::description() const {
         Overloaded{
             [](const UnsupportedSchemaVersion& e) {
                 return "settings schemaVersion " + std::to_string(e.found) +
-                       " is not supported (this build reads " + std::to_string(e.supported) +
-                       ")";
+                       " is not supported (this build reads " + std::to_string(e.supported) + ")";
             },
             [](const MalformedColour& e) {
                 return "malformed colour \"" + e.text + "\": expected #RRGGBB or #RRGGBBAA";

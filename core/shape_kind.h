@@ -12,8 +12,7 @@ enum class ShapeKind { line, arrow, rectangle, ellipse };
 
 template <>
 struct EnumTraits<ShapeKind> {
-    static constexpr std::array<std::string_view, 4> names{"line", "arrow", "rectangle",
-                                                           "ellipse"};
+    static constexpr std::array<std::string_view, 4> names{"line", "arrow", "rectangle", "ellipse"};
 };
 
 }  // namespace scrawlet::core

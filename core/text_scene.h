@@ -32,7 +32,7 @@ struct TextSpan {
 };
 
 class TextScene {
-public:
+  public:
     explicit TextScene(int capacity);
 
     int count() const { return static_cast<int>(items_.size()); }
@@ -55,7 +55,7 @@ public:
     // A size estimate for when no laid-out label exists.
     static ContentRect approximateBounds(const TextSpan& span);
 
-private:
+  private:
     bool isHidden(const TextSpan& span) const {
         return span.supersededBy >= 0 && span.supersededBy < visibleCount_;
     }

@@ -12,7 +12,7 @@
 namespace scrawlet::core {
 
 class UndoHistory {
-public:
+  public:
     struct State {
         int spans = 0;
         int points = 0;
@@ -39,7 +39,7 @@ public:
 
     bool operator==(const UndoHistory&) const = default;
 
-private:
+  private:
     std::vector<State> states_;
     int cursor_ = 0;
     int capacity_;

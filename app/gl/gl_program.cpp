@@ -15,8 +15,7 @@ void report(std::string_view owner, std::string_view what, std::string detail) {
     std::replace_if(
         detail.begin(), detail.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
     while (!detail.empty() && detail.back() == ' ') detail.pop_back();
-    const std::string line =
-        std::string(owner) + ": " + std::string(what) + ": " + detail + "\n";
+    const std::string line = std::string(owner) + ": " + std::string(what) + ": " + detail + "\n";
     std::fputs(line.c_str(), stderr);
 }
 
@@ -71,7 +70,8 @@ QOpenGLFunctions_3_3_Core* functions() {
 GLuint buildProgram(QOpenGLFunctions_3_3_Core& gl, std::string_view owner,
                     std::string_view vertexSource, std::string_view fragmentSource) {
     const GLuint vertex = compile(gl, owner, GL_VERTEX_SHADER, vertexSource);
-    if (vertex == 0) return 0;
+    if (vertex == 0)
+        return 0;
     const GLuint fragment = compile(gl, owner, GL_FRAGMENT_SHADER, fragmentSource);
     if (fragment == 0) {
         gl.glDeleteShader(vertex);
@@ -87,11 +87,13 @@ GLuint buildProgram(QOpenGLFunctions_3_3_Core& gl, std::string_view owner,
     gl.glDeleteShader(vertex);
     gl.glDeleteShader(fragment);
     GLint linked = GL_FALSE;
-    if (program != 0) gl.glGetProgramiv(program, GL_LINK_STATUS, &linked);
+    if (program != 0)
+        gl.glGetProgramiv(program, GL_LINK_STATUS, &linked);
     if (linked != GL_TRUE) {
         report(owner, "pipeline creation failed",
                program == 0 ? "no program object" : infoLog(gl, program, true));
-        if (program != 0) gl.glDeleteProgram(program);
+        if (program != 0)
+            gl.glDeleteProgram(program);
         return 0;
     }
     return program;

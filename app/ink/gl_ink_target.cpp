@@ -15,8 +15,7 @@ std::unique_ptr<GlInkTarget> GlInkTarget::create(QWindow& window, int instanceCa
     std::unique_ptr<GlInkTarget> target(new GlInkTarget(window));
     target->context_ = new QOpenGLContext(&window);
     target->context_->setFormat(window.requestedFormat());
-    if (!target->context_->create() ||
-        target->context_->format().version() < qMakePair(3, 3) ||
+    if (!target->context_->create() || target->context_->format().version() < qMakePair(3, 3) ||
         !target->context_->makeCurrent(&window)) {
         return nullptr;
     }
@@ -47,13 +46,15 @@ GlInkTarget::~GlInkTarget() {
 }
 
 void GlInkTarget::uploadOverlay(const QImage& image, std::span<const PixelRect> rects) {
-    if (!context_->makeCurrent(&window_)) return;
+    if (!context_->makeCurrent(&window_))
+        return;
     const gl::StateGuard saved(*gl_);
     compositor_->upload(image, rects);
 }
 
 std::optional<int> GlInkTarget::beginFrame(PixelRect bounds) {
-    if (bounds.isEmpty() || !context_->makeCurrent(&window_)) return std::nullopt;
+    if (bounds.isEmpty() || !context_->makeCurrent(&window_))
+        return std::nullopt;
     const int age = bounds == bounds_ ? presenter_->backBufferAge() : 0;
     bounds_ = bounds;
     guard_.emplace(*gl_);
@@ -82,8 +83,8 @@ void GlInkTarget::clear(const PixelRect& rect) {
     gl_->glClear(GL_COLOR_BUFFER_BIT);
 }
 
-void GlInkTarget::drawInstances(int start, int count, core::InkBlend blend,
-                                const FadeUniform& fade, const PixelRect& clip) {
+void GlInkTarget::drawInstances(int start, int count, core::InkBlend blend, const FadeUniform& fade,
+                                const PixelRect& clip) {
     scissor(clip);
     renderer_->drawRange(start, count, blend, fade, QSize(bounds_.width, bounds_.height));
 }
@@ -98,7 +99,8 @@ void GlInkTarget::present(std::span<const PixelRect> rects) {
     std::array<platform::PresentRect, Damage::kMaximumRects + 1> out{};
     std::size_t n = 0;
     for (const PixelRect& rect : rects) {
-        if (n < out.size()) out[n++] = {rect.x, rect.y, rect.width, rect.height};
+        if (n < out.size())
+            out[n++] = {rect.x, rect.y, rect.width, rect.height};
     }
     presenter_->present({out.data(), n}, bounds_.height);
 }

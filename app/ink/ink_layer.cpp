@@ -21,7 +21,8 @@ void InkLayer::reset() {
 void InkLayer::addFadingDamage(const InkCanvas& canvas, const core::DisplayTransform& transform,
                                double then, double now, Damage& damage) {
     const auto ttl = canvas.timeToLive();
-    if (!ttl || !(*ttl > 0)) return;
+    if (!ttl || !(*ttl > 0))
+        return;
     const double hold = *ttl - core::AutoErase::fadeWindow(*ttl);
     const core::StrokeScene& scene = canvas.scene();
     for (int i = 0; i < scene.visibleSpanCount(); ++i) {
@@ -32,12 +33,14 @@ void InkLayer::addFadingDamage(const InkCanvas& canvas, const core::DisplayTrans
             continue;
         }
         const auto box = scene.bounds(i);
-        if (!box) continue;
+        if (!box)
+            continue;
         const core::ScreenPixel topLeft = transform.screenPixel({box->x, box->y});
         const core::ScreenPixel bottomRight =
             transform.screenPixel({box->x + box->width, box->y + box->height});
-        const double reach = transform.backingScaleFactor() * transform.zoom() *
-                                 span.style.widthContentUnits * 0.5 + 1.5;
+        const double reach =
+            transform.backingScaleFactor() * transform.zoom() * span.style.widthContentUnits * 0.5 +
+            1.5;
         damage.add(PixelRect::enclosing(std::min(topLeft.x, bottomRight.x) - reach,
                                         std::min(topLeft.y, bottomRight.y) - reach,
                                         std::max(topLeft.x, bottomRight.x) + reach,
@@ -58,12 +61,11 @@ void InkLayer::repaint(InkTarget& target, const PixelRect& rect, const FadeUnifo
     target.drawOverlay(rect);
 }
 
-void InkLayer::repaintWithinBudget(InkTarget& target, const Damage& damage,
-                                   const FadeUniform& fade, Damage& presented) {
+void InkLayer::repaintWithinBudget(InkTarget& target, const Damage& damage, const FadeUniform& fade,
+                                   Damage& presented) {
     using Clock = std::chrono::steady_clock;
-    const auto deadline =
-        Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                           std::chrono::duration<double>(kFrameBudgetSeconds));
+    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                             std::chrono::duration<double>(kFrameBudgetSeconds));
     const int tile = target.repaintTileSize();
     bool overBudget = false;
     for (const PixelRect& rect : damage.rects()) {
@@ -88,7 +90,8 @@ void InkLayer::repaintWithinBudget(InkTarget& target, const Damage& damage,
 
 bool InkLayer::render(InkTarget& target, const Frame& frame) {
     const std::optional<int> age = target.beginFrame(frame.bounds);
-    if (!age) return false;
+    if (!age)
+        return false;
     const InkCanvas& canvas = frame.canvas;
     builder_.setLiveBirth(canvas.liveBirth());
     builder_.sync(canvas.scene(), frame.transform);
@@ -143,7 +146,8 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
     presented.add(appended);
     target.present(presented.rects());
 
-    for (int i = kHistory - 1; i > 0; --i) history_[static_cast<std::size_t>(i)] = history_[static_cast<std::size_t>(i - 1)];
+    for (int i = kHistory - 1; i > 0; --i)
+        history_[static_cast<std::size_t>(i)] = history_[static_cast<std::size_t>(i - 1)];
     history_[0] = presented;
     lastDamage_ = damage;
     lastPresentedArea_ = presented.area();

@@ -55,8 +55,7 @@ std::size_t styleKey(const core::StrokeStyle& style) {
 QRectF labelFrame(const core::TextSpan& span, const QString& text,
                   const core::DisplayTransform& transform) {
     const QFont font = textFont(span.style, transform.zoom());
-    const auto topLeft =
-        labelTopLeft(span.position, transform, QFontMetricsF(font).lineSpacing());
+    const auto topLeft = labelTopLeft(span.position, transform, QFontMetricsF(font).lineSpacing());
     return {QPointF(topLeft.x, topLeft.y), labelSize(text, font)};
 }
 
@@ -99,7 +98,8 @@ QSizeF labelSize(const QString& text, const QFont& font) {
 }
 
 PixelBuffer InkOverlay::pixels() {
-    if (image_.isNull()) return {};
+    if (image_.isNull())
+        return {};
     return {reinterpret_cast<std::uint32_t*>(image_.bits()),
             static_cast<int>(image_.bytesPerLine() / 4), image_.width(), image_.height()};
 }
@@ -109,9 +109,9 @@ void InkOverlay::layOut(const InkCanvas& canvas, const core::DisplayTransform& t
     items.clear();
     const auto add = [&](Kind kind, int index, const QRectF& frame, std::size_t key,
                          double margin) {
-        const PixelRect reach = PixelRect::enclosing(
-            frame.left() * ratio_ - margin, frame.top() * ratio_ - margin,
-            frame.right() * ratio_ + margin, frame.bottom() * ratio_ + margin);
+        const PixelRect reach =
+            PixelRect::enclosing(frame.left() * ratio_ - margin, frame.top() * ratio_ - margin,
+                                 frame.right() * ratio_ + margin, frame.bottom() * ratio_ + margin);
         items.push_back({kind, index, frame, reach, key});
     };
     const double half = core::fiducials::kSizePoints / 2;
@@ -125,7 +125,8 @@ void InkOverlay::layOut(const InkCanvas& canvas, const core::DisplayTransform& t
     for (int i = 0; i < texts.count(); ++i) {
         const core::TextSpan& span = texts.span(i);
         const bool editing = session && session->reeditingIndex == i;
-        if (!texts.isVisible(i) || editing || span.text.empty()) continue;
+        if (!texts.isVisible(i) || editing || span.text.empty())
+            continue;
         const QString text = QString::fromStdString(span.text);
         const double pixels = span.style.textFontSizePoints() * transform.zoom() * ratio_;
         add(Kind::label, i, labelFrame(span, text, transform),
@@ -165,9 +166,10 @@ void InkOverlay::layOut(const InkCanvas& canvas, const core::DisplayTransform& t
     if (!decorations.hintText.isEmpty()) {
         const ViewRect host{0, 0, static_cast<double>(size_.width()),
                             static_cast<double>(size_.height())};
-        const QRectF bounds = QFontMetricsF(hintFont()).boundingRect(
-            QRectF(0, 0, hintMaximumTextWidth(host), 1e4), Qt::AlignHCenter | Qt::TextWordWrap,
-            decorations.hintText);
+        const QRectF bounds =
+            QFontMetricsF(hintFont())
+                .boundingRect(QRectF(0, 0, hintMaximumTextWidth(host), 1e4),
+                              Qt::AlignHCenter | Qt::TextWordWrap, decorations.hintText);
         const ViewRect bubble = hintBubble(host, bounds.width(), bounds.height());
         const auto level = static_cast<std::size_t>(std::lround(decorations.hintOpacity * 255));
         add(Kind::hint, -1, QRectF(bubble.x, bubble.y, bubble.width, bubble.height),
@@ -177,7 +179,8 @@ void InkOverlay::layOut(const InkCanvas& canvas, const core::DisplayTransform& t
 
 bool InkOverlay::update(const InkCanvas& canvas, const core::DisplayTransform& transform,
                         QSize size, qreal ratio, const OverlayDecorations& decorations) {
-    const QSize pixels(static_cast<int>(size.width() * ratio), static_cast<int>(size.height() * ratio));
+    const QSize pixels(static_cast<int>(size.width() * ratio),
+                       static_cast<int>(size.height() * ratio));
     if (image_.size() != pixels || ratio != ratio_) {
         image_ = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
         image_.fill(Qt::transparent);
@@ -193,10 +196,12 @@ bool InkOverlay::update(const InkCanvas& canvas, const core::DisplayTransform& t
     } else {
         // What went or changed, and what came or changed.
         for (const Item& item : items_) {
-            if (std::find(next_.begin(), next_.end(), item) == next_.end()) damage_.add(item.reach);
+            if (std::find(next_.begin(), next_.end(), item) == next_.end())
+                damage_.add(item.reach);
         }
         for (const Item& item : next_) {
-            if (std::find(items_.begin(), items_.end(), item) == items_.end()) damage_.add(item.reach);
+            if (std::find(items_.begin(), items_.end(), item) == items_.end())
+                damage_.add(item.reach);
         }
     }
     std::swap(items_, next_);
@@ -207,7 +212,8 @@ bool InkOverlay::update(const InkCanvas& canvas, const core::DisplayTransform& t
 
 void InkOverlay::repaint(const InkCanvas& canvas, const core::DisplayTransform& transform,
                          const OverlayDecorations& decorations) {
-    if (damage_.isEmpty() || image_.isNull()) return;
+    if (damage_.isEmpty() || image_.isNull())
+        return;
     image_.setDevicePixelRatio(ratio_);
     QPainter painter(&image_);
     painter.setRenderHint(QPainter::Antialiasing);
@@ -246,17 +252,18 @@ void InkOverlay::paintItem(QPainter& painter, const Item& item, const InkCanvas&
         }
         case Kind::session: {
             const auto& session = canvas.textSession();
-            if (!session) break;
+            if (!session)
+                break;
             const core::TextSpan live(session->origin, session->buffer, session->style, 0);
             const QString text = QString::fromStdString(session->buffer);
             const QRectF label = labelFrame(live, text, transform);
             paintLabel(painter, label, live, text, transform.zoom());
             const QFont font = textFont(session->style, transform.zoom());
             const QFontMetricsF metrics(font);
-            const CaretGeometry caret = caretGeometry(
-                {label.x(), label.y(), label.width(), label.height()},
-                metrics.horizontalAdvance(text.section(QLatin1Char('\n'), -1)),
-                metrics.lineSpacing());
+            const CaretGeometry caret =
+                caretGeometry({label.x(), label.y(), label.width(), label.height()},
+                              metrics.horizontalAdvance(text.section(QLatin1Char('\n'), -1)),
+                              metrics.lineSpacing());
             QColor boxColour = textColour(session->style);
             boxColour.setAlphaF(static_cast<float>(kCaretBoxAlpha));
             QPen dashed(boxColour, 1);
@@ -275,7 +282,8 @@ void InkOverlay::paintItem(QPainter& painter, const Item& item, const InkCanvas&
             break;
         case Kind::outline: {
             QPen dashed(QGuiApplication::palette().highlight().color(), kOutlineWidth);
-            dashed.setDashPattern({kOutlineDashOn / kOutlineWidth, kOutlineDashOff / kOutlineWidth});
+            dashed.setDashPattern(
+                {kOutlineDashOn / kOutlineWidth, kOutlineDashOff / kOutlineWidth});
             painter.setPen(dashed);
             painter.setBrush(Qt::NoBrush);
             painter.drawRect(item.frame);
@@ -289,10 +297,9 @@ void InkOverlay::paintItem(QPainter& painter, const Item& item, const InkCanvas&
         case Kind::hint: {
             painter.setOpacity(decorations.hintOpacity);
             painter.setPen(Qt::NoPen);
-            painter.setBrush(QColor::fromRgbF(static_cast<float>(kHintBackgroundGrey),
-                                              static_cast<float>(kHintBackgroundGrey),
-                                              static_cast<float>(kHintBackgroundGrey),
-                                              static_cast<float>(kHintBackgroundAlpha)));
+            painter.setBrush(QColor::fromRgbF(
+                static_cast<float>(kHintBackgroundGrey), static_cast<float>(kHintBackgroundGrey),
+                static_cast<float>(kHintBackgroundGrey), static_cast<float>(kHintBackgroundAlpha)));
             painter.drawRoundedRect(item.frame, kHintCornerRadius, kHintCornerRadius);
             painter.setFont(hintFont());
             painter.setPen(Qt::white);

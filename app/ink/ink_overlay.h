@@ -53,7 +53,10 @@ class InkOverlay {
     void repaint(const InkCanvas& canvas, const core::DisplayTransform& transform,
                  const OverlayDecorations& decorations);
     // Everything is repainted at the next update (the size or the text font changed).
-    void invalidate() { items_.clear(); invalid_ = true; }
+    void invalidate() {
+        items_.clear();
+        invalid_ = true;
+    }
 
     const QImage& image() const { return image_; }
     PixelBuffer pixels();

@@ -39,7 +39,8 @@ inline std::uint32_t blendPixel(std::uint32_t destination, const float colour[4]
 void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::InkBlend blend,
                   float alpha, const PixelRect& clip) {
     const PixelRect area = reachOf(s).intersected(clip);
-    if (area.isEmpty() || alpha <= 0) return;
+    if (area.isEmpty() || alpha <= 0)
+        return;
     const float ax = s.a[0], ay = s.a[1];
     const float bax = s.b[0] - ax, bay = s.b[1] - ay;
     const float denom = bax * bax + bay * bay;
@@ -52,7 +53,8 @@ void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::Ink
     const float full[4] = {s.colour[0] * alpha, s.colour[1] * alpha, s.colour[2] * alpha, alpha};
     // An opaque normal capsule replaces what it fully covers; nothing to read.
     const bool replaces = blend == core::InkBlend::normal && alpha >= 1.0f;
-    const std::uint32_t solid = pack(level(full[3]), level(full[0]), level(full[1]), level(full[2]));
+    const std::uint32_t solid =
+        pack(level(full[3]), level(full[0]), level(full[1]), level(full[2]));
 
     for (int y = area.y; y < area.bottom(); ++y) {
         const float py = static_cast<float>(y) + 0.5f - ay;
@@ -60,7 +62,8 @@ void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::Ink
         float left = static_cast<float>(area.x), right = static_cast<float>(area.right());
         if (std::abs(bay) > 1e-6f) {
             float t0 = (py - outer) / bay, t1 = (py + outer) / bay;
-            if (t0 > t1) std::swap(t0, t1);
+            if (t0 > t1)
+                std::swap(t0, t1);
             t0 = std::max(t0, 0.0f);
             t1 = std::min(t1, 1.0f);
             if (t0 > t1) {
@@ -76,7 +79,8 @@ void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::Ink
             const float h = std::clamp((pax * bax + py * bay) * inverse, 0.0f, 1.0f);
             const float dx = pax - bax * h, dy = py - bay * h;
             const float squared = dx * dx + dy * dy;
-            if (squared >= outerSquared) continue;
+            if (squared >= outerSquared)
+                continue;
             if (squared <= innerSquared) {
                 row[x] = replaces ? solid : blendPixel(row[x], full, blend);
                 continue;
@@ -94,7 +98,8 @@ void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::Ink
 void rasterise(const PixelBuffer& target, std::span<const SegmentInstance> instances,
                core::InkBlend blend, const FadeUniform& fade, const PixelRect& clip) {
     const PixelRect bounded = clip.intersected(target.bounds());
-    if (bounded.isEmpty()) return;
+    if (bounded.isEmpty())
+        return;
     for (const SegmentInstance& instance : instances) {
         rasteriseOne(target, instance, blend, instance.colour[3] * fadeFactor(fade, instance.birth),
                      bounded);
@@ -124,7 +129,8 @@ void blendOver(const PixelBuffer& target, const PixelBuffer& source, const Pixel
         for (int x = area.x; x < area.right(); ++x) {
             const std::uint32_t s = in[x];
             const std::uint32_t sa = s >> 24;
-            if (sa == 0) continue;
+            if (sa == 0)
+                continue;
             if (sa == 255) {
                 out[x] = s;
                 continue;

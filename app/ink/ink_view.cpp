@@ -103,7 +103,8 @@ void InkView::followScreen(QScreen* screen) {
     scheduler_.setRefreshInterval(refreshIntervalOf(screen));
     if (screen) {
         connect(screen, &QScreen::refreshRateChanged, this, [this, screen] {
-            if (this->screen() == screen) scheduler_.setRefreshInterval(refreshIntervalOf(screen));
+            if (this->screen() == screen)
+                scheduler_.setRefreshInterval(refreshIntervalOf(screen));
         });
     }
 }
@@ -212,7 +213,8 @@ OverlayDecorations InkView::decorations(double time) const {
     result.hintText = hintText_;
     result.hintOpacity = hintText_.isEmpty() ? 1.0 : hintOpacity(time);
     result.caretBarShown = caretBarShown_;
-    if (regionOrigin_) result.marquee = regionRect_;
+    if (regionOrigin_)
+        result.marquee = regionRect_;
     result.fiducials = fiducials_;
     return result;
 }
@@ -302,8 +304,7 @@ void InkView::drawIfDue() {
 void InkView::render() {
     const double time = now();
     // While the hint fades, its opacity changes every frame and the bubble with it.
-    const bool hintFading =
-        !hintText_.isEmpty() && (hintHidingSince_ || hintOpacity(time) < 1.0);
+    const bool hintFading = !hintText_.isEmpty() && (hintHidingSince_ || hintOpacity(time) < 1.0);
     if (hintHidingSince_ && hintOpacity(time) <= 0) {
         hintText_.clear();
         hintHidingSince_.reset();
@@ -316,8 +317,8 @@ void InkView::render() {
         overlaysDirty_ = false;
     }
     bool drawn = false;
-    const InkLayer::Frame frame{canvas_, transform_, time, pixelBounds(), overlay_.damage(),
-                                overlay_.itemRects()};
+    const InkLayer::Frame frame{canvas_,       transform_,        time,
+                                pixelBounds(), overlay_.damage(), overlay_.itemRects()};
     if (glTarget_) {
         glTarget_->uploadOverlay(overlay_.image(), overlay_.damage());
         drawn = layer_.render(*glTarget_, frame);
@@ -344,7 +345,8 @@ void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect>
         std::array<platform::PresentRect, Damage::kMaximumRects + 1> out{};
         std::size_t n = 0;
         for (const PixelRect& rect : rects) {
-            if (n < out.size()) out[n++] = {rect.x, rect.y, rect.width, rect.height};
+            if (n < out.size())
+                out[n++] = {rect.x, rect.y, rect.width, rect.height};
         }
         pixelPresenter_->present(frame.pixels, frame.stride, frame.width, frame.height,
                                  {out.data(), n});
@@ -365,8 +367,8 @@ void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect>
     }
     backingStore_->beginPaint(region);
     QPaintDevice* device = backingStore_->paintDevice();
-    auto* image = device && device->devType() == QInternal::Image ? static_cast<QImage*>(device)
-                                                                  : nullptr;
+    auto* image =
+        device && device->devType() == QInternal::Image ? static_cast<QImage*>(device) : nullptr;
     const auto pixelsOf = [ratio](const QRect& points) {
         return PixelRect::enclosing(points.x() * ratio, points.y() * ratio,
                                     (points.x() + points.width()) * ratio,
@@ -379,8 +381,8 @@ void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect>
         for (const QRect& points : region) copyPixels(store, frame, pixelsOf(points));
     } else if (device) {
         // A store without alpha (no compositing visual): let QPainter convert.
-        const QImage source(reinterpret_cast<const uchar*>(frame.pixels), frame.width,
-                            frame.height, frame.stride * 4, QImage::Format_ARGB32_Premultiplied);
+        const QImage source(reinterpret_cast<const uchar*>(frame.pixels), frame.width, frame.height,
+                            frame.stride * 4, QImage::Format_ARGB32_Premultiplied);
         QPainter painter(device);
         painter.setCompositionMode(QPainter::CompositionMode_Source);
         for (const QRect& points : region) {

@@ -35,7 +35,8 @@ std::unique_ptr<OverlayCompositor> OverlayCompositor::create() {
         return nullptr;
     }
     std::unique_ptr<OverlayCompositor> compositor(new OverlayCompositor(gl));
-    compositor->program_ = gl::buildProgram(*gl, "overlay compositor", kVertexShader, kFragmentShader);
+    compositor->program_ =
+        gl::buildProgram(*gl, "overlay compositor", kVertexShader, kFragmentShader);
     if (compositor->program_ == 0) {
         return nullptr;
     }
@@ -74,9 +75,10 @@ void OverlayCompositor::upload(const QImage& image, std::span<const PixelRect> r
         const PixelRect whole{0, 0, width_, height_};
         for (const PixelRect& rect : rects) {
             const PixelRect area = rect.intersected(whole);
-            if (area.isEmpty()) continue;
-            gl_->glTexSubImage2D(GL_TEXTURE_2D, 0, area.x, area.y, area.width, area.height,
-                                 GL_BGRA, GL_UNSIGNED_BYTE, image.constScanLine(area.y) + area.x * 4);
+            if (area.isEmpty())
+                continue;
+            gl_->glTexSubImage2D(GL_TEXTURE_2D, 0, area.x, area.y, area.width, area.height, GL_BGRA,
+                                 GL_UNSIGNED_BYTE, image.constScanLine(area.y) + area.x * 4);
         }
     }
     gl_->glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);

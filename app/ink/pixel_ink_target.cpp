@@ -3,9 +3,11 @@
 namespace scrawlet::ink {
 
 std::optional<int> PixelInkTarget::beginFrame(PixelRect bounds) {
-    if (bounds.isEmpty()) return std::nullopt;
+    if (bounds.isEmpty())
+        return std::nullopt;
     if (bounds.width != frame_.width || bounds.height != frame_.height) {
-        pixels_.assign(static_cast<std::size_t>(bounds.width) * static_cast<std::size_t>(bounds.height), 0);
+        pixels_.assign(
+            static_cast<std::size_t>(bounds.width) * static_cast<std::size_t>(bounds.height), 0);
         frame_ = {pixels_.data(), bounds.width, bounds.width, bounds.height};
         valid_ = false;
     }
@@ -20,8 +22,10 @@ void PixelInkTarget::upload(std::span<const SegmentInstance> instances, int) {
 
 void PixelInkTarget::drawInstances(int start, int count, core::InkBlend blend,
                                    const FadeUniform& fade, const PixelRect& clip) {
-    if (start < 0 || count <= 0 || static_cast<std::size_t>(start + count) > instances_.size()) return;
-    rasterise(frame_, instances_.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(count)),
+    if (start < 0 || count <= 0 || static_cast<std::size_t>(start + count) > instances_.size())
+        return;
+    rasterise(frame_,
+              instances_.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(count)),
               blend, fade, clip);
 }
 
@@ -32,7 +36,8 @@ void PixelInkTarget::drawOverlay(const PixelRect& rect) {
 }
 
 void PixelInkTarget::present(std::span<const PixelRect> rects) {
-    if (presenter_ && !rects.empty()) presenter_(frame_, rects);
+    if (presenter_ && !rects.empty())
+        presenter_(frame_, rects);
 }
 
 }  // namespace scrawlet::ink

@@ -6,14 +6,16 @@ namespace scrawlet::ink {
 
 void Damage::add(PixelRect rect) {
     rect = rect.intersected(bounds_);
-    if (rect.isEmpty()) return;
+    if (rect.isEmpty())
+        return;
     insert(rect);
 }
 
 // Merging can make a rectangle touch others it did not before, so a merged one goes in again.
 void Damage::insert(PixelRect rect) {
     for (int i = 0; i < count_; ++i) {
-        if (rects_[i].contains(rect)) return;
+        if (rects_[i].contains(rect))
+            return;
         if (rect.touches(rects_[i])) {
             rect = rect.united(rects_[i]);
             rects_[i] = rects_[--count_];
@@ -42,7 +44,8 @@ void Damage::insert(PixelRect rect) {
 
 bool Damage::intersects(const PixelRect& rect) const {
     for (int i = 0; i < count_; ++i) {
-        if (rects_[i].intersects(rect)) return true;
+        if (rects_[i].intersects(rect))
+            return true;
     }
     return false;
 }

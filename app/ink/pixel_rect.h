@@ -21,7 +21,8 @@ struct PixelRect {
 
     // The smallest rectangle of whole pixels that holds the real box; empty for a NaN box.
     static PixelRect enclosing(double minX, double minY, double maxX, double maxY) {
-        if (!(minX <= maxX) || !(minY <= maxY)) return {};
+        if (!(minX <= maxX) || !(minY <= maxY))
+            return {};
         const int left = floorOf(minX);
         const int top = floorOf(minY);
         return {left, top, ceilOf(maxX) - left, ceilOf(maxY) - top};
@@ -33,8 +34,10 @@ struct PixelRect {
     long long area() const { return isEmpty() ? 0 : static_cast<long long>(width) * height; }
 
     PixelRect united(const PixelRect& other) const {
-        if (isEmpty()) return other;
-        if (other.isEmpty()) return *this;
+        if (isEmpty())
+            return other;
+        if (other.isEmpty())
+            return *this;
         const int left = std::min(x, other.x), top = std::min(y, other.y);
         return {left, top, std::max(right(), other.right()) - left,
                 std::max(bottom(), other.bottom()) - top};
@@ -60,8 +63,12 @@ struct PixelRect {
   private:
     // Far beyond any drawable, and safe to add widths to.
     static constexpr double kLimit = 1 << 24;
-    static int floorOf(double v) { return static_cast<int>(std::floor(std::clamp(v, -kLimit, kLimit))); }
-    static int ceilOf(double v) { return static_cast<int>(std::ceil(std::clamp(v, -kLimit, kLimit))); }
+    static int floorOf(double v) {
+        return static_cast<int>(std::floor(std::clamp(v, -kLimit, kLimit)));
+    }
+    static int ceilOf(double v) {
+        return static_cast<int>(std::ceil(std::clamp(v, -kLimit, kLimit)));
+    }
 };
 
 class Damage {
@@ -75,13 +82,18 @@ class Damage {
     const PixelRect& bounds() const { return bounds_; }
 
     void add(PixelRect rect);
-    void addAll() { clear(); add(bounds_); }
+    void addAll() {
+        clear();
+        add(bounds_);
+    }
     void clear() { count_ = 0; }
 
     bool isEmpty() const { return count_ == 0; }
     bool isEverything() const { return count_ == 1 && rects_[0] == bounds_; }
     bool intersects(const PixelRect& rect) const;
-    std::span<const PixelRect> rects() const { return {rects_.data(), static_cast<std::size_t>(count_)}; }
+    std::span<const PixelRect> rects() const {
+        return {rects_.data(), static_cast<std::size_t>(count_)};
+    }
     long long area() const;
 
   private:

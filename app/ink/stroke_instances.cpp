@@ -121,8 +121,9 @@ PixelRect StrokeInstanceBuilder::reach(int from, int to) const {
 }
 
 core::InkBlend StrokeInstanceBuilder::blendAt(int index) const {
-    auto run = std::upper_bound(runs_.begin(), runs_.end(), index,
-                                [](int at, const InstanceRun& r) { return at < r.start + r.count; });
+    auto run =
+        std::upper_bound(runs_.begin(), runs_.end(), index,
+                         [](int at, const InstanceRun& r) { return at < r.start + r.count; });
     return run == runs_.end() ? core::InkBlend::normal : run->blend;
 }
 
@@ -131,7 +132,8 @@ namespace {
 // Whether every pixel centre of `rect` is fully covered by the capsule (coverage exactly 1).
 bool coversWhole(const SegmentInstance& s, const PixelRect& rect) {
     const float inner = s.radius - 0.5f;
-    if (inner <= 0) return false;
+    if (inner <= 0)
+        return false;
     const float bax = s.b[0] - s.a[0], bay = s.b[1] - s.a[1];
     const float denom = bax * bax + bay * bay;
     const float corners[4][2] = {
@@ -142,10 +144,12 @@ bool coversWhole(const SegmentInstance& s, const PixelRect& rect) {
     // A capsule is convex, so holding the four corner centres holds every centre between.
     for (const auto& c : corners) {
         const float pax = c[0] - s.a[0], pay = c[1] - s.a[1];
-        const float h = denom > 1e-10f ? std::clamp((pax * bax + pay * bay) / denom, 0.0f, 1.0f) : 0;
+        const float h =
+            denom > 1e-10f ? std::clamp((pax * bax + pay * bay) / denom, 0.0f, 1.0f) : 0;
         const float dx = pax - bax * h, dy = pay - bay * h;
         // A margin keeps the GPU's rounding from leaving a pixel a level short.
-        if (dx * dx + dy * dy > (inner - 0.01f) * (inner - 0.01f)) return false;
+        if (dx * dx + dy * dy > (inner - 0.01f) * (inner - 0.01f))
+            return false;
     }
     return true;
 }
@@ -158,9 +162,12 @@ int StrokeInstanceBuilder::coveringStart(const PixelRect& rect, int from, int to
     from = std::max(from, 0);
     for (int chunk = (to - 1) / kInstancesPerChunk; chunk >= 0 && to > from; --chunk) {
         const int start = chunk * kInstancesPerChunk;
-        if (start + kInstancesPerChunk <= from) break;
-        if (!chunks_[static_cast<std::size_t>(chunk)].intersects(rect)) continue;
-        for (int i = std::min(to, start + kInstancesPerChunk) - 1; i >= std::max(start, from); --i) {
+        if (start + kInstancesPerChunk <= from)
+            break;
+        if (!chunks_[static_cast<std::size_t>(chunk)].intersects(rect))
+            continue;
+        for (int i = std::min(to, start + kInstancesPerChunk) - 1; i >= std::max(start, from);
+             --i) {
             const SegmentInstance& s = storage_[i];
             if (s.colour[3] >= 1.0f && coversWhole(s, rect) && fadeFactor(fade, s.birth) >= 1.0f &&
                 blendAt(i) == core::InkBlend::normal) {

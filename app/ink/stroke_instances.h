@@ -18,12 +18,12 @@
 #include <span>
 #include <vector>
 
+#include "app/ink/pixel_rect.h"
 #include "core/geometry.h"
 #include "core/ink_blend.h"
 #include "core/live_shape.h"
 #include "core/shape_geometry.h"
 #include "core/stroke_scene.h"
-#include "app/ink/pixel_rect.h"
 
 namespace scrawlet::ink {
 
@@ -150,12 +150,14 @@ class StrokeInstanceBuilder {
 template <class Body>
 void StrokeInstanceBuilder::emitRuns(int start, int end, Body& body) const {
     // Runs are sorted and few; find the first that ends after `start`.
-    auto run = std::upper_bound(runs_.begin(), runs_.end(), start,
-                                [](int at, const InstanceRun& r) { return at < r.start + r.count; });
+    auto run =
+        std::upper_bound(runs_.begin(), runs_.end(), start,
+                         [](int at, const InstanceRun& r) { return at < r.start + r.count; });
     for (; run != runs_.end() && run->start < end; ++run) {
         const int s = std::max(start, run->start);
         const int e = std::min(end, run->start + run->count);
-        if (s < e) body(s, e - s, run->blend);
+        if (s < e)
+            body(s, e - s, run->blend);
     }
 }
 
@@ -166,18 +168,21 @@ void StrokeInstanceBuilder::forEachRangeIn(const PixelRect& rect, int from, int 
     from = std::max(from, 0);
     int pendingStart = -1, pendingEnd = -1;
     for (int chunk = from / kInstancesPerChunk; chunk * kInstancesPerChunk < to; ++chunk) {
-        if (!chunks_[static_cast<std::size_t>(chunk)].intersects(rect)) continue;
+        if (!chunks_[static_cast<std::size_t>(chunk)].intersects(rect))
+            continue;
         const int s = std::max(from, chunk * kInstancesPerChunk);
         const int e = std::min(to, (chunk + 1) * kInstancesPerChunk);
         if (s == pendingEnd) {
             pendingEnd = e;
             continue;
         }
-        if (pendingStart >= 0) emitRuns(pendingStart, pendingEnd, body);
+        if (pendingStart >= 0)
+            emitRuns(pendingStart, pendingEnd, body);
         pendingStart = s;
         pendingEnd = e;
     }
-    if (pendingStart >= 0) emitRuns(pendingStart, pendingEnd, body);
+    if (pendingStart >= 0)
+        emitRuns(pendingStart, pendingEnd, body);
 }
 
 }  // namespace scrawlet::ink

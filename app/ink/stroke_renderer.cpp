@@ -3,8 +3,6 @@
 #include <QOpenGLContext>
 #include <QOpenGLFunctions_3_3_Core>
 #include <QOpenGLVersionFunctionsFactory>
-
-#include "app/gl/gl_program.h"
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -13,6 +11,8 @@
 #include <limits>
 #include <optional>
 #include <string>
+
+#include "app/gl/gl_program.h"
 
 namespace scrawlet::ink {
 namespace {
@@ -75,7 +75,8 @@ bool StrokeRenderer::makeBufferAndVertexArray() {
 
 bool StrokeRenderer::makeProgram(StrokeShaderSource source) {
     program_ = gl::buildProgram(*gl_, kOwner, source.vertex, source.fragment);
-    if (program_ == 0) return false;
+    if (program_ == 0)
+        return false;
     drawableSizeLocation_ = gl_->glGetUniformLocation(program_, "drawableSize");
     fadeLocation_ = gl_->glGetUniformLocation(program_, "fade");
     return true;
@@ -102,7 +103,8 @@ void StrokeRenderer::upload(std::span<const SegmentInstance> instances, int from
     const int count = static_cast<int>(
         std::min<std::size_t>(instances.size(), static_cast<std::size_t>(capacity_)));
     from = std::clamp(from, 0, count);
-    if (from >= count) return;
+    if (from >= count)
+        return;
     gl_->glBindBuffer(GL_ARRAY_BUFFER, buffer_);
     gl_->glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(from) * kStride,
                          static_cast<GLsizeiptr>(count - from) * kStride, instances.data() + from);
@@ -110,7 +112,8 @@ void StrokeRenderer::upload(std::span<const SegmentInstance> instances, int from
 
 void StrokeRenderer::drawRange(int start, int count, core::InkBlend blend, FadeUniform fade,
                                QSize drawablePixels) {
-    if (start < 0 || count <= 0 || start + count > capacity_) return;
+    if (start < 0 || count <= 0 || start + count > capacity_)
+        return;
     gl_->glUseProgram(program_);
     gl_->glBindVertexArray(vertexArray_);
     // Attribute pointers take the buffer bound when they are set.

@@ -52,10 +52,10 @@ class StrokeRenderer {
     void drawRange(int start, int count, core::InkBlend blend, FadeUniform fade,
                    QSize drawablePixels);
 
-    // Draws one whole frame, cleared first. `instances` holds the scene's instances followed by `liveCount` live-shape
-    // instances, at most the capacity. Instances before `uploadFrom` must be unchanged since the
-    // previous draw; the rest are uploaded. `runs` cover the scene's instances; the live ones
-    // draw last, with `liveBlend`.
+    // Draws one whole frame, cleared first. `instances` holds the scene's instances followed by
+    // `liveCount` live-shape instances, at most the capacity. Instances before `uploadFrom` must be
+    // unchanged since the previous draw; the rest are uploaded. `runs` cover the scene's instances;
+    // the live ones draw last, with `liveBlend`.
     void draw(std::span<const SegmentInstance> instances, int uploadFrom,
               std::span<const InstanceRun> runs, int liveCount, core::InkBlend liveBlend,
               FadeUniform fade, QSize drawablePixels);

@@ -8,15 +8,19 @@ std::string_view presentPathName(PresentPath path) {
 
 std::optional<PresentPath> presentPathNamed(std::string_view name) {
     for (std::size_t i = 0; i < kPresentPathNames.size(); ++i) {
-        if (kPresentPathNames[i] == name) return static_cast<PresentPath>(i);
+        if (kPresentPathNames[i] == name)
+            return static_cast<PresentPath>(i);
     }
     return std::nullopt;
 }
 
 PresentPath choosePresentPath(const GlPresentation& offered) {
-    if (offered.softwareRenderer) return PresentPath::software;
-    if (offered.copySubBuffer) return PresentPath::copySubBuffer;
-    if (offered.bufferAge) return PresentPath::bufferAge;
+    if (offered.softwareRenderer)
+        return PresentPath::software;
+    if (offered.copySubBuffer)
+        return PresentPath::copySubBuffer;
+    if (offered.bufferAge)
+        return PresentPath::bufferAge;
     return PresentPath::fullSwap;
 }
 

@@ -22,7 +22,7 @@ namespace scrawlet::platform {
 
 enum class PresentPath { software, copySubBuffer, bufferAge, fullSwap };
 inline constexpr std::array<std::string_view, 4> kPresentPathNames{"software", "copySubBuffer",
-                                                                    "bufferAge", "fullSwap"};
+                                                                   "bufferAge", "fullSwap"};
 std::string_view presentPathName(PresentPath path);
 std::optional<PresentPath> presentPathNamed(std::string_view name);
 

@@ -1,7 +1,5 @@
 #include "app/shell/draw_app_delegate.h"
 
-#include "app/platform/gl_presenter.h"
-
 #include <QCursor>
 #include <QGuiApplication>
 #include <QMenu>
@@ -15,6 +13,7 @@
 #include "app/log/frontmost_log.h"
 #include "app/platform/atomic_file.h"
 #include "app/platform/display_identifier.h"
+#include "app/platform/gl_presenter.h"
 #include "app/platform/monotonic_clock.h"
 #include "app/platform/platform_services.h"
 #include "app/settings/settings_store.h"
@@ -139,14 +138,15 @@ std::optional<ConfigExit> DrawAppDelegate::choosePresentPath() {
     }
     const auto path = platform::presentPathNamed(forced.toStdString());
     if (!path) {
-        return ConfigExit{"draw: SCRAWLET_DRAW_PRESENT must be software, copySubBuffer, "
-                          "bufferAge or fullSwap",
-                          64};
+        return ConfigExit{
+            "draw: SCRAWLET_DRAW_PRESENT must be software, copySubBuffer, "
+            "bufferAge or fullSwap",
+            64};
     }
-    const bool available = *path == platform::PresentPath::software ||
-                           *path == platform::PresentPath::fullSwap ||
-                           (*path == platform::PresentPath::copySubBuffer && offered->copySubBuffer) ||
-                           (*path == platform::PresentPath::bufferAge && offered->bufferAge);
+    const bool available =
+        *path == platform::PresentPath::software || *path == platform::PresentPath::fullSwap ||
+        (*path == platform::PresentPath::copySubBuffer && offered->copySubBuffer) ||
+        (*path == platform::PresentPath::bufferAge && offered->bufferAge);
     if (!available) {
         std::cerr << "draw: SCRAWLET_DRAW_PRESENT=" << forced.toStdString()
                   << " is not offered by this OpenGL; using "

@@ -70,8 +70,8 @@ class InkViewTest : public e2e::GuiTestSuite, public ::testing::WithParamInterfa
                          static_cast<int>(overlay.bytesPerLine() / 4), overlay.width(),
                          overlay.height()});
         const PixelRect bounds{0, 0, kGeometry.width(), kGeometry.height()};
-        EXPECT_TRUE(fresh.render(full, {view->canvas(), view->transform(), view->now(), bounds,
-                                        {}, {}}));
+        EXPECT_TRUE(
+            fresh.render(full, {view->canvas(), view->transform(), view->now(), bounds, {}, {}}));
         int mismatches = 0;
         for (int y = 0; y < bounds.height && y < shown.height(); ++y) {
             const auto* row = reinterpret_cast<const QRgb*>(shown.constScanLine(y));
@@ -99,7 +99,8 @@ class InkViewTest : public e2e::GuiTestSuite, public ::testing::WithParamInterfa
             p = {std::clamp(p.x + x(random) / 10 - 18, 0.0, 360.0),
                  std::clamp(p.y + y(random) / 10 - 12, 0.0, 240.0)};
             canvas.pointerDrag(p, {});
-            if (i % 4 == 0) settle();
+            if (i % 4 == 0)
+                settle();
         }
         canvas.pointerUp(p, {}, view->now());
     }
@@ -115,7 +116,8 @@ TEST_P(InkViewTest, TheWindowAfterPartialFramesEqualsAFullRedraw) {
         const bool highlight = i % 3 == 2;
         view->setStyle({{static_cast<std::uint8_t>(40 * i), 120, 220,
                          static_cast<std::uint8_t>(highlight ? 255 : 200)},
-                        highlight ? 16.0 : 4.0, highlight ? 0.5 : 1.0,
+                        highlight ? 16.0 : 4.0,
+                        highlight ? 0.5 : 1.0,
                         highlight ? core::InkBlend::maximum : core::InkBlend::normal});
         stroke(random);
         settle();

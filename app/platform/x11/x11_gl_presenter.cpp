@@ -22,11 +22,13 @@ Display* x11Display() {
 }
 
 bool hasExtension(const char* list, const char* name) {
-    if (!list) return false;
+    if (!list)
+        return false;
     const std::size_t length = std::strlen(name);
     for (const char* at = std::strstr(list, name); at; at = std::strstr(at + 1, name)) {
         const bool startsWord = at == list || at[-1] == ' ';
-        if (startsWord && (at[length] == ' ' || at[length] == '\0')) return true;
+        if (startsWord && (at[length] == ' ' || at[length] == '\0'))
+            return true;
     }
     return false;
 }
@@ -105,7 +107,8 @@ std::optional<GlPresentation> probeGlPresentation() {
         reinterpret_cast<const char*>(context.functions()->glGetString(GL_RENDERER));
     offered.renderer = renderer ? renderer : "";
     for (const char* software : {"llvmpipe", "softpipe", "swrast", "Software Rasterizer"}) {
-        offered.softwareRenderer = offered.softwareRenderer || offered.renderer.find(software) != std::string::npos;
+        offered.softwareRenderer =
+            offered.softwareRenderer || offered.renderer.find(software) != std::string::npos;
     }
     if (display) {
         const char* extensions = glXQueryExtensionsString(display, DefaultScreen(display));

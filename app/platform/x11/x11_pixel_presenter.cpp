@@ -15,15 +15,18 @@ class X11PixelPresenter : public PixelPresenter {
         xcb_create_gc(connection, gc_, window, 0, nullptr);
     }
     ~X11PixelPresenter() override {
-        if (!xcb_connection_has_error(connection_)) xcb_free_gc(connection_, gc_);
+        if (!xcb_connection_has_error(connection_))
+            xcb_free_gc(connection_, gc_);
     }
 
     void present(const std::uint32_t* pixels, int stride, int width, int height,
                  std::span<const PresentRect> rects) override {
         for (const PresentRect& r : rects) {
             const int left = std::max(r.x, 0), top = std::max(r.y, 0);
-            const int right = std::min(r.x + r.width, width), bottom = std::min(r.y + r.height, height);
-            if (right <= left || bottom <= top) continue;
+            const int right = std::min(r.x + r.width, width),
+                      bottom = std::min(r.y + r.height, height);
+            if (right <= left || bottom <= top)
+                continue;
             const int columns = right - left;
             // Rows of a request are whole words, so a band is its rows copied together.
             const int bandRows = std::max<int>(
@@ -32,8 +35,8 @@ class X11PixelPresenter : public PixelPresenter {
                 const int rows = std::min(bandRows, bottom - y);
                 band_.resize(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
                 for (int row = 0; row < rows; ++row) {
-                    std::copy_n(pixels + static_cast<std::ptrdiff_t>(y + row) * stride + left, columns,
-                                band_.data() + static_cast<std::ptrdiff_t>(row) * columns);
+                    std::copy_n(pixels + static_cast<std::ptrdiff_t>(y + row) * stride + left,
+                                columns, band_.data() + static_cast<std::ptrdiff_t>(row) * columns);
                 }
                 xcb_put_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window_, gc_,
                               static_cast<std::uint16_t>(columns), static_cast<std::uint16_t>(rows),
@@ -58,7 +61,8 @@ class X11PixelPresenter : public PixelPresenter {
 
 std::unique_ptr<PixelPresenter> createPixelPresenter(QWindow& window) {
     const auto x = x11::qtConnection();
-    if (!x) return nullptr;
+    if (!x)
+        return nullptr;
     xcb_connection_t* c = x->connection;
     const auto window_id = static_cast<xcb_window_t>(window.winId());
     const x11::Owned<xcb_get_geometry_reply_t> geometry(

@@ -74,7 +74,8 @@ class InkLayerTest : public ::testing::Test {
             p = {p.x + x(random) / 16 - 10, p.y + y(random) / 10 - 10};
             canvas.pointerDrag(p, {});
             // Every few motions a frame, as the display would take them.
-            if (i % 3 == 0) renderAndCompare("drag");
+            if (i % 3 == 0)
+                renderAndCompare("drag");
         }
         canvas.pointerUp(p, {}, now);
     }
@@ -194,7 +195,7 @@ TEST(Damage, MergesTouchingRectanglesAndStaysBounded) {
     damage.add({20, 10, 10, 10});  // touches: one rectangle
     ASSERT_EQ(damage.rects().size(), 1u);
     EXPECT_EQ(damage.rects()[0], (PixelRect{10, 10, 20, 10}));
-    damage.add({12, 12, 2, 2});  // inside: nothing new
+    damage.add({12, 12, 2, 2});      // inside: nothing new
     damage.add({-50, 90, 200, 50});  // clipped to the bounds
     EXPECT_EQ(damage.rects().back(), (PixelRect{0, 90, 100, 10}));
     for (int i = 0; i < 20; ++i) damage.add({i * 4 % 90, 40 + i % 3 * 15, 2, 2});

@@ -137,12 +137,11 @@ TEST(StrokeInstances, BirthsAfterWeeksOfUptimeFadeSmoothlyAgainstTheEpoch) {
     const double ttl = 2, window = core::AutoErase::fadeWindow(ttl);
     for (const double into : {0.1, 0.2, 0.3}) {
         const double now = birth + ttl - window + into;
-        const float f = fadeFactor(FadeUniform::at(now - builder.epoch(), ttl),
-                                   builder.instances()[0].birth);
+        const float f =
+            fadeFactor(FadeUniform::at(now - builder.epoch(), ttl), builder.instances()[0].birth);
         EXPECT_NEAR(f, 1 - into / window, 1e-3) << into;
     }
 }
 
 }  // namespace
 }  // namespace scrawlet::ink
-
