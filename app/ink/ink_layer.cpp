@@ -62,12 +62,11 @@ void InkLayer::repaint(InkTarget& target, const PixelRect& rect, const FadeUnifo
 }
 
 void InkLayer::repaintWithinBudget(InkTarget& target, const Damage& damage, const FadeUniform& fade,
-                                   Damage& presented) {
+                                   Damage& presented,
+                                   std::chrono::steady_clock::time_point deadline) {
     using Clock = std::chrono::steady_clock;
-    const auto deadline = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                             std::chrono::duration<double>(kFrameBudgetSeconds));
+    bool overBudget = Clock::now() > deadline;
     const int tile = target.repaintTileSize();
-    bool overBudget = false;
     for (const PixelRect& rect : damage.rects()) {
         const int step = tile > 0 ? tile : rect.height;
         // Whole bands only: what is left is then one rectangle below what was done, so it
@@ -102,13 +101,17 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
     const FadeUniform fade = FadeUniform::at(frame.now - builder_.epoch(), canvas.timeToLive());
 
     Damage damage(frame.bounds);
-    pending_.setBounds(frame.bounds);
+    // What earlier frames left undone goes on after this frame's own damage, kept apart so that
+    // new damage never widens it over finished work.
+    Damage carried = pending_;
+    carried.setBounds(frame.bounds);
+    pending_ = Damage(frame.bounds);
     bool appendOnTop = false;
     PixelRect appended;
     if (needsEverything_ || rebuilt || *age <= 0 || *age > kHistory + 1) {
         damage.addAll();
+        carried.clear();
     } else {
-        for (const PixelRect& rect : pending_.rects()) damage.add(rect);
         damage.add(lastLiveReach_);
         damage.add(builder_.liveReach());
         addFadingDamage(canvas, frame.transform, lastFrameTime_.value_or(frame.now), frame.now,
@@ -126,6 +129,8 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
                 underOverlay = underOverlay || item.intersects(appended);
             }
             // New ink goes under the overlay and the live shape, so there it is repainted.
+            // Over work left from earlier frames it is drawn on top now and again when that
+            // area's turn comes.
             if (underOverlay || damage.intersects(appended) || *age > 1) {
                 damage.add(appended);
             } else {
@@ -134,15 +139,18 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
         }
     }
     target.upload(builder_.instances(), rebuilt ? 0 : std::min(presentedInstances_, count));
-    pending_.clear();
     Damage presented(frame.bounds);
-    repaintWithinBudget(target, damage, fade, presented);
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                              std::chrono::duration<double>(kFrameBudgetSeconds));
+    repaintWithinBudget(target, damage, fade, presented, deadline);
     if (appendOnTop) {
         builder_.forEachRangeIn(appended, presentedInstances_, count,
                                 [&](int s, int n, core::InkBlend blend) {
                                     target.drawInstances(s, n, blend, fade, appended);
                                 });
     }
+    repaintWithinBudget(target, carried, fade, presented, deadline);
     presented.add(appended);
     target.present(presented.rects());
 

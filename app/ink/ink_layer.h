@@ -14,6 +14,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <optional>
 #include <span>
 #include <vector>
@@ -90,7 +91,7 @@ class InkLayer {
     // Repaints `damage` tile by tile until the budget is spent; what was done goes to
     // `presented`, the rest to `pending_`.
     void repaintWithinBudget(InkTarget& target, const Damage& damage, const FadeUniform& fade,
-                             Damage& presented);
+                             Damage& presented, std::chrono::steady_clock::time_point deadline);
 
     static constexpr int kHistory = 3;
 

@@ -52,6 +52,7 @@ class InkLayerTest : public ::testing::Test {
         PixelInkTarget full(nullptr);
         full.setOverlay(overlay);
         ASSERT_TRUE(fresh.render(full, frame()));
+        while (fresh.hasPendingRepaint()) ASSERT_TRUE(fresh.render(full, frame()));
         int mismatches = 0;
         for (int y = 0; y < kHeight; ++y) {
             for (int x = 0; x < kWidth; ++x) {
@@ -187,6 +188,27 @@ TEST_F(InkLayerTest, AnOpaqueStrokeOverAnAreaSparesRedrawingWhatItCovers) {
     EXPECT_EQ(builder.coveringStart(kBounds, 0, builder.instanceCount(), fade),
               builder.instanceCount() - 2)
         << "a translucent dot decides nothing alone";
+}
+
+TEST_F(InkLayerTest, AWholeRepaintOfWidePensIsSpreadOverFramesAndEndsRight) {
+    // A few hundred milliseconds of CPU work at once on any machine: far over one frame.
+    canvas.setStyle({{20, 200, 90, 200}, 200, 1, core::InkBlend::normal});
+    for (int s = 0; s < 6; ++s) {
+        canvas.pointerDown({0, s * 17.0}, {}, 1, now);
+        for (int k = 1; k < 80; ++k) canvas.pointerDrag({k * 4.0, s * 17.0 + k % 7}, {});
+        canvas.pointerUp({300, s * 17.0}, {}, now);
+    }
+    ASSERT_TRUE(layer.render(target, frame()));
+    EXPECT_TRUE(layer.hasPendingRepaint()) << "one frame did not take it all";
+    int frames = 1;
+    while (layer.hasPendingRepaint() && frames < 1000) {
+        canvas.pointerDown({20, 20}, {}, 1, now);  // input keeps coming meanwhile
+        canvas.pointerUp({20, 20}, {}, now);
+        ASSERT_TRUE(layer.render(target, frame()));
+        ++frames;
+    }
+    EXPECT_FALSE(layer.hasPendingRepaint());
+    renderAndCompare("after the spread repaint");
 }
 
 TEST(Damage, MergesTouchingRectanglesAndStaysBounded) {
