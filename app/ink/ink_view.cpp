@@ -22,17 +22,11 @@ constexpr double kTransientHintSeconds = 1.4;
 constexpr double kHintFadeInSeconds = 0.12;
 constexpr double kHintFadeOutSeconds = 0.18;
 constexpr int kCaretBlinkMilliseconds = 500;
-constexpr double kFallbackRefreshHz = 60;
 
 // Births and fade times are kept relative to this, taken when the first view is made.
 double processEpoch() {
     static const double epoch = platform::monotonicSeconds();
     return epoch;
-}
-
-double refreshIntervalOf(const QScreen* screen) {
-    const double hz = screen ? screen->refreshRate() : kFallbackRefreshHz;
-    return 1.0 / (hz >= 1 ? hz : kFallbackRefreshHz);
 }
 
 PointerModifiers modifiersOf(const QInputEvent* event) {
@@ -54,37 +48,19 @@ std::unique_ptr<InkView> InkView::create(QScreen* screen, const QRect& geometry,
 }
 
 InkView::InkView(QScreen* screen, const Options& options)
-    : QWindow(screen),
+    : gl::FramePanel(screen, options.presentPath),
       canvas_(options.capacities, options.style),
       transform_(options.transform),
       layer_(options.capacities.pointCapacity + options.capacities.strokeCapacity,
-             options.capacities.strokeCapacity),
-      scheduler_(refreshIntervalOf(screen)),
-      presentPath_(options.presentPath) {
+             options.capacities.strokeCapacity) {
     // Merged motions would lose the points of a stroke between them.
     QGuiApplication::setAttribute(Qt::AA_CompressHighFrequencyEvents, false);
     QGuiApplication::setAttribute(Qt::AA_CompressTabletEvents, false);
     layer_.builder().setEpoch(processEpoch());
-    QSurfaceFormat format;
-    format.setAlphaBufferSize(8);
-    if (presentPath_ == platform::PresentPath::software) {
-        setSurfaceType(QSurface::RasterSurface);
-    } else {
-        setSurfaceType(QSurface::OpenGLSurface);
-        format.setVersion(3, 3);
-        format.setProfile(QSurfaceFormat::CoreProfile);
-        // Our own pacing: a present never waits for the display.
-        format.setSwapInterval(0);
-        format.setSwapBehavior(QSurfaceFormat::DoubleBuffer);
-    }
-    setFormat(format);
     canvas_.setListener(this);
     canvas_.setTextMeasure(
         [this](int index, const core::TextSpan& span) { return measureText(index, span); });
     canvas_.setTool(options.tool, 0);
-    tickTimer_.setSingleShot(true);
-    tickTimer_.setTimerType(Qt::PreciseTimer);
-    connect(&tickTimer_, &QTimer::timeout, this, [this] { tick(); });
     hintTimer_.setSingleShot(true);
     hintTimer_.setTimerType(Qt::PreciseTimer);
     connect(&hintTimer_, &QTimer::timeout, this, [this] { hideHint(); });
@@ -93,25 +69,13 @@ InkView::InkView(QScreen* screen, const Options& options)
         caretBarShown_ = !caretBarShown_;
         overlaysChanged();
     });
-    connect(this, &QWindow::screenChanged, this, [this](QScreen* now) { followScreen(now); });
-    followScreen(screen);
 }
 
 InkView::~InkView() = default;
 
-void InkView::followScreen(QScreen* screen) {
-    scheduler_.setRefreshInterval(refreshIntervalOf(screen));
-    if (screen) {
-        connect(screen, &QScreen::refreshRateChanged, this, [this, screen] {
-            if (this->screen() == screen)
-                scheduler_.setRefreshInterval(refreshIntervalOf(screen));
-        });
-    }
-}
-
 bool InkView::initialiseGraphics() {
     QWindow::create();
-    if (presentPath_ == platform::PresentPath::software) {
+    if (presentPath() == platform::PresentPath::software) {
         // Straight to the window where its visual allows; Qt's backing store otherwise.
         pixelPresenter_ = platform::createPixelPresenter(*this);
         backingStore_ = std::make_unique<QBackingStore>(this);
@@ -121,12 +85,8 @@ bool InkView::initialiseGraphics() {
             });
         return true;
     }
-    glTarget_ = GlInkTarget::create(*this, layer_.builder().instanceCapacity(), presentPath_);
+    glTarget_ = GlInkTarget::create(*this, layer_.builder().instanceCapacity(), presentPath());
     return glTarget_ != nullptr;
-}
-
-double InkView::now() const {
-    return platform::monotonicSeconds();
 }
 
 core::ContentPoint InkView::contentPoint(const QPointF& position) const {
@@ -227,13 +187,12 @@ void InkView::prewarm() {
 
 void InkView::stop() {
     canvas_.stop();
-    tickTimer_.stop();
+    stopFrames();
     caretBlinkTimer_.stop();
 }
 
 void InkView::frameRequested() {
-    scheduler_.requestFrame();
-    scheduleTick();
+    requestFrame();
 }
 
 void InkView::textItemsChanged() {
@@ -265,44 +224,16 @@ void InkView::overlaysChanged() {
     frameRequested();
 }
 
-void InkView::scheduleTick() {
-    if (!isExposed()) {
-        // Nothing can be shown; the expose that comes with showing asks again.
-        scheduler_.suspend();
-        tickTimer_.stop();
-        return;
-    }
-    if (!scheduler_.isRunning() || !canvas_.isLive()) {
-        return;
-    }
-    const double wait = scheduler_.nextTickTime() - now();
-    const int milliseconds = wait <= 0 ? 0 : static_cast<int>(std::ceil(wait * 1000));
-    if (!tickTimer_.isActive() || tickTimer_.remainingTime() > milliseconds) {
-        tickTimer_.start(milliseconds);
-    }
+bool InkView::isAnimating(double time) const {
+    return canvas_.isFading(time);
 }
 
-void InkView::tick() {
-    const double time = now();
-    if (!isExposed()) {
-        scheduler_.suspend();
-        return;
-    }
-    if (scheduler_.tick(time, canvas_.isFading(time)) == FrameScheduler::TickOutcome::draw) {
-        render();
-    }
-    scheduleTick();
+void InkView::invalidate() {
+    layer_.invalidate();
+    overlaysDirty_ = true;
 }
 
-void InkView::drawIfDue() {
-    if (scheduler_.hasPendingInput() && scheduler_.nextTickTime() <= now()) {
-        tickTimer_.stop();
-        tick();
-    }
-}
-
-void InkView::render() {
-    const double time = now();
+bool InkView::renderFrame(double time) {
     // While the hint fades, its opacity changes every frame and the bubble with it.
     const bool hintFading = !hintText_.isEmpty() && (hintHidingSince_ || hintOpacity(time) < 1.0);
     if (hintHidingSince_ && hintOpacity(time) <= 0) {
@@ -331,13 +262,13 @@ void InkView::render() {
         // The overlay's damage is gone with this frame: the retry draws everything.
         layer_.invalidate();
     }
-    scheduler_.frameFinished(time, drawn);
     if (drawn && onFrameSwapped_) {
         onFrameSwapped_(now(), canvas_.eventCount());
     }
     if (hintFading || layer_.hasPendingRepaint()) {
         frameRequested();
     }
+    return drawn;
 }
 
 void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect> rects) {
@@ -416,18 +347,6 @@ bool InkView::event(QEvent* event) {
             break;
     }
     return QWindow::event(event);
-}
-
-void InkView::exposeEvent(QExposeEvent*) {
-    if (isExposed()) {
-        layer_.invalidate();
-        overlaysChanged();
-    }
-}
-
-void InkView::resizeEvent(QResizeEvent*) {
-    layer_.invalidate();
-    overlaysChanged();
 }
 
 void InkView::mousePressEvent(QMouseEvent* event) {

@@ -21,7 +21,7 @@
 #include <optional>
 #include <vector>
 
-#include "app/ink/frame_scheduler.h"
+#include "app/gl/frame_panel.h"
 #include "app/ink/ink_canvas.h"
 #include "app/ink/ink_layer.h"
 #include "app/ink/ink_overlay.h"
@@ -37,7 +37,7 @@ namespace scrawlet::ink {
 class GlInkTarget;
 class PixelInkTarget;
 
-class InkView : public QWindow, private InkCanvas::Listener {
+class InkView : public gl::FramePanel, private InkCanvas::Listener {
     Q_OBJECT
 
   public:
@@ -60,8 +60,6 @@ class InkView : public QWindow, private InkCanvas::Listener {
     const StrokeInstanceBuilder& instances() const { return layer_.builder(); }
     const InkLayer& layer() const { return layer_; }
     const QImage& overlayImage() const { return overlay_.image(); }
-    const FrameScheduler& frames() const { return scheduler_; }
-    platform::PresentPath presentPath() const { return presentPath_; }
 
     void setTool(core::Tool tool);
     void setStyle(const core::StrokeStyle& style) { canvas_.setStyle(style); }
@@ -97,9 +95,6 @@ class InkView : public QWindow, private InkCanvas::Listener {
     bool undo() { return canvas_.undo(); }
     bool redo() { return canvas_.redo(); }
 
-    // Draws now when a frame is owed and due.
-    void drawIfDue();
-    double now() const;
     // Runs after each present with the monotonic time then and the canvas's event count, so
     // that latency measurements can pair frames with the input they show.
     void setOnFrameSwapped(std::function<void(double, std::uint64_t)> handler) {
@@ -108,8 +103,9 @@ class InkView : public QWindow, private InkCanvas::Listener {
 
   protected:
     bool event(QEvent* event) override;
-    void exposeEvent(QExposeEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    bool renderFrame(double time) override;
+    bool isAnimating(double time) const override;
+    void invalidate() override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
@@ -119,7 +115,6 @@ class InkView : public QWindow, private InkCanvas::Listener {
   private:
     InkView(QScreen* screen, const Options& options);
     bool initialiseGraphics();
-    void followScreen(QScreen* screen);
 
     // InkCanvas::Listener
     void frameRequested() override;
@@ -129,9 +124,6 @@ class InkView : public QWindow, private InkCanvas::Listener {
     bool captureKeyboard() override;
     void releaseKeyboard() override;
 
-    void tick();
-    void scheduleTick();
-    void render();
     void overlaysChanged();
     PixelRect pixelBounds() const;
     void presentPixels(const PixelBuffer& frame, std::span<const PixelRect> rects);
@@ -146,13 +138,10 @@ class InkView : public QWindow, private InkCanvas::Listener {
     core::DisplayTransform transform_;
     InkLayer layer_;
     InkOverlay overlay_;
-    FrameScheduler scheduler_;
-    QTimer tickTimer_;
     QTimer hintTimer_;
     QTimer caretBlinkTimer_;
     bool caretBarShown_ = true;
 
-    platform::PresentPath presentPath_;
     std::unique_ptr<GlInkTarget> glTarget_;
     std::unique_ptr<PixelInkTarget> pixelTarget_;
     std::unique_ptr<QBackingStore> backingStore_;
