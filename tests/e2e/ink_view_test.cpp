@@ -160,6 +160,21 @@ TEST_P(InkViewTest, AHiddenViewOwesNothingAndShowsNoHints) {
     EXPECT_EQ(mismatchesWithFullRedraw(2), 0) << "no hint over the ink";
 }
 
+TEST_P(InkViewTest, AnimationFollowsTheRefreshOfItsDisplay) {
+    if (GetParam() != PresentPath::software)
+        GTEST_SKIP() << "the clock is the same on every path";
+    showAndSettle();
+    const auto& session = e2e::XSessionEnvironment::session();
+    // Xvfb's own output, given a 75 Hz mode: the display the view is on changes its rate.
+    ASSERT_TRUE(session.xrandr({"--newmode", "scrawlet75", "31.50", "640", "656", "720", "840",
+                                "480", "481", "484", "500", "-hsync", "-vsync"}));
+    ASSERT_TRUE(session.xrandr({"--addmode", "screen", "scrawlet75"}));
+    ASSERT_TRUE(session.xrandr({"--output", "screen", "--mode", "scrawlet75"}));
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return std::abs(view->frames().refreshInterval() - 1.0 / 75) < 1e-4; }, 5000))
+        << 1 / view->frames().refreshInterval() << " Hz";
+}
+
 INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,
                          ::testing::Values(PresentPath::software, PresentPath::copySubBuffer,
                                            PresentPath::fullSwap),

@@ -394,4 +394,8 @@ void GuiTestSuite::TearDownTestSuite() {
     suiteApplication = nullptr;
 }
 
+bool XSession::xrandr(std::vector<std::string> args) const {
+    return runXrandr(displayName_, std::move(args)) == 0;
+}
+
 }  // namespace scrawlet::e2e

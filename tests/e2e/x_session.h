@@ -42,6 +42,8 @@ class XSession {
     std::expected<void, std::string> setMonitors(const std::vector<Monitor>& monitors) const;
     std::expected<void, std::string> removeMonitor(const std::string& name) const;
     std::expected<void, std::string> addMonitor(const Monitor& monitor) const;
+    // Runs xrandr with `args` against the session; false when it fails.
+    bool xrandr(std::vector<std::string> args) const;
     // The layout the draw-mode tests use: two side-by-side 960 × 1080 monitors, "A" and "B".
     static std::vector<Monitor> twoMonitors();
 
