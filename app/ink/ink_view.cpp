@@ -234,6 +234,9 @@ void InkView::invalidate() {
 }
 
 bool InkView::renderFrame(double time) {
+    if (pixelPresenter_ && !pixelPresenter_->isReady()) {
+        return false;  // the server is behind: this frame merges into the next
+    }
     // While the hint fades, its opacity changes every frame and the bubble with it.
     const bool hintFading = !hintText_.isEmpty() && (hintHidingSince_ || hintOpacity(time) < 1.0);
     if (hintHidingSince_ && hintOpacity(time) <= 0) {

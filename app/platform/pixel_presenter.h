@@ -21,6 +21,9 @@ class PixelPresenter {
     // `pixels` is the whole frame, `stride` words a row; rectangles are in its pixels.
     virtual void present(const std::uint32_t* pixels, int stride, int width, int height,
                          std::span<const PresentRect> rects) = 0;
+    // Whether the server has handled the last present: at most one is outstanding, so a busy
+    // server makes frames wait and merge instead of queueing behind it. Never blocks.
+    virtual bool isReady() = 0;
 };
 
 std::unique_ptr<PixelPresenter> createPixelPresenter(QWindow& window);

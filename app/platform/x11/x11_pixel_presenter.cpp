@@ -1,8 +1,12 @@
 #include <QWindow>
 #include <algorithm>
+#include <cstdlib>
+#include <vector>
 
 #include "app/platform/pixel_presenter.h"
 #include "app/platform/x11/xcb_support.h"
+
+#include <xcb/xcbext.h>
 
 namespace scrawlet::platform {
 namespace {
@@ -45,7 +49,25 @@ class X11PixelPresenter : public PixelPresenter {
                               reinterpret_cast<const std::uint8_t*>(band_.data()));
             }
         }
+        // A reply to a request sent after the images arrives once they were handled.
+        fence_ = xcb_get_input_focus(connection_);
+        fenceOutstanding_ = true;
         xcb_flush(connection_);
+    }
+
+    bool isReady() override {
+        if (!fenceOutstanding_)
+            return true;
+        void* reply = nullptr;
+        xcb_generic_error_t* error = nullptr;
+        if (xcb_poll_for_reply(connection_, fence_.sequence, &reply, &error) == 0) {
+            // A broken connection answers nothing; drawing then goes nowhere anyway.
+            return xcb_connection_has_error(connection_) != 0;
+        }
+        std::free(reply);
+        std::free(error);
+        fenceOutstanding_ = false;
+        return true;
     }
 
   private:
@@ -55,6 +77,8 @@ class X11PixelPresenter : public PixelPresenter {
     xcb_gcontext_t gc_ = 0;
     // Grows to the largest band once; a new segment's band is a few hundred bytes.
     std::vector<std::uint32_t> band_;
+    xcb_get_input_focus_cookie_t fence_{};
+    bool fenceOutstanding_ = false;
 };
 
 }  // namespace
