@@ -96,13 +96,7 @@ void GlInkTarget::drawOverlay(const PixelRect& rect) {
 
 void GlInkTarget::present(std::span<const PixelRect> rects) {
     guard_.reset();
-    std::array<platform::PresentRect, Damage::kMaximumRects + 1> out{};
-    std::size_t n = 0;
-    for (const PixelRect& rect : rects) {
-        if (n < out.size())
-            out[n++] = {rect.x, rect.y, rect.width, rect.height};
-    }
-    presenter_->present({out.data(), n}, bounds_.height);
+    presenter_->present(PresentRects(rects).rects(), bounds_.height);
 }
 
 }  // namespace scrawlet::ink

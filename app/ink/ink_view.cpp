@@ -276,14 +276,8 @@ bool InkView::renderFrame(double time) {
 
 void InkView::presentPixels(const PixelBuffer& frame, std::span<const PixelRect> rects) {
     if (pixelPresenter_) {
-        std::array<platform::PresentRect, Damage::kMaximumRects + 1> out{};
-        std::size_t n = 0;
-        for (const PixelRect& rect : rects) {
-            if (n < out.size())
-                out[n++] = {rect.x, rect.y, rect.width, rect.height};
-        }
         pixelPresenter_->present(frame.pixels, frame.stride, frame.width, frame.height,
-                                 {out.data(), n});
+                                 PresentRects(rects).rects());
         return;
     }
     const qreal ratio = devicePixelRatio();

@@ -11,6 +11,8 @@
 #include <cmath>
 #include <span>
 
+#include "app/platform/gl_presenter.h"
+
 namespace scrawlet::ink {
 
 struct PixelRect {
@@ -102,6 +104,23 @@ class Damage {
     PixelRect bounds_;
     std::array<PixelRect, kMaximumRects> rects_{};
     int count_ = 0;
+};
+
+// A frame's damage as the platform presenters take it; rectangles beyond a damage's bound
+// cannot come from a `Damage` and are dropped.
+class PresentRects {
+  public:
+    explicit PresentRects(std::span<const PixelRect> rects) {
+        for (const PixelRect& rect : rects) {
+            if (count_ < rects_.size())
+                rects_[count_++] = {rect.x, rect.y, rect.width, rect.height};
+        }
+    }
+    std::span<const platform::PresentRect> rects() const { return {rects_.data(), count_}; }
+
+  private:
+    std::array<platform::PresentRect, Damage::kMaximumRects> rects_{};
+    std::size_t count_ = 0;
 };
 
 }  // namespace scrawlet::ink

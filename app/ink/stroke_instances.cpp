@@ -74,11 +74,8 @@ StrokeInstanceBuilder::Box StrokeInstanceBuilder::boxOf(const SegmentInstance& i
 }
 
 PixelRect reachOf(const SegmentInstance& instance) {
-    const float reach = instance.radius + 1.0f;
-    return PixelRect::enclosing(std::min(instance.a[0], instance.b[0]) - reach,
-                                std::min(instance.a[1], instance.b[1]) - reach,
-                                std::max(instance.a[0], instance.b[0]) + reach,
-                                std::max(instance.a[1], instance.b[1]) + reach);
+    const auto box = StrokeInstanceBuilder::boxOf(instance);
+    return PixelRect::enclosing(box.minX, box.minY, box.maxX, box.maxY);
 }
 
 StrokeInstanceBuilder::StrokeInstanceBuilder(SegmentInstance* storage, int capacity,

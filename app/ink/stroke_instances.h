@@ -108,7 +108,7 @@ class StrokeInstanceBuilder {
 
     static constexpr int kInstancesPerChunk = 16;
 
-  private:
+    // What an instance can touch, unrounded: its capsule, the fringe and a pixel of rounding.
     struct Box {
         float minX, minY, maxX, maxY;
         bool intersects(const PixelRect& r) const {
@@ -117,6 +117,8 @@ class StrokeInstanceBuilder {
         }
     };
     static Box boxOf(const SegmentInstance& instance);
+
+  private:
     core::InkBlend blendAt(int index) const;
     template <class Body>
     void emitRuns(int start, int end, Body& body) const;

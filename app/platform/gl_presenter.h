@@ -15,16 +15,14 @@
 #include <string>
 #include <string_view>
 
+#include "core/enum_traits.h"
+
 class QOpenGLContext;
 class QWindow;
 
 namespace scrawlet::platform {
 
 enum class PresentPath { software, copySubBuffer, bufferAge, fullSwap };
-inline constexpr std::array<std::string_view, 4> kPresentPathNames{"software", "copySubBuffer",
-                                                                   "bufferAge", "fullSwap"};
-std::string_view presentPathName(PresentPath path);
-std::optional<PresentPath> presentPathNamed(std::string_view name);
 
 struct GlPresentation {
     bool copySubBuffer = false;
@@ -56,3 +54,9 @@ std::unique_ptr<GlPresenter> createGlPresenter(QOpenGLContext& context, QWindow&
                                                PresentPath path);
 
 }  // namespace scrawlet::platform
+
+template <>
+struct scrawlet::core::EnumTraits<scrawlet::platform::PresentPath> {
+    static constexpr std::array<std::string_view, 4> names{"software", "copySubBuffer", "bufferAge",
+                                                           "fullSwap"};
+};

@@ -132,28 +132,21 @@ std::optional<ConfigExit> DrawAppDelegate::choosePresentPath() {
     }
     presentPath_ = platform::choosePresentPath(*offered);
     glRenderer_ = offered->renderer;
-    const QByteArray forced = qgetenv("SCRAWLET_DRAW_PRESENT");
-    if (forced.isEmpty()) {
+    const auto forced = config_.presentPath;
+    if (!forced) {
         return std::nullopt;
-    }
-    const auto path = platform::presentPathNamed(forced.toStdString());
-    if (!path) {
-        return ConfigExit{
-            "draw: SCRAWLET_DRAW_PRESENT must be software, copySubBuffer, "
-            "bufferAge or fullSwap",
-            64};
     }
     const bool available =
-        *path == platform::PresentPath::software || *path == platform::PresentPath::fullSwap ||
-        (*path == platform::PresentPath::copySubBuffer && offered->copySubBuffer) ||
-        (*path == platform::PresentPath::bufferAge && offered->bufferAge);
+        *forced == platform::PresentPath::software || *forced == platform::PresentPath::fullSwap ||
+        (*forced == platform::PresentPath::copySubBuffer && offered->copySubBuffer) ||
+        (*forced == platform::PresentPath::bufferAge && offered->bufferAge);
     if (!available) {
-        std::cerr << "draw: SCRAWLET_DRAW_PRESENT=" << forced.toStdString()
-                  << " is not offered by this OpenGL; using "
-                  << platform::presentPathName(presentPath_) << "\n";
+        std::cerr << "draw: SCRAWLET_DRAW_PRESENT=" << core::rawValue(*forced)
+                  << " is not offered by this OpenGL; using " << core::rawValue(presentPath_)
+                  << "\n";
         return std::nullopt;
     }
-    presentPath_ = *path;
+    presentPath_ = *forced;
     return std::nullopt;
 }
 

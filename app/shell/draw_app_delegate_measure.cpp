@@ -195,8 +195,8 @@ void DrawAppDelegate::printBanner() const {
     text += line("capacity", std::to_string(config_.limits.pointCapacity) + " points, " +
                                  std::to_string(config_.limits.strokeCapacity) + " strokes");
     text += line("transport", std::string(core::rawValue(config_.transport)));
-    text += line("drawing", std::string(platform::presentPathName(presentPath_)) +
-                                " (OpenGL: " + glRenderer_ + ")");
+    text += line("drawing",
+                 std::string(core::rawValue(presentPath_)) + " (OpenGL: " + glRenderer_ + ")");
     text +=
         line("allocation audit", "not compiled in (build with -DSCRAWLET_ALLOC_AUDIT=ON to count)");
     text += line("lens", onOff(false));

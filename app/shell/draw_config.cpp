@@ -200,6 +200,15 @@ std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environm
         c.maxDurationSeconds = *seconds;
     }
     c.transport = exactCase<Transport>(env, "SCRAWLET_DRAW_TRANSPORT").value_or(c.transport);
+    if (const auto path = env.value("SCRAWLET_DRAW_PRESENT"); path && !path->empty()) {
+        c.presentPath = core::fromRawValue<platform::PresentPath>(*path);
+        if (!c.presentPath && !refusal) {
+            refusal = ConfigExit{
+                "draw: SCRAWLET_DRAW_PRESENT must be software, copySubBuffer, "
+                "bufferAge or fullSwap",
+                64};
+        }
+    }
     c.syntheticHz = env.number("SCRAWLET_DRAW_HZ").value_or(c.syntheticHz);
     c.strokeSeconds = env.number("SCRAWLET_DRAW_STROKE_SECONDS").value_or(c.strokeSeconds);
     // Only a synthetic driver counts these events; live input never looks at them.

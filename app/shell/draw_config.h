@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "app/platform/gl_presenter.h"
 #include "app/shell/environment.h"
 #include "core/action_id.h"
 #include "core/colour.h"
@@ -63,6 +64,8 @@ struct DrawConfig {
     std::string logPath = "/tmp/scrawlet-draw.jsonl";
     double maxDurationSeconds = 600;
     Transport transport = Transport::live;
+    // How ink reaches the screen when forced; otherwise chosen from what the GL offers.
+    std::optional<platform::PresentPath> presentPath;
     double syntheticHz = 125;
     double strokeSeconds = 5;
     core::Colour colour{255, 59, 48, 255};

@@ -178,9 +178,7 @@ TEST_P(InkViewTest, AnimationFollowsTheRefreshOfItsDisplay) {
 INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,
                          ::testing::Values(PresentPath::software, PresentPath::copySubBuffer,
                                            PresentPath::fullSwap),
-                         [](const auto& info) {
-                             return std::string(platform::presentPathName(info.param));
-                         });
+                         [](const auto& info) { return std::string(core::rawValue(info.param)); });
 
 }  // namespace
 }  // namespace scrawlet::ink
