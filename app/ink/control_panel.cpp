@@ -10,9 +10,9 @@
 
 namespace scrawlet::ink {
 
-ControlPanel::ControlPanel(std::uint32_t displayID, ControlPanelView view,
+ControlPanel::ControlPanel(platform::DisplayKey display, ControlPanelView view,
                            ControlPanelOriginStore& origins)
-    : displayID_(displayID), view_(std::move(view)), origins_(origins) {
+    : display_(std::move(display)), view_(std::move(view)), origins_(origins) {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
              Qt::WindowDoesNotAcceptFocus);
     // The xcb plugin reads this when mapping: a zero user time tells the window manager not to
@@ -27,7 +27,7 @@ ControlPanel::ControlPanel(std::uint32_t displayID, ControlPanelView view,
 
 void ControlPanel::place(const QRect& screenGeometry) {
     const QPoint origin =
-        controlPanelOrigin(origins_.origin(displayID_), screenGeometry, view_.size());
+        controlPanelOrigin(origins_.origin(display_), screenGeometry, view_.size());
     setGeometry(QRect(origin, view_.size()));
 }
 
@@ -88,7 +88,7 @@ void ControlPanel::mouseReleaseEvent(QMouseEvent* event) {
         // Not position(): configure notifications of the moves on the way may still be due.
         const QPoint origin = (event->globalPosition() - press.pointerToOrigin).toPoint();
         setPosition(origin);
-        origins_.setOrigin(displayID_, origin);
+        origins_.setOrigin(display_, origin);
     } else if (press.button && view_.buttonAt(event->position()) == press.button) {
         view_.click(*press.button);
     }

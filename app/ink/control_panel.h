@@ -19,6 +19,7 @@
 
 #include "app/ink/control_panel_origin_store.h"
 #include "app/ink/control_panel_view.h"
+#include "app/platform/display_identifier.h"
 #include "core/tool.h"
 
 namespace scrawlet::ink {
@@ -27,9 +28,10 @@ class ControlPanel : public QRasterWindow {
     Q_OBJECT
 
   public:
-    ControlPanel(std::uint32_t displayID, ControlPanelView view, ControlPanelOriginStore& origins);
+    ControlPanel(platform::DisplayKey display, ControlPanelView view,
+                 ControlPanelOriginStore& origins);
 
-    std::uint32_t displayID() const { return displayID_; }
+    const platform::DisplayKey& display() const { return display_; }
     const ControlPanelView& view() const { return view_; }
 
     void place(const QRect& screenGeometry);
@@ -50,7 +52,7 @@ class ControlPanel : public QRasterWindow {
         bool dragging = false;
     };
 
-    std::uint32_t displayID_;
+    platform::DisplayKey display_;
     ControlPanelView view_;
     ControlPanelOriginStore& origins_;
     std::optional<Press> press_;

@@ -80,6 +80,11 @@ QString controlPanelOriginKey(std::uint32_t displayID) {
     return QStringLiteral("controlPanel.origin.") + QString::number(displayID);
 }
 
+QString controlPanelOriginNameKey(std::string_view monitorName) {
+    return QStringLiteral("controlPanel.originByName.") +
+           QString::fromUtf8(monitorName.data(), static_cast<qsizetype>(monitorName.size()));
+}
+
 QString controlPanelOriginText(QPoint origin) {
     return QStringLiteral("{%1, %2}").arg(origin.x()).arg(origin.y());
 }

@@ -15,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 #include "core/tool.h"
 
@@ -48,6 +49,8 @@ QPoint controlPanelOrigin(std::optional<QPoint> stored, const QRect& screen, QSi
 
 // "controlPanel.origin.<display identifier in decimal>"
 QString controlPanelOriginKey(std::uint32_t displayID);
+// "controlPanel.originByName.<monitor name>"
+QString controlPanelOriginNameKey(std::string_view monitorName);
 QString controlPanelOriginText(QPoint origin);
 // Accepts what controlPanelOriginText writes, with any spacing and fractional coordinates
 // (rounded); nothing for anything else.

@@ -1,15 +1,14 @@
-// Where every user action becomes an effect: tool, palette, width and auto-erase changes are
-// made here; everything else goes to the callback the draw-mode controller installs. Each
-// dispatch returns an Outcome worded for a hint. Main thread only.
+// The current tool and the annotation settings it draws with. Tool, palette, width and
+// auto-erase actions are carried out here (registered with the action router); each change
+// reaches every observer: the views restyle, the panels and the tray menu move their marks,
+// the controller saves the settings. Main thread only.
 #pragma once
 
-#include <functional>
 #include <optional>
-#include <string>
-#include <variant>
+#include <vector>
 
+#include "app/ink/action_router.h"
 #include "core/action_id.h"
-#include "core/auto_erase.h"
 #include "core/settings.h"
 #include "core/stroke_style.h"
 #include "core/tool.h"
@@ -18,85 +17,46 @@ namespace scrawlet::ink {
 
 class ToolController {
   public:
-    enum class Edit { undo, redo, clearAll, deleteSelection };
-    enum class ModeToggle { annotation, interactive };
+    using Outcome = ink::Outcome;
 
-    struct Outcome {
-        enum class Kind {
-            changedTool,
-            changedPalette,
-            changedWidth,
-            changedAutoErase,
-            notImplemented,
-            needsPermission,
-            nothingToDo,
-            handled
-        };
-        Kind kind = Kind::handled;
-        std::variant<std::monostate, core::Tool, int, core::AutoEraseMode, std::string> value;
-
-        static Outcome changedTool(core::Tool tool) { return {Kind::changedTool, tool}; }
-        static Outcome changedPalette(int index) { return {Kind::changedPalette, index}; }
-        static Outcome changedWidth(int index) { return {Kind::changedWidth, index}; }
-        static Outcome changedAutoErase(core::AutoEraseMode mode) {
-            return {Kind::changedAutoErase, mode};
-        }
-        static Outcome notImplemented(std::string text) {
-            return {Kind::notImplemented, std::move(text)};
-        }
-        static Outcome needsPermission(std::string text) {
-            return {Kind::needsPermission, std::move(text)};
-        }
-        static Outcome nothingToDo(std::string text) {
-            return {Kind::nothingToDo, std::move(text)};
-        }
-        static Outcome handled() { return {Kind::handled, std::monostate{}}; }
-
-        // The words of notImplemented, needsPermission and nothingToDo; empty otherwise.
-        std::string text() const;
-        bool operator==(const Outcome&) const = default;
+    class Observer {
+      public:
+        virtual ~Observer() = default;
+        virtual void toolChanged(core::Tool) {}
+        virtual void styleChanged(const core::StrokeStyle&) {}
+        virtual void timeToLiveChanged(std::optional<double>) {}
+        // The settings worth keeping changed (not a tool change).
+        virtual void settingsChanged(const core::AnnotationSettings&) {}
     };
-
-    using OutcomeCallback = std::function<Outcome()>;
 
     explicit ToolController(core::AnnotationSettings settings);
 
-    Outcome dispatch(core::ActionID action);
+    // Registers the tool, palette, width and auto-erase actions.
+    void route(ActionRouter& router);
+    // Observers are told in the order they were added and must outlive the controller's use.
+    void addObserver(Observer& observer) { observers_.push_back(&observer); }
+
+    Outcome perform(core::ActionID action);
     // Settings changed elsewhere (the settings window).
     void applyExternal(const core::AnnotationSettings& settings);
 
     core::Tool tool() const { return tool_; }
     const core::AnnotationSettings& settings() const { return settings_; }
-
-    // Asked before anything else; a text means the action is refused.
-    std::function<std::optional<std::string>(core::ActionID)> permissionCheck;
-
-    std::function<void(core::Tool)> onToolChange;
-    std::function<bool(Edit)> onEdit;
-    std::function<bool(ModeToggle)> onModeToggle;
-    std::function<bool()> onPanelToggle;
-    OutcomeCallback onLensToggle;
-    OutcomeCallback onFullScreenZoomToggle;
-    OutcomeCallback onZoomIncreaseLevel;
-    OutcomeCallback onZoomDecreaseLevel;
-    OutcomeCallback onSpotlightToggle;
-    OutcomeCallback onCursorHighlightToggle;
-    OutcomeCallback onKeystrokeDisplayToggle;
-    OutcomeCallback onScreenshot;
-    OutcomeCallback onRegionCaptureToggle;
-    OutcomeCallback onShowSettings;
-    std::function<void()> onQuit;
-    std::function<void(const core::AnnotationSettings&)> onSettingsChange;
-    std::function<void(const core::StrokeStyle&)> onStyleChange;
-    std::function<void(std::optional<double>)> onAutoEraseChange;
+    core::StrokeStyle currentStyle() const;
 
   private:
-    Outcome selectTool(core::ActionID action);
+    Outcome selectTool(core::Tool tool);
     void styleAndSettingsChanged();
-    core::StrokeStyle currentStyle() const;
+    template <typename F>
+    void tell(F&& notify) {
+        for (Observer* observer : observers_) {
+            notify(*observer);
+        }
+    }
 
     core::Tool tool_ = core::Tool::pen;
     core::AnnotationSettings settings_;
+    std::vector<Observer*> observers_;
 };
 
 }  // namespace scrawlet::ink

@@ -8,10 +8,19 @@
 
 #include <QString>
 #include <cstdint>
+#include <string>
 
 class QScreen;
 
 namespace scrawlet::platform {
+
+// What names one display: the identifier for this X session and the monitor's name, which is
+// what lasts across sessions (atoms are numbered afresh by each X server).
+struct DisplayKey {
+    std::uint32_t id = 0;
+    std::string name;
+    bool operator==(const DisplayKey&) const = default;
+};
 
 std::uint32_t displayIdentifier(const QScreen* screen);
 // For a display known only by the name kept from an earlier QScreen.

@@ -1,22 +1,17 @@
-// Draw mode's actions: the tool controller's wiring, global shortcuts and their feedback,
-// scripted actions, the tray menu and the control panels.
-#include <QAction>
-#include <QCursor>
-#include <QGuiApplication>
-#include <QMenu>
+// Draw mode's actions: who carries out each action, global shortcuts and their feedback.
 #include <QMessageBox>
-#include <QPainter>
 #include <QProcess>
 #include <QPushButton>
-#include <QScreen>
 #include <QStandardPaths>
-#include <QSystemTrayIcon>
 #include <iostream>
 
 #include "app/log/frontmost_log.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/action_catalog_store.h"
+#include "app/shell/control_panels.h"
 #include "app/shell/draw_app_delegate.h"
+#include "app/shell/ink_surfaces.h"
+#include "app/shell/status_menu.h"
 #include "app/shortcuts/hotkey_reports.h"
 #include "app/shortcuts/permissions.h"
 
@@ -24,40 +19,7 @@ namespace scrawlet::shell {
 namespace {
 
 using core::ActionID;
-using core::Tool;
-
-std::string capitalised(std::string_view name) {
-    std::string text(name);
-    if (!text.empty()) {
-        text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-    }
-    return text;
-}
-
-std::string describe(const ink::ToolController::Outcome& outcome) {
-    using Kind = ink::ToolController::Outcome::Kind;
-    switch (outcome.kind) {
-        case Kind::changedTool:
-            return "changedTool(" + std::string(core::rawValue(std::get<Tool>(outcome.value))) +
-                   ")";
-        case Kind::changedPalette:
-            return "changedPalette(" + std::to_string(std::get<int>(outcome.value)) + ")";
-        case Kind::changedWidth:
-            return "changedWidth(" + std::to_string(std::get<int>(outcome.value)) + ")";
-        case Kind::changedAutoErase:
-            return "changedAutoErase(" +
-                   std::string(core::rawValue(std::get<core::AutoEraseMode>(outcome.value))) + ")";
-        case Kind::notImplemented:
-            return "notImplemented(" + outcome.text() + ")";
-        case Kind::needsPermission:
-            return "needsPermission(" + outcome.text() + ")";
-        case Kind::nothingToDo:
-            return "nothingToDo(" + outcome.text() + ")";
-        case Kind::handled:
-            return "handled";
-    }
-    return "handled";
-}
+using ink::Outcome;
 
 // X11 has no privacy settings to grant; the desktop's settings program is the nearest
 // place, and a session choice at login is what the refusal text asks for.
@@ -73,76 +35,40 @@ bool openSystemSettings() {
 
 }  // namespace
 
-void DrawAppDelegate::wireToolController() {
-    ink::ToolController& t = *tools_;
-    t.permissionCheck = shortcuts::Permissions::refusal;
-    t.onToolChange = [this](Tool tool) {
-        for (ink::InkView* view : views()) {
-            view->setTool(tool);
-        }
-        for (const auto& panel : controlPanels_) {
-            panel->setActiveTool(tool);
-        }
-        for (const auto& [itemTool, item] : toolItems_) {
-            item->setChecked(itemTool == tool);
-        }
+// The actions the controller's features carry out; the tool controller registered its own.
+void DrawAppDelegate::routeActions() {
+    const auto onView = [this](ActionID action, bool (*edit)(ink::InkView&)) {
+        router_.add(action, [this, action, edit] {
+            ink::InkView* view = surfaces_->viewUnderPointer();
+            return Outcome::handledIf(view && edit(*view), action);
+        });
     };
-    t.onPanelToggle = [this] {
-        if (controlPanels_.empty()) {
-            return false;
+    onView(ActionID::editUndo, [](ink::InkView& view) { return view.undo(); });
+    onView(ActionID::editRedo, [](ink::InkView& view) { return view.redo(); });
+    onView(ActionID::editClearAll, [](ink::InkView& view) { return view.canvas().clearAll(); });
+    onView(ActionID::editDeleteSelection,
+           [](ink::InkView& view) { return view.canvas().deleteSelection(); });
+    router_.add(ActionID::overlayToggleAnnotation, [this] {
+        if (surfaces_->empty()) {
+            return ink::ActionRouter::unowned(ActionID::overlayToggleAnnotation);
         }
-        panelsShown_ = !panelsShown_;
-        showControlPanels();
-        log::FrontmostLog::shared().record(
-            "panelToggle", std::nullopt,
-            std::string("visible=") + (panelsShown_ ? "true" : "false"));
-        return true;
-    };
-    t.onStyleChange = [this](const core::StrokeStyle& style) {
-        for (ink::InkView* view : views()) {
-            view->setStyle(style);
+        toggleAnnotation();
+        return Outcome::handled();
+    });
+    router_.add(ActionID::overlayToggleInteractive, [this] {
+        if (surfaces_->empty()) {
+            return ink::ActionRouter::unowned(ActionID::overlayToggleInteractive);
         }
-    };
-    t.onModeToggle = [this](ink::ToolController::ModeToggle toggle) {
-        if (surfaces_.empty()) {
-            return false;
-        }
-        if (toggle == ink::ToolController::ModeToggle::annotation) {
-            toggleAnnotation();
-        } else {
-            toggleInteractive();
-        }
-        return true;
-    };
-    t.onSettingsChange = [this](const core::AnnotationSettings& settings) {
-        for (ink::InkView* view : views()) {
-            view->canvas().setBeautify(settings.beautify);
-        }
-        scheduleSettingsWrite(settings);
-    };
-    t.onAutoEraseChange = [this](std::optional<double> seconds) {
-        for (ink::InkView* view : views()) {
-            view->setTimeToLive(seconds);
-        }
-    };
-    t.onEdit = [this](ink::ToolController::Edit edit) {
-        ink::InkView* view = viewUnderPointer();
-        if (!view) {
-            return false;
-        }
-        switch (edit) {
-            case ink::ToolController::Edit::undo:
-                return view->undo();
-            case ink::ToolController::Edit::redo:
-                return view->redo();
-            case ink::ToolController::Edit::clearAll:
-                return view->canvas().clearAll();
-            case ink::ToolController::Edit::deleteSelection:
-                return view->canvas().deleteSelection();
-        }
-        return false;
-    };
-    t.onQuit = [this] { requestFinish("app.quit"); };
+        toggleInteractive();
+        return Outcome::handled();
+    });
+    router_.add(ActionID::panelToggle, [this] {
+        return Outcome::handledIf(panels_ && panels_->toggle(), ActionID::panelToggle);
+    });
+    router_.add(ActionID::appQuit, [this] {
+        requestFinish("app.quit");
+        return Outcome::handled();
+    });
 }
 
 void DrawAppDelegate::startHotkeys() {
@@ -175,7 +101,7 @@ void DrawAppDelegate::refreshHotkeyScopes() {
         return;
     }
     std::set<core::ActionScope> scopes{core::ActionScope::global};
-    if (annotating_) {
+    if (surfaces_->annotating()) {
         scopes.insert(core::ActionScope::annotating);
     }
     hotkeys_->setLiveScopes(std::move(scopes));
@@ -185,9 +111,9 @@ void DrawAppDelegate::handleHotkey(ActionID action) {
     if (finished_) {
         return;
     }
-    const auto outcome = tools_->dispatch(action);
+    const auto outcome = router_.dispatch(action);
     log::FrontmostLog::shared().record("hotkey", std::nullopt, std::string(core::rawValue(action)));
-    using Kind = ink::ToolController::Outcome::Kind;
+    using Kind = Outcome::Kind;
     if (outcome.kind == Kind::notImplemented || outcome.kind == Kind::nothingToDo) {
         announce(outcome.text(), false);
     } else if (outcome.kind == Kind::needsPermission) {
@@ -197,7 +123,7 @@ void DrawAppDelegate::handleHotkey(ActionID action) {
 
 void DrawAppDelegate::announce(const std::string& text, bool sticky) {
     std::cerr << "draw: " << text << "\n";
-    if (ink::InkView* view = viewUnderPointer()) {
+    if (ink::InkView* view = surfaces_->viewUnderPointer()) {
         view->showHint(QString::fromStdString(text), sticky);
     }
 }
@@ -230,7 +156,7 @@ void DrawAppDelegate::announcePermission(const std::string& text, ActionID actio
             log::FrontmostLog::shared().record(
                 "permissionPrompt", std::nullopt,
                 "grant=" + name + " opened=" + (opened ? "true" : "false"));
-            for (ink::InkView* view : views()) {
+            for (ink::InkView* view : surfaces_->views()) {
                 view->refreshCursor();
             }
         });
@@ -238,131 +164,23 @@ void DrawAppDelegate::announcePermission(const std::string& text, ActionID actio
     });
 }
 
-void DrawAppDelegate::scheduleScriptedActions() {
-    if (config_.scriptedActions.empty()) {
-        return;
+bool DrawAppDelegate::typingChord(const core::Chord& chord) {
+    if (!catalog_) {
+        return false;
     }
-    const double delay = std::max(config_.maxDurationSeconds - 0.5, 0.2);
-    QTimer::singleShot(static_cast<int>(delay * 1000), Qt::PreciseTimer, this, [this] {
-        if (driver_) {
-            driver_->stop();
-        }
-        for (const ActionID action : config_.scriptedActions) {
-            const auto outcome = tools_->dispatch(action);
-            std::cerr << "draw: scripted " << core::rawValue(action) << " -> " << describe(outcome)
-                      << "\n";
-        }
-        requestFinish("scriptedActions");
-    });
+    const core::Action* action =
+        catalog_->typingScopeAction(chord, core::Platform::windows, config_.shortcutOverrides);
+    const auto id = action ? core::fromRawValue<ActionID>(action->id) : std::nullopt;
+    if (!id) {
+        return false;
+    }
+    router_.dispatch(*id);
+    return true;
 }
 
-void DrawAppDelegate::installStatusItem() {
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        std::cerr << "draw: no system tray on this desktop; the menu is unavailable\n";
-    }
-    statusMenu_ = std::make_unique<QMenu>();
-    rebuildStatusMenu();
-    statusItem_ = std::make_unique<QSystemTrayIcon>();
-    statusItem_->setToolTip(QStringLiteral("Scrawlet"));
-    // No icon theme ships a pen for us: draw the glyph.
-    QPixmap glyph(32, 32);
-    glyph.fill(Qt::transparent);
-    {
-        QPainter painter(&glyph);
-        QFont font = painter.font();
-        font.setPixelSize(26);
-        painter.setFont(font);
-        painter.setPen(Qt::white);
-        painter.drawText(glyph.rect(), Qt::AlignCenter, QStringLiteral("\u270E"));
-    }
-    statusItem_->setIcon(QIcon(glyph));
-    statusItem_->setContextMenu(statusMenu_.get());
-    statusItem_->show();
-}
-
-void DrawAppDelegate::rebuildStatusMenu() {
-    statusMenu_->clear();
-    toolItems_.clear();
-    for (const Tool tool : core::allCases<Tool>()) {
-        QAction* item =
-            statusMenu_->addAction(QString::fromStdString(capitalised(core::rawValue(tool))));
-        item->setCheckable(true);
-        item->setChecked(tool == tools_->tool());
-        if (const auto reason = core::unavailableReason(tool)) {
-            item->setEnabled(false);
-            item->setToolTip(QString::fromStdString(std::string(*reason)));
-        }
-        connect(item, &QAction::triggered, this, [this, tool] { pickTool(tool); });
-        toolItems_.emplace_back(tool, item);
-    }
-    statusMenu_->setToolTipsVisible(true);
-    statusMenu_->addSeparator();
-    if (hotkeys_ && !hotkeys_->conflicts().empty()) {
-        statusMenu_
-            ->addAction(QString::number(hotkeys_->conflicts().size()) +
-                        QStringLiteral(" shortcut(s) taken by other apps"))
-            ->setEnabled(false);
-    }
-    connect(statusMenu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,
-            [this] { requestFinish("menu"); });
-}
-
-void DrawAppDelegate::pickTool(Tool tool) {
-    const auto action = core::actionSelecting(tool);
-    if (!action) {
-        return;
-    }
-    // The tool change moves the check mark, whoever asked for it.
-    tools_->dispatch(*action);
-}
-
-void DrawAppDelegate::installControlPanels() {
-    if (!config_.controlPanel) {
-        return;
-    }
-    panelOrigins_ = std::make_unique<ink::PreferencesOriginStore>();
-    for (const Surface& surface : surfaces_) {
-        QScreen* screen = screenNamed(surface.screenName);
-        if (!screen) {
-            std::cerr << "draw: no screen for display " << surface.displayID << "\n";
-            continue;
-        }
-        addControlPanel(surface, screen);
-    }
-}
-
-void DrawAppDelegate::addControlPanel(const Surface& surface, QScreen* screen) {
-    ink::ControlPanelView view([this](Tool tool) { pickTool(tool); },
-                               [this](Tool tool) {
-                                   if (!hotkeys_ || !catalog_) {
-                                       return QString();
-                                   }
-                                   return QString::fromStdString(shortcuts::toolKeyLabel(
-                                       *catalog_, config_.shortcutOverrides, tool));
-                               },
-                               config_.controlPanelSentinel);
-    auto panel =
-        std::make_unique<ink::ControlPanel>(surface.displayID, std::move(view), *panelOrigins_);
-    panel->setActiveTool(tools_->tool());
-    panel->setScreen(screen);
-    panel->place(screen->geometry());
-    if (placer_) {
-        // At the overlay's level, placed after it, so the strip stays above the ink.
-        if (const auto placed = placer_->place(*panel, overlayPlacement(false)); !placed) {
-            std::cerr << "draw: control panel placement: " << placed.error() << "\n";
-        }
-    }
-    controlPanels_.push_back(std::move(panel));
-    showControlPanels();
-}
-
-// A panel shows while panels are wanted, the overlay is annotating and its display is there.
-void DrawAppDelegate::showControlPanels() {
-    for (const auto& panel : controlPanels_) {
-        const bool onScreen = std::any_of(
-            surfaces_.begin(), surfaces_.end(),
-            [&](const Surface& s) { return s.displayID == panel->displayID() && s.visible; });
-        panel->setVisible(panelsShown_ && annotating_ && onScreen);
+void DrawAppDelegate::pickTool(core::Tool tool) {
+    if (const auto action = core::actionSelecting(tool)) {
+        router_.dispatch(*action);
     }
 }
 

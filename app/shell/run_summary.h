@@ -166,6 +166,13 @@ struct RunSummaryInput {
     static RunSummaryInput fromConfig(const DrawConfig& config, const core::Settings& settings);
 };
 
+// A feature that has figures in the summary writes them into the snapshot at finish.
+class SummaryContributor {
+  public:
+    virtual ~SummaryContributor() = default;
+    virtual void contribute(RunSummaryInput& input) const = 0;
+};
+
 // The summary object on one line, without a line feed.
 std::string summaryJson(const RunSummaryInput& input);
 

@@ -72,3 +72,25 @@ TEST(ControlPanelPlacement, StoredOriginIsKeptOnlyWhileThePanelFitsTheDisplay) {
 
 }  // namespace
 }  // namespace scrawlet::ink
+
+namespace scrawlet::ink {
+namespace {
+
+// Identifiers are numbered afresh by each X server: the monitor's name is what finds a
+// dragged panel's place after a new login, and a file from before names only identifiers.
+TEST(ControlPanelOriginStore, TheMonitorNameFindsTheOriginAcrossXSessions) {
+    const scrawlet::testing::TemporaryFolder folder;
+    PreferencesOriginStore store(folder.path() / "preferences.ini");
+    store.setOrigin({101, "DP-1"}, QPoint(40, 700));
+    EXPECT_EQ(store.origin({377, "DP-1"}), QPoint(40, 700)) << "a new session's identifier";
+    EXPECT_EQ(store.origin({101, "HDMI-1"}), QPoint(40, 700)) << "the identifier still works";
+    EXPECT_EQ(store.origin({377, "HDMI-1"}), std::nullopt);
+
+    const auto legacy =
+        folder.write("legacy.ini", "[General]\ncontrolPanel.origin.55=\"{10, 20}\"\n");
+    const PreferencesOriginStore old(legacy);
+    EXPECT_EQ(old.origin({55, "DP-2"}), QPoint(10, 20));
+}
+
+}  // namespace
+}  // namespace scrawlet::ink

@@ -8,10 +8,31 @@ namespace scrawlet::ink {
 namespace {
 
 using core::ActionID;
-using Outcome = ToolController::Outcome;
 
-TEST(ToolControllerDispatch, MissingOrRefusingCallbacksGiveTheirNothingToDoTexts) {
-    ToolController controller(core::AnnotationSettings::schemaDefaults());
+struct Recorder : ToolController::Observer {
+    std::vector<core::StrokeStyle> styles;
+    std::vector<std::optional<double>> lifetimes;
+    std::optional<core::Tool> tool;
+    int saves = 0;
+    void toolChanged(core::Tool t) override { tool = t; }
+    void styleChanged(const core::StrokeStyle& s) override { styles.push_back(s); }
+    void timeToLiveChanged(std::optional<double> t) override { lifetimes.push_back(t); }
+    void settingsChanged(const core::AnnotationSettings&) override { ++saves; }
+};
+
+struct Routed {
+    explicit Routed(core::AnnotationSettings settings = core::AnnotationSettings::schemaDefaults())
+        : tools(std::move(settings)) {
+        tools.route(router);
+        tools.addObserver(seen);
+    }
+    ActionRouter router;
+    ToolController tools;
+    Recorder seen;
+};
+
+TEST(ActionRouter, UnownedActionsAnswerWithTheirNothingToDoTexts) {
+    Routed routed;
     const std::pair<ActionID, const char*> texts[] = {
         {ActionID::overlayToggleAnnotation, "no overlay to toggle"},
         {ActionID::panelToggle, "no control panel"},
@@ -29,98 +50,92 @@ TEST(ToolControllerDispatch, MissingOrRefusingCallbacksGiveTheirNothingToDoTexts
         {ActionID::editDeleteSelection, "nothing is selected"},
         {ActionID::editClearAll, "already empty"},
     };
-    controller.onEdit = [](ToolController::Edit) { return false; };
     for (const auto& [action, text] : texts) {
-        EXPECT_EQ(controller.dispatch(action), Outcome::nothingToDo(text)) << rawValue(action);
+        EXPECT_EQ(routed.router.dispatch(action), Outcome::nothingToDo(text)) << rawValue(action);
     }
-    EXPECT_EQ(controller.dispatch(ActionID::whiteboardToggle),
+    EXPECT_EQ(routed.router.dispatch(ActionID::whiteboardToggle),
               Outcome::notImplemented("WB-01 is not in M1"));
+    routed.router.add(ActionID::editUndo,
+                      [] { return Outcome::handledIf(false, ActionID::editUndo); });
+    EXPECT_EQ(routed.router.dispatch(ActionID::editUndo), Outcome::nothingToDo("nothing to undo"))
+        << "an owner with nothing to do answers like a missing one";
 }
 
-TEST(ToolControllerDispatch, ForwardedActionsReachTheirCallbacks) {
-    ToolController controller(core::AnnotationSettings::schemaDefaults());
+TEST(ActionRouter, EachActionReachesItsLatestOwner) {
+    Routed routed;
     std::vector<std::string> calls;
-    controller.onEdit = [&](ToolController::Edit edit) {
-        calls.push_back("edit" + std::to_string(static_cast<int>(edit)));
-        return true;
-    };
-    controller.onModeToggle = [&](ToolController::ModeToggle toggle) {
-        calls.push_back("mode" + std::to_string(static_cast<int>(toggle)));
-        return true;
-    };
-    controller.onScreenshot = [&] {
+    routed.router.add(ActionID::captureScreenshot, [&] {
+        calls.push_back("first");
+        return Outcome::handled();
+    });
+    routed.router.add(ActionID::captureScreenshot, [&] {
         calls.push_back("shot");
         return Outcome::nothingToDo("busy");
-    };
-    controller.onQuit = [&] { calls.push_back("quit"); };
-    EXPECT_EQ(controller.dispatch(ActionID::editClearAll), Outcome::handled());
-    EXPECT_EQ(controller.dispatch(ActionID::overlayToggleInteractive), Outcome::handled());
-    EXPECT_EQ(controller.dispatch(ActionID::captureScreenshot), Outcome::nothingToDo("busy"));
-    EXPECT_EQ(controller.dispatch(ActionID::appQuit), Outcome::handled());
-    EXPECT_EQ(calls, (std::vector<std::string>{"edit2", "mode1", "shot", "quit"}));
+    });
+    routed.router.add(ActionID::appQuit, [&] {
+        calls.push_back("quit");
+        return Outcome::handled();
+    });
+    EXPECT_EQ(routed.router.dispatch(ActionID::captureScreenshot), Outcome::nothingToDo("busy"));
+    EXPECT_EQ(routed.router.dispatch(ActionID::appQuit), Outcome::handled());
+    EXPECT_EQ(calls, (std::vector<std::string>{"shot", "quit"}));
+    EXPECT_EQ(Outcome::changedTool(core::Tool::arrow).describe(), "changedTool(arrow)");
+    EXPECT_EQ(Outcome::nothingToDo("already empty").describe(), "nothingToDo(already empty)");
 }
 
-TEST(ToolControllerDispatch, ToolPaletteAndWidthChangesRestyleAndSave) {
-    ToolController controller(core::AnnotationSettings::schemaDefaults());
-    std::vector<core::StrokeStyle> styles;
-    int saves = 0;
-    std::optional<core::Tool> toolSeen;
-    controller.onStyleChange = [&](const core::StrokeStyle& s) { styles.push_back(s); };
-    controller.onSettingsChange = [&](const core::AnnotationSettings&) { ++saves; };
-    controller.onToolChange = [&](core::Tool t) { toolSeen = t; };
-
-    EXPECT_EQ(controller.dispatch(ActionID::toolHighlighter),
+TEST(ToolControllerRouting, ToolPaletteAndWidthChangesRestyleAndSave) {
+    Routed routed;
+    ActionRouter& router = routed.router;
+    Recorder& seen = routed.seen;
+    EXPECT_EQ(router.dispatch(ActionID::toolHighlighter),
               Outcome::changedTool(core::Tool::highlighter));
-    EXPECT_EQ(toolSeen, core::Tool::highlighter);
-    EXPECT_EQ(styles.back().blend, core::InkBlend::maximum);
-    EXPECT_EQ(styles.back().opacity, 0.4);
-    EXPECT_EQ(saves, 0) << "a tool change is not a settings change";
+    EXPECT_EQ(seen.tool, core::Tool::highlighter);
+    EXPECT_EQ(seen.styles.back().blend, core::InkBlend::maximum);
+    EXPECT_EQ(seen.styles.back().opacity, 0.4);
+    EXPECT_EQ(seen.saves, 0) << "a tool change is not a settings change";
 
-    EXPECT_EQ(controller.dispatch(ActionID::paletteSelect3), Outcome::changedPalette(2));
-    EXPECT_EQ(styles.back().colour, controller.settings().palette[2]);
-    EXPECT_EQ(controller.dispatch(ActionID::strokeIncreaseWidth), Outcome::changedWidth(2));
-    EXPECT_EQ(controller.dispatch(ActionID::strokeIncreaseWidth), Outcome::changedWidth(2));
-    EXPECT_EQ(styles.back().widthContentUnits, 8);
+    EXPECT_EQ(router.dispatch(ActionID::paletteSelect3), Outcome::changedPalette(2));
+    EXPECT_EQ(seen.styles.back().colour, routed.tools.settings().palette[2]);
+    EXPECT_EQ(router.dispatch(ActionID::strokeIncreaseWidth), Outcome::changedWidth(2));
+    EXPECT_EQ(router.dispatch(ActionID::strokeIncreaseWidth), Outcome::changedWidth(2));
+    EXPECT_EQ(seen.styles.back().widthContentUnits, 8);
     for (int i = 0; i < 3; ++i) {
-        controller.dispatch(ActionID::strokeDecreaseWidth);
+        router.dispatch(ActionID::strokeDecreaseWidth);
     }
-    EXPECT_EQ(controller.settings().strokeWidth.selectedIndex, 0);
-    EXPECT_EQ(saves, 6);
+    EXPECT_EQ(routed.tools.settings().strokeWidth.selectedIndex, 0);
+    EXPECT_EQ(seen.saves, 6);
 
-    EXPECT_EQ(controller.dispatch(ActionID::toolEraser),
+    EXPECT_EQ(router.dispatch(ActionID::toolEraser),
               Outcome::notImplemented("AN-08 is P1, not in M1's P0 set"));
-    EXPECT_EQ(controller.tool(), core::Tool::eraser) << "selected all the same";
+    EXPECT_EQ(routed.tools.tool(), core::Tool::eraser) << "selected all the same";
 }
 
-TEST(ToolControllerDispatch, AutoEraseCyclesAndReportsTheTimeToLive) {
+TEST(ToolControllerRouting, AutoEraseCyclesAndReportsTheTimeToLive) {
     auto settings = core::AnnotationSettings::schemaDefaults();
     settings.autoErase.customSeconds = 12;
-    ToolController controller(settings);
-    std::vector<std::optional<double>> lifetimes;
-    controller.onAutoEraseChange = [&](std::optional<double> t) { lifetimes.push_back(t); };
+    Routed routed(settings);
     for (const auto mode : {core::AutoEraseMode::oneSecond, core::AutoEraseMode::threeSeconds,
                             core::AutoEraseMode::fiveSeconds, core::AutoEraseMode::custom,
                             core::AutoEraseMode::off}) {
-        EXPECT_EQ(controller.dispatch(ActionID::annotationCycleAutoErase),
+        EXPECT_EQ(routed.router.dispatch(ActionID::annotationCycleAutoErase),
                   Outcome::changedAutoErase(mode));
     }
-    EXPECT_EQ(lifetimes, (std::vector<std::optional<double>>{1.0, 3.0, 5.0, 12.0, std::nullopt}));
+    EXPECT_EQ(routed.seen.lifetimes,
+              (std::vector<std::optional<double>>{1.0, 3.0, 5.0, 12.0, std::nullopt}));
 }
 
-TEST(ToolControllerDispatch, ARefusedPermissionStopsTheActionBeforeAnyChange) {
+TEST(ToolControllerRouting, ARefusedPermissionStopsTheActionBeforeAnyChange) {
     shortcuts::Permissions::overrideForTesting({shortcuts::Permissions::Grant::accessibility},
                                                true);
-    ToolController controller(core::AnnotationSettings::schemaDefaults());
-    controller.permissionCheck = shortcuts::Permissions::refusal;
-    bool toolChanged = false;
-    controller.onToolChange = [&](core::Tool) { toolChanged = true; };
-    EXPECT_EQ(controller.dispatch(ActionID::toolText),
+    Routed routed;
+    routed.router.setPermissionCheck(shortcuts::Permissions::refusal);
+    EXPECT_EQ(routed.router.dispatch(ActionID::toolText),
               Outcome::needsPermission("The text tool needs the Accessibility permission. Grant "
                                        "it by logging in to an X11 session, then quit and "
                                        "reopen Scrawlet."));
-    EXPECT_FALSE(toolChanged);
-    EXPECT_EQ(controller.tool(), core::Tool::pen);
-    EXPECT_EQ(controller.dispatch(ActionID::captureScreenshot),
+    EXPECT_FALSE(routed.seen.tool);
+    EXPECT_EQ(routed.tools.tool(), core::Tool::pen);
+    EXPECT_EQ(routed.router.dispatch(ActionID::captureScreenshot),
               Outcome::nothingToDo("no display to capture"))
         << "screen recording is still held";
     shortcuts::Permissions::overrideForTesting({}, true);

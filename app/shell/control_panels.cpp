@@ -1,0 +1,109 @@
+#include "app/shell/control_panels.h"
+
+#include <QCursor>
+#include <QScreen>
+#include <algorithm>
+#include <iostream>
+
+#include "app/log/frontmost_log.h"
+#include "app/shell/ink_surfaces.h"
+
+namespace scrawlet::shell {
+
+ControlPanels::ControlPanels(const DrawConfig& config, platform::WindowPlacer* placer,
+                             core::Tool tool, PickTool pick, KeyLabel keyLabel)
+    : config_(config),
+      placer_(placer),
+      tool_(tool),
+      pick_(std::move(pick)),
+      keyLabel_(std::move(keyLabel)),
+      origins_(std::make_unique<ink::PreferencesOriginStore>()) {}
+
+ControlPanels::~ControlPanels() {
+    panels_.clear();
+}
+
+ControlPanels::Entry* ControlPanels::find(std::uint32_t displayID) {
+    const auto found = std::find_if(panels_.begin(), panels_.end(), [&](const Entry& e) {
+        return e.panel->display().id == displayID;
+    });
+    return found == panels_.end() ? nullptr : &*found;
+}
+
+bool ControlPanels::attach(const Display& display) {
+    if (find(display.key.id)) {
+        reanchor(display);
+        return true;
+    }
+    ink::ControlPanelView view(pick_, keyLabel_, config_.controlPanelSentinel);
+    auto panel = std::make_unique<ink::ControlPanel>(display.key, std::move(view), *origins_);
+    panel->setActiveTool(tool_);
+    panel->setScreen(display.screen);
+    panel->place(display.screen->geometry());
+    if (placer_) {
+        // At the overlay's level, placed after it, so the strip stays above the ink.
+        if (const auto placed = placer_->place(*panel, overlayPlacement(config_, false)); !placed) {
+            std::cerr << "draw: control panel placement: " << placed.error() << "\n";
+        }
+    }
+    panels_.push_back({std::move(panel), true});
+    show();
+    return true;
+}
+
+void ControlPanels::detach(const Display& display) {
+    if (Entry* entry = find(display.key.id)) {
+        entry->present = false;
+        show();
+    }
+}
+
+void ControlPanels::reanchor(const Display& display) {
+    Entry* entry = find(display.key.id);
+    if (!entry) {
+        attach(display);
+        return;
+    }
+    entry->present = true;
+    entry->panel->setScreen(display.screen);
+    entry->panel->place(display.screen->geometry());
+    show();
+}
+
+void ControlPanels::toolChanged(core::Tool tool) {
+    tool_ = tool;
+    for (const Entry& entry : panels_) {
+        entry.panel->setActiveTool(tool);
+    }
+}
+
+bool ControlPanels::toggle() {
+    if (panels_.empty()) {
+        return false;
+    }
+    shown_ = !shown_;
+    show();
+    log::FrontmostLog::shared().record("panelToggle", std::nullopt,
+                                       std::string("visible=") + (shown_ ? "true" : "false"));
+    return true;
+}
+
+void ControlPanels::setAnnotating(bool annotating) {
+    annotating_ = annotating;
+    show();
+}
+
+bool ControlPanels::containsPointer() const {
+    const QPoint pointer = QCursor::pos();
+    return std::any_of(panels_.begin(), panels_.end(), [&](const Entry& e) {
+        return e.panel->isVisible() && e.panel->geometry().contains(pointer);
+    });
+}
+
+void ControlPanels::show() {
+    for (const Entry& entry : panels_) {
+        entry.panel->setVisible(shown_ && annotating_ && entry.present);
+    }
+}
+
+}  // namespace scrawlet::shell

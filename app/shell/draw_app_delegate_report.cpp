@@ -1,0 +1,88 @@
+// Draw mode's reports: the banner at start and the summary at finish.
+#include <unistd.h>
+
+#include <iostream>
+
+#include "app/shell/draw_app_delegate.h"
+#include "app/shell/ink_surfaces.h"
+#include "app/shell/run_summary.h"
+#include "app/shortcuts/permissions.h"
+#include "core/number_format.h"
+
+namespace scrawlet::shell {
+
+void DrawAppDelegate::printBanner() const {
+    const auto line = [](std::string_view label, const std::string& value) {
+        std::string text = "  " + std::string(label) + ":";
+        text.resize(std::max<std::size_t>(text.size() + 1, 22), ' ');
+        return text + value + "\n";
+    };
+    const auto onOff = [](bool on) { return std::string(on ? "on" : "off"); };
+    const core::StrokeStyle pen = core::StrokeStyle::style(tools_->tool(), tools_->settings());
+    std::string text = "scrawlet draw (M0 T5)\n";
+    text += line("pid", std::to_string(::getpid()));
+#ifdef NDEBUG
+    text += line("build", "Release");
+#else
+    text += line("build", "Debug");
+#endif
+    text += line("panels", std::to_string(surfaces_->surfaces().size()) + " (one per screen)");
+    text += line("level",
+                 config_.levelToken + " (" + std::to_string(windowLevel(config_.levelToken)) + ")");
+    text += line("click-through", onOff(surfaces_->ignoresMouse()));
+    text += line("tool", std::string(core::rawValue(tools_->tool())));
+    text += shortcuts::Permissions::banner() + "\n";
+    text += line("stroke", pen.colour.hexString() + " at " +
+                               core::shortestDecimal(pen.widthContentUnits) + "pt");
+    text += line("capacity", std::to_string(config_.limits.pointCapacity) + " points, " +
+                                 std::to_string(config_.limits.strokeCapacity) + " strokes");
+    text += line("transport", std::string(core::rawValue(config_.transport)));
+    text += line("drawing",
+                 std::string(core::rawValue(presentPath_)) + " (OpenGL: " + glRenderer_ + ")");
+    text +=
+        line("allocation audit", "not compiled in (build with -DSCRAWLET_ALLOC_AUDIT=ON to count)");
+    text += line("lens", onOff(false));
+    text += line("full-screen zoom", onOff(false));
+    text += line("spotlight", onOff(false));
+    text += line("cursor highlight", onOff(false));
+    text += line("keystroke display", onOff(false));
+    text += line("summary", config_.summaryPath);
+    if (!compositing_) {
+        // Without a compositing manager the overlay is an opaque sheet over the desktop.
+        text +=
+            "   ** does not draw yet: no compositing manager is running; start one (for "
+            "example xcompmgr) and run scrawlet again\n";
+    }
+    text +=
+        "Draw with the left button. Right-click clears. SIGUSR1 toggles click-through, SIGPWR "
+        "prints totals, SIGUSR2 (or Ctrl-C) finishes.\n";
+    std::cerr << text;
+}
+
+std::string DrawAppDelegate::summaryText(const std::string& reason, double durationSeconds) const {
+    RunSummaryInput input = RunSummaryInput::fromConfig(config_, config_.currentSettings());
+    input.reason = reason;
+    input.durationSeconds = durationSeconds;
+#ifdef NDEBUG
+    input.buildConfiguration = "Release";
+#else
+    input.buildConfiguration = "Debug";
+#endif
+    const SummaryContributor* contributors[] = {surfaces_.get()};
+    for (const SummaryContributor* contributor : contributors) {
+        if (contributor) {
+            contributor->contribute(input);
+        }
+    }
+    if (tools_) {
+        const core::StrokeStyle pen = core::StrokeStyle::style(core::Tool::pen, tools_->settings());
+        input.penColour = pen.colour;
+        input.penWidthPoints = pen.widthContentUnits;
+        input.penOpacity = pen.opacity;
+    }
+    input.osVersion = currentOsVersion();
+    input.startedAt = startedAtText(startedWallClock_);
+    return summaryJson(input);
+}
+
+}  // namespace scrawlet::shell

@@ -1,0 +1,51 @@
+// The tray icon and its menu: the tools as one exclusive group, a line when other programs hold
+// some of our shortcuts, and Quit. Features that add a section (the capture history) insert
+// theirs above Quit. Main thread only.
+#pragma once
+
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "app/ink/tool_controller.h"
+
+class QAction;
+class QActionGroup;
+class QMenu;
+class QSystemTrayIcon;
+
+namespace scrawlet::shell {
+
+class StatusMenu : public QObject, public ink::ToolController::Observer {
+    Q_OBJECT
+
+  public:
+    using PickTool = std::function<void(core::Tool)>;
+
+    StatusMenu(core::Tool tool, PickTool pick, std::function<void()> quit);
+    ~StatusMenu() override;
+
+    // Shows the icon; says so once when the desktop has no tray.
+    void show();
+    void setRefusedShortcutCount(std::size_t count);
+    void toolChanged(core::Tool tool) override;
+
+    QMenu& menu() { return *menu_; }
+    // The checked tool item's tool; for tests and the summary.
+    std::optional<core::Tool> checkedTool() const;
+
+  private:
+    void rebuild();
+
+    core::Tool tool_;
+    PickTool pick_;
+    std::function<void()> quit_;
+    std::size_t refusedShortcuts_ = 0;
+    std::unique_ptr<QMenu> menu_;
+    std::unique_ptr<QActionGroup> toolGroup_;
+    std::unique_ptr<QSystemTrayIcon> icon_;
+    std::vector<std::pair<core::Tool, QAction*>> toolItems_;
+};
+
+}  // namespace scrawlet::shell

@@ -1,0 +1,69 @@
+#include "app/shell/status_menu.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
+
+namespace scrawlet::shell {
+namespace {
+
+QAction* item(QMenu& menu, const QString& text) {
+    for (QAction* action : menu.actions()) {
+        if (action->text() == text) {
+            return action;
+        }
+    }
+    return nullptr;
+}
+
+int checkedCount(QMenu& menu) {
+    int count = 0;
+    for (QAction* action : menu.actions()) {
+        count += action->isChecked() ? 1 : 0;
+    }
+    return count;
+}
+
+TEST(StatusMenu, ToolsAreOneExclusiveGroupThatFollowsTheController) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    int argc = 1;
+    char name[] = "test";
+    char* argv[] = {name, nullptr};
+    QApplication application(argc, argv);
+    std::vector<core::Tool> picked;
+    bool refuse = false;
+    StatusMenu* menuPointer = nullptr;
+    StatusMenu statusMenu(
+        core::Tool::pen,
+        [&](core::Tool tool) {
+            picked.push_back(tool);
+            if (!refuse) {
+                menuPointer->toolChanged(tool);
+            }
+        },
+        [] {});
+    menuPointer = &statusMenu;
+    QMenu& menu = statusMenu.menu();
+
+    item(menu, "Line")->trigger();
+    EXPECT_EQ(statusMenu.checkedTool(), core::Tool::line);
+    EXPECT_EQ(checkedCount(menu), 1);
+    item(menu, "Line")->trigger();
+    EXPECT_EQ(statusMenu.checkedTool(), core::Tool::line) << "the active tool stays checked";
+
+    refuse = true;
+    item(menu, "Arrow")->trigger();
+    EXPECT_EQ(statusMenu.checkedTool(), core::Tool::line) << "a refused pick changes nothing";
+    EXPECT_EQ(checkedCount(menu), 1);
+    EXPECT_EQ(picked,
+              (std::vector<core::Tool>{core::Tool::line, core::Tool::line, core::Tool::arrow}));
+
+    statusMenu.setRefusedShortcutCount(2);
+    EXPECT_NE(item(menu, "2 shortcut(s) taken by other apps"), nullptr);
+    EXPECT_EQ(statusMenu.checkedTool(), core::Tool::line) << "kept across a rebuild";
+}
+
+}  // namespace
+}  // namespace scrawlet::shell
