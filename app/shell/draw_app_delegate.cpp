@@ -11,10 +11,10 @@
 #include "app/settings/settings_store.h"
 #include "app/shell/control_panels.h"
 #include "app/shell/draw_measurements.h"
+#include "app/shell/draw_shortcuts.h"
 #include "app/shell/ink_surfaces.h"
 #include "app/shell/run_summary.h"
 #include "app/shell/status_menu.h"
-#include "app/shortcuts/hotkey_reports.h"
 #include "app/shortcuts/permissions.h"
 #include "core/number_format.h"
 
@@ -60,7 +60,8 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     tools_->addObserver(*this);
     router_.setPermissionCheck(shortcuts::Permissions::refusal);
     surfaces_ = std::make_unique<InkSurfaces>(config_, *tools_, placer_.get(), presentPath_);
-    surfaces_->setOnTypingChord([this](const core::Chord& chord) { return typingChord(chord); });
+    surfaces_->setOnTypingChord(
+        [this](const core::Chord& chord) { return shortcuts_ && shortcuts_->typingChord(chord); });
     surfaces_->setPointerOverPanel([this] { return panels_ && panels_->containsPointer(); });
     tools_->addObserver(*surfaces_);
     displays_.addFeature(*surfaces_);
@@ -76,25 +77,18 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     routeActions();
     const auto initial = router_.dispatch(config_.initialTool.value_or(core::ActionID::toolPen));
     (void)initial;
-    startHotkeys();
+    shortcuts_ = std::make_unique<DrawShortcuts>(config_, router_, *surfaces_);
+    shortcuts_->start();
     statusMenu_ = std::make_unique<StatusMenu>(
         tools_->tool(), [this](core::Tool tool) { pickTool(tool); },
         [this] { requestFinish("menu"); });
     tools_->addObserver(*statusMenu_);
-    if (hotkeys_) {
-        statusMenu_->setRefusedShortcutCount(hotkeys_->conflicts().size());
-    }
+    statusMenu_->setRefusedShortcutCount(shortcuts_->refusedCount());
     statusMenu_->show();
     if (config_.controlPanel) {
         panels_ = std::make_unique<ControlPanels>(
             config_, placer_.get(), tools_->tool(), [this](core::Tool tool) { pickTool(tool); },
-            [this](core::Tool tool) {
-                if (!hotkeys_ || !catalog_) {
-                    return QString();
-                }
-                return QString::fromStdString(
-                    shortcuts::toolKeyLabel(*catalog_, config_.shortcutOverrides, tool));
-            });
+            [this](core::Tool tool) { return shortcuts_->toolKeyLabel(tool); });
         tools_->addObserver(*panels_);
         displays_.addFeature(*panels_);
     }
@@ -186,7 +180,7 @@ void DrawAppDelegate::toggleAnnotation() {
     if (panels_) {
         panels_->setAnnotating(annotating);
     }
-    refreshHotkeyScopes();
+    shortcuts_->setAnnotating(annotating);
     const std::string state = annotating ? "true" : "false";
     log::FrontmostLog::shared().record("annotationToggle", surfaces_->firstPanelState(),
                                        "annotating=" + state + " scopedHotkeys=" + state);
@@ -247,7 +241,9 @@ void DrawAppDelegate::finish(const std::string& reason) {
         measurements_->stop();
     }
     // Other programs get their keys back as soon as the run is over.
-    hotkeys_.reset();
+    if (shortcuts_) {
+        shortcuts_->stop();
+    }
     if (surfaces_) {
         surfaces_->stop();
     }

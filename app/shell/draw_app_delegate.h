@@ -10,7 +10,6 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -24,13 +23,12 @@
 #include "app/shell/draw_config.h"
 #include "app/shell/finish_deferral.h"
 #include "app/shell/signal_relay.h"
-#include "app/shortcuts/hotkey_centre.h"
-#include "core/action_catalog.h"
 
 namespace scrawlet::shell {
 
 class ControlPanels;
 class DrawMeasurements;
+class DrawShortcuts;
 class InkSurfaces;
 class StatusMenu;
 
@@ -57,13 +55,7 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
   private:
     std::optional<ConfigExit> choosePresentPath();
     void routeActions();
-    void startHotkeys();
-    void refreshHotkeyScopes();
-    void handleHotkey(core::ActionID action);
-    bool typingChord(const core::Chord& chord);
     void pickTool(core::Tool tool);
-    void announce(const std::string& text, bool sticky);
-    void announcePermission(const std::string& text, core::ActionID action);
     void toggleInteractive();
     void toggleAnnotation();
     void observeWorkspaces();
@@ -90,15 +82,13 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<ink::ToolController> tools_;
     DisplayRegistry displays_;
     std::unique_ptr<InkSurfaces> surfaces_;
-    std::optional<core::ActionCatalog> catalog_;
-    std::unique_ptr<shortcuts::HotkeyCentre> hotkeys_;
+    std::unique_ptr<DrawShortcuts> shortcuts_;
     std::unique_ptr<ControlPanels> panels_;
     std::unique_ptr<StatusMenu> statusMenu_;
     std::unique_ptr<DrawMeasurements> measurements_;
     std::unique_ptr<SignalRelay> signals_;
     std::optional<core::AnnotationSettings> pendingSettings_;
     bool settingsWriteScheduled_ = false;
-    std::set<std::string> offeredGrants_;
     QTimer timeLimit_;
     FinishDeferral finishDeferral_;
 };
