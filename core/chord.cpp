@@ -145,46 +145,4 @@ std::string displayText(const Chord& chord) {
     return text;
 }
 
-std::uint16_t x11ModifierMask(Chord::Modifiers modifiers) {
-    std::uint16_t mask = 0;
-    if (modifiers.contains(Chord::Modifiers::command)) {
-        mask |= kX11Mod4Mask;
-    }
-    if (modifiers.contains(Chord::Modifiers::shift)) {
-        mask |= kX11ShiftMask;
-    }
-    if (modifiers.contains(Chord::Modifiers::option)) {
-        mask |= kX11Mod1Mask;
-    }
-    if (modifiers.contains(Chord::Modifiers::control)) {
-        mask |= kX11ControlMask;
-    }
-    return mask;
-}
-
-Chord::Modifiers modifiersFromX11State(std::uint16_t state) {
-    Chord::Modifiers modifiers;
-    if ((state & kX11Mod4Mask) != 0) {
-        modifiers |= Chord::Modifiers::command;
-    }
-    if ((state & kX11ShiftMask) != 0) {
-        modifiers |= Chord::Modifiers::shift;
-    }
-    if ((state & kX11Mod1Mask) != 0) {
-        modifiers |= Chord::Modifiers::option;
-    }
-    if ((state & kX11ControlMask) != 0) {
-        modifiers |= Chord::Modifiers::control;
-    }
-    return modifiers;
-}
-
-std::optional<Chord> chordFromX11KeyEvent(std::uint32_t unshiftedKeysym, std::uint16_t state) {
-    const auto key = chordKey(unshiftedKeysym);
-    if (!key) {
-        return std::nullopt;
-    }
-    return Chord{modifiersFromX11State(state), *key};
-}
-
 }  // namespace scrawlet::core

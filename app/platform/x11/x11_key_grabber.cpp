@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/platform/platform_services.h"
+#include "app/platform/x11/x11_modifiers.h"
 #include "app/platform/x11/xcb_support.h"
 
 namespace scrawlet::platform {
@@ -45,7 +46,7 @@ class X11KeyGrabber final : public KeyGrabber, private QAbstractNativeEventFilte
         const xcb_keycode_t keycode = keycodeFor(core::x11Keysym(chord.key).value);
         if (keycode == 0)
             return std::unexpected(GrabFailure{GrabFailure::Kind::noKeyCode, 0});
-        const std::uint16_t mask = core::x11ModifierMask(chord.modifiers);
+        const std::uint16_t mask = x11::x11ModifierMask(chord.modifiers);
         // The server lets a client grab its own combination again and silently moves the grab,
         // so two spellings of one chord have to be caught here.
         for (const auto& [other, held] : grabs_) {

@@ -1,3 +1,5 @@
+#include <xcb/xcbext.h>
+
 #include <QWindow>
 #include <algorithm>
 #include <cstdlib>
@@ -5,8 +7,6 @@
 
 #include "app/platform/pixel_presenter.h"
 #include "app/platform/x11/xcb_support.h"
-
-#include <xcb/xcbext.h>
 
 namespace scrawlet::platform {
 namespace {

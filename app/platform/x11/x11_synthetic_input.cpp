@@ -8,18 +8,6 @@
 
 namespace scrawlet::platform {
 
-std::string_view describe(InputFailure failure) {
-    switch (failure) {
-        case InputFailure::noExtension:
-            return "the X server lacks the XTEST extension";
-        case InputFailure::unmappedKey:
-            return "no key of the current keyboard mapping produces that keysym";
-        case InputFailure::rejected:
-            return "the X server rejected the synthetic event";
-    }
-    return "unknown failure";
-}
-
 namespace {
 
 // Qt keeps each screen's top-left corner in device pixels and scales only distances from it.

@@ -68,5 +68,3 @@ std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher() {
 }
 
 }  // namespace scrawlet::platform
-
-#include "app/platform/moc_workspace_watcher.cpp"
