@@ -242,7 +242,10 @@ std::optional<ConfigExit> DrawAppDelegate::makeSurface(QScreen* screen) {
     }
     view->setCursorEnabled(!ignoresMouse_);
     if (placer_) {
-        if (const auto placed = placer_->place(*view, overlayPlacement(ignoresMouse_)); !placed) {
+        // The taskbar and tray stay usable under the ink; control panels are not overlays.
+        auto placement = overlayPlacement(ignoresMouse_);
+        placement.yieldsToPanels = true;
+        if (const auto placed = placer_->place(*view, placement); !placed) {
             std::cerr << "draw: overlay placement: " << placed.error() << "\n";
         }
     } else {
