@@ -364,6 +364,7 @@ void DrawAppDelegate::toggleInteractive() {
     const bool previous = surfaces_.empty() ? true : ignoresMouse_;
     interactiveToggledAt_ = platform::monotonicSeconds();
     applyInputTransparency(!previous);
+    refreshHotkeyScopes();
     log::FrontmostLog::shared().record(
         "modeToggle", surfaces_.empty() ? std::nullopt : panelState(surfaces_.front()),
         std::string("ignoresMouseEvents=") + (previous ? "false" : "true") +

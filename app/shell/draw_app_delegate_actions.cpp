@@ -175,7 +175,8 @@ void DrawAppDelegate::refreshHotkeyScopes() {
         return;
     }
     std::set<core::ActionScope> scopes{core::ActionScope::global};
-    if (annotating_) {
+    // Bare tool keys would take the typing of the application that clicks now reach.
+    if (annotating_ && !ignoresMouse_) {
         scopes.insert(core::ActionScope::annotating);
     }
     hotkeys_->setLiveScopes(std::move(scopes));

@@ -1,7 +1,7 @@
 // Global shortcuts of a draw-mode run, pressed through XTest as a person would: tool keys,
 // undo and the annotation toggle; bare keys given back to other programs while annotation is
-// off; chords that still work while a label is typed; chords another client owns; overrides
-// that remove or break a shortcut; and a refused permission's prompt.
+// off or clicks pass through; chords that still work while a label is typed; chords another
+// client owns; overrides that remove or break a shortcut; and a refused permission's prompt.
 #include <QKeyEvent>
 #include <QRasterWindow>
 
@@ -22,8 +22,23 @@ constexpr std::uint32_t kKeyQ = 0x71;
 constexpr std::uint32_t kKeyT = 0x74;
 constexpr std::uint32_t kKeyZ = 0x7a;
 
+// Another application's window, holding the keyboard focus.
+struct FocusedWindow : QRasterWindow {
+    int keys = 0;
+    // The modifiers of a chord reach the focused window on their own.
+    void keyPressEvent(QKeyEvent* event) override { keys += event->key() == Qt::Key_L; }
+};
+
 class DrawShortcuts : public DrawRun {
   protected:
+    static void focus(FocusedWindow& other) {
+        other.setGeometry(100, 100, 200, 200);
+        other.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&other));
+        other.requestActivate();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    }
+
     // Opens a text session with a click and waits for its caret, which shows once the session
     // holds the keyboard.
     void beginLabel() {
@@ -149,17 +164,26 @@ TEST_F(DrawShortcuts, WhileTypingALabelRegisteredChordsStillReachTheirActions) {
     for (const auto& record : events("hotkey")) EXPECT_NE(record["note"], "tool.line");
 }
 
+TEST_F(DrawShortcuts, InClickThroughModeBareToolKeysReachTheFocusedWindow) {
+    FocusedWindow other;
+    focus(other);
+    auto run = startAndAwaitBanner();
+    press({kControl, kAlt}, kKeyC);
+    ASSERT_TRUE(awaitEvents("modeToggle", 1));
+    press({}, kKeyL);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return other.keys == 1; }, 5000));
+
+    press({kControl, kAlt}, kKeyC);
+    ASSERT_TRUE(awaitEvents("modeToggle", 2));
+    press({}, kKeyL);
+    ASSERT_TRUE(awaitHotkey("tool.line"));
+    EXPECT_EQ(other.keys, 1);
+    finishWith(*run, SIGTERM);
+}
+
 TEST_F(DrawShortcuts, WithAnnotationOffABareToolKeyReachesTheFocusedWindow) {
-    struct Typed : QRasterWindow {
-        int keys = 0;
-        // The modifiers of a chord reach the focused window on their own.
-        void keyPressEvent(QKeyEvent* event) override { keys += event->key() == Qt::Key_L; }
-    } other;
-    other.setGeometry(100, 100, 200, 200);
-    other.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&other));
-    other.requestActivate();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    FocusedWindow other;
+    focus(other);
 
     auto run = startAndAwaitBanner();
     press({}, kKeyL);
