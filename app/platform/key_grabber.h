@@ -3,9 +3,11 @@
 // The owner names each grab with a number of its own and gets that number back when the chord is
 // pressed. A grab is all or nothing: it either takes the chord whatever the lock keys (Caps Lock,
 // Num Lock) are doing, or takes nothing. Holding the chord reports one press, not its
-// auto-repeat. When the keyboard mapping changes, the grabs still name the old keys; the owner is
-// told and is expected to release and take them again. Main thread only; the callbacks run on the
-// main event loop and may grab and release.
+// auto-repeat. While a window of this application holds the keyboard, as a text session's does,
+// the system activates no grab; a chord held with a modifier other than Shift is still reported,
+// and bare or shifted keys stay with that window. When the keyboard mapping changes, the grabs
+// still name the old keys; the owner is told and is expected to release and take them again. Main
+// thread only; the callbacks run on the main event loop and may grab and release.
 #pragma once
 
 #include <cstdint>

@@ -7,7 +7,10 @@
 // 1000 and above bypass the window manager and are raised again whenever a managed window maps
 // or restacks; 3 to 999 ask the window manager to keep the window above others; lower levels
 // are normal. Crossing the 1000 boundary takes effect the next time the window is shown, as
-// window managers only look at that when a window maps. Main thread only.
+// window managers only look at that when a window maps. A window that yields to panels takes
+// no pointer input over the areas the window manager reserves for the desktop's panels and
+// docks, so that those stay usable under it; the areas are followed as panels come, move or
+// go and as the window moves. Main thread only.
 #pragma once
 
 #include <QWindow>
@@ -28,6 +31,7 @@ struct WindowPlacement {
     bool joinsAllSpaces = false;  // sticky on every workspace
     bool skipsTaskbar = true;     // no taskbar or pager entry
     bool transparentForInput = false;
+    bool yieldsToPanels = false;
 };
 
 class WindowPlacer {

@@ -168,6 +168,9 @@ void DrawAppDelegate::toggleInteractive() {
     const bool previous = surfaces_->empty() ? true : surfaces_->ignoresMouse();
     interactiveToggledAt_ = platform::monotonicSeconds();
     surfaces_->setIgnoresMouse(!previous);
+    if (shortcuts_) {
+        shortcuts_->refreshScopes();
+    }
     log::FrontmostLog::shared().record("modeToggle", surfaces_->firstPanelState(),
                                        std::string("ignoresMouseEvents=") +
                                            (previous ? "false" : "true") +
@@ -180,7 +183,7 @@ void DrawAppDelegate::toggleAnnotation() {
     if (panels_) {
         panels_->setAnnotating(annotating);
     }
-    shortcuts_->setAnnotating(annotating);
+    shortcuts_->refreshScopes();
     const std::string state = annotating ? "true" : "false";
     log::FrontmostLog::shared().record("annotationToggle", surfaces_->firstPanelState(),
                                        "annotating=" + state + " scopedHotkeys=" + state);

@@ -57,7 +57,7 @@ void DrawShortcuts::start() {
     // One registration pass: a scope change registers by itself, and a second pass would
     // report every refused chord twice.
     const auto before = hotkeys_->liveScopes();
-    setAnnotating(surfaces_.annotating());
+    refreshScopes();
     if (hotkeys_->liveScopes() == before) {
         hotkeys_->reregister();
     }
@@ -80,12 +80,13 @@ QString DrawShortcuts::toolKeyLabel(core::Tool tool) const {
         shortcuts::toolKeyLabel(*catalog_, config_.shortcutOverrides, tool));
 }
 
-void DrawShortcuts::setAnnotating(bool annotating) {
+void DrawShortcuts::refreshScopes() {
     if (!hotkeys_) {
         return;
     }
     std::set<core::ActionScope> scopes{core::ActionScope::global};
-    if (annotating) {
+    // Bare tool keys would take the typing of the application that clicks now reach.
+    if (surfaces_.annotating() && !surfaces_.ignoresMouse()) {
         scopes.insert(core::ActionScope::annotating);
     }
     hotkeys_->setLiveScopes(std::move(scopes));

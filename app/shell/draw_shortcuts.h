@@ -30,7 +30,8 @@ class DrawShortcuts : public QObject {
     void start();
     // Releases every chord: other programs get their keys back.
     void stop();
-    void setAnnotating(bool annotating);
+    // The annotating scope is live while the overlays annotate and take the pointer.
+    void refreshScopes();
 
     // A chord typed into a label: true when the typing scope maps it to an action.
     bool typingChord(const core::Chord& chord);

@@ -73,7 +73,10 @@ bool InkSurfaces::attach(const Display& display) {
     view->setTimeToLive(timeToLive_);
     view->canvas().setBeautify(tools_.settings().beautify);
     if (placer_) {
-        if (const auto placed = placer_->place(*view, placement(ignoresMouse_)); !placed) {
+        // The taskbar and tray stay usable under the ink; control panels are not overlays.
+        auto overlay = placement(ignoresMouse_);
+        overlay.yieldsToPanels = true;
+        if (const auto placed = placer_->place(*view, overlay); !placed) {
             std::cerr << "draw: overlay placement: " << placed.error() << "\n";
         }
     } else {

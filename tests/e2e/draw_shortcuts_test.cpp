@@ -1,7 +1,7 @@
 // Global shortcuts of a draw-mode run, pressed through XTest as a person would: tool keys,
 // undo and the annotation toggle; bare keys given back to other programs while annotation is
-// off; chords another client owns; overrides that remove or break a shortcut; and a refused
-// permission's prompt.
+// off or clicks pass through; chords that still work while a label is typed; chords another
+// client owns; overrides that remove or break a shortcut; and a refused permission's prompt.
 #include <QKeyEvent>
 #include <QRasterWindow>
 
@@ -18,11 +18,44 @@ constexpr std::uint32_t kAlt = 0xffe9;
 constexpr std::uint32_t kKeyC = 0x63;
 constexpr std::uint32_t kKeyL = 0x6c;
 constexpr std::uint32_t kKeyP = 0x70;
+constexpr std::uint32_t kKeyQ = 0x71;
 constexpr std::uint32_t kKeyT = 0x74;
 constexpr std::uint32_t kKeyZ = 0x7a;
 
+// Another application's window, holding the keyboard focus.
+struct FocusedWindow : QRasterWindow {
+    int keys = 0;
+    // The modifiers of a chord reach the focused window on their own.
+    void keyPressEvent(QKeyEvent* event) override { keys += event->key() == Qt::Key_L; }
+};
+
 class DrawShortcuts : public DrawRun {
   protected:
+    static void focus(FocusedWindow& other) {
+        other.setGeometry(100, 100, 200, 200);
+        other.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&other));
+        other.requestActivate();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    }
+
+    // Opens a text session with a click and waits for its caret, which shows once the session
+    // holds the keyboard.
+    void beginLabel() {
+        click(QPoint(1300, 300));
+        ASSERT_TRUE(QTest::qWaitFor(
+            [] {
+                const QImage area =
+                    QGuiApplication::primaryScreen()->grabWindow(0, 1280, 260, 60, 80).toImage();
+                for (int y = 0; y < area.height(); ++y)
+                    for (int x = 0; x < area.width(); ++x)
+                        if (area.pixel(x, y) == kInk)
+                            return true;
+                return false;
+            },
+            5000));
+    }
+
     void press(std::vector<std::uint32_t> modifiers, std::uint32_t key) {
         for (const auto modifier : modifiers) ASSERT_TRUE(input->setKey(modifier, true));
         ASSERT_TRUE(input->setKey(key, true));
@@ -99,19 +132,7 @@ TEST_F(DrawShortcuts, DefaultShortcutsSwitchToolsUndoAndToggleAnnotation) {
 TEST_F(DrawShortcuts, WhileTypingAControlKeyPicksTheToolOfItsBareKey) {
     using scrawlet::ink::controlPanelButtonRect;
     auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL_SENTINEL=1", "SCRAWLET_DRAW_TOOL=text"});
-    click(QPoint(1300, 300));
-    // The caret shows once the session holds the keyboard.
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] {
-            const QImage area =
-                QGuiApplication::primaryScreen()->grabWindow(0, 1280, 260, 60, 80).toImage();
-            for (int y = 0; y < area.height(); ++y)
-                for (int x = 0; x < area.width(); ++x)
-                    if (area.pixel(x, y) == kInk)
-                        return true;
-            return false;
-        },
-        5000));
+    beginLabel();
     press({}, 0x68);  // h
     press({}, 0x69);  // i
     press({kControl}, kKeyL);
@@ -123,17 +144,46 @@ TEST_F(DrawShortcuts, WhileTypingAControlKeyPicksTheToolOfItsBareKey) {
     EXPECT_EQ(summaryDocument()["visibleTextCount"], 1);
 }
 
+TEST_F(DrawShortcuts, WhileTypingALabelRegisteredChordsStillReachTheirActions) {
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_TOOL=text"});
+    beginLabel();
+    press({}, 0x68);  // h
+    press({kControl}, kKeyZ);
+    ASSERT_TRUE(awaitHotkey("edit.undo"));
+    press({kControl, kAlt}, kKeyC);
+    ASSERT_TRUE(awaitHotkey("overlay.toggleInteractive"));
+    press({kControl, kAlt}, kKeyC);
+    ASSERT_TRUE(awaitHotkey("overlay.toggleInteractive", 2));
+    // The label still holds the keyboard: a bare tool key is typed, not taken.
+    press({}, kKeyL);
+    press({}, 0xff1b);  // Escape commits
+    press({kControl}, kKeyQ);
+    ASSERT_EQ(run->wait(std::chrono::seconds(20)), 0) << run->standardError();
+    EXPECT_EQ(summaryDocument()["reason"], "app.quit");
+    EXPECT_EQ(summaryDocument()["visibleTextCount"], 1);
+    for (const auto& record : events("hotkey")) EXPECT_NE(record["note"], "tool.line");
+}
+
+TEST_F(DrawShortcuts, InClickThroughModeBareToolKeysReachTheFocusedWindow) {
+    FocusedWindow other;
+    focus(other);
+    auto run = startAndAwaitBanner();
+    press({kControl, kAlt}, kKeyC);
+    ASSERT_TRUE(awaitEvents("modeToggle", 1));
+    press({}, kKeyL);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return other.keys == 1; }, 5000));
+
+    press({kControl, kAlt}, kKeyC);
+    ASSERT_TRUE(awaitEvents("modeToggle", 2));
+    press({}, kKeyL);
+    ASSERT_TRUE(awaitHotkey("tool.line"));
+    EXPECT_EQ(other.keys, 1);
+    finishWith(*run, SIGTERM);
+}
+
 TEST_F(DrawShortcuts, WithAnnotationOffABareToolKeyReachesTheFocusedWindow) {
-    struct Typed : QRasterWindow {
-        int keys = 0;
-        // The modifiers of a chord reach the focused window on their own.
-        void keyPressEvent(QKeyEvent* event) override { keys += event->key() == Qt::Key_L; }
-    } other;
-    other.setGeometry(100, 100, 200, 200);
-    other.show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(&other));
-    other.requestActivate();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+    FocusedWindow other;
+    focus(other);
 
     auto run = startAndAwaitBanner();
     press({}, kKeyL);

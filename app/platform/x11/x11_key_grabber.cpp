@@ -205,12 +205,14 @@ class X11KeyGrabber final : public KeyGrabber, private QAbstractNativeEventFilte
                 down_.reset();
             return false;
         }
-        // Our grabs report to the root. Keys typed into our own windows (the text session holds
-        // the keyboard) reach those windows and are none of ours.
-        if (key.event != x_.root)
-            return false;
         const auto locks = static_cast<std::uint16_t>(XCB_MOD_MASK_LOCK | numLockMask_);
         const auto modifiers = static_cast<std::uint16_t>(key.state & kModifierBits & ~locks);
+        // Our grabs report to the root. A press reported to one of our own windows means that
+        // window holds the keyboard (a text session), which stops the server from activating
+        // any grab: chords are matched here instead, while bare and shifted keys are the
+        // window's typing.
+        if (key.event != x_.root && (modifiers & ~XCB_MOD_MASK_SHIFT) == 0)
+            return false;
         const auto match = std::find_if(grabs_.begin(), grabs_.end(), [&](const auto& entry) {
             return entry.second.keycode == key.detail && entry.second.mask == modifiers;
         });

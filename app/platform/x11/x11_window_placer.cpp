@@ -6,9 +6,12 @@
 #include <QPointer>
 #include <QTimer>
 #include <QWindow>
+#include <optional>
 #include <vector>
 
 #include "app/platform/platform_services.h"
+#include "app/platform/x11/strut_geometry.h"
+#include "app/platform/x11/x11_panel_areas.h"
 #include "app/platform/x11/xcb_support.h"
 
 namespace scrawlet::platform {
@@ -29,8 +32,47 @@ struct Context {
     bool hasShape;
 };
 
-std::expected<void, std::string> setInputTransparent(const Context& context, xcb_window_t window,
-                                                     bool transparent) {
+// The window's box in root coordinates as the server has it now; a window manager's frame
+// makes Qt's idea of the position unreliable.
+std::optional<x11::ScreenBox> rootBox(xcb_connection_t* c, xcb_window_t window, xcb_window_t root) {
+    const auto geometryCookie = xcb_get_geometry(c, window);
+    const auto originCookie = xcb_translate_coordinates(c, window, root, 0, 0);
+    xcb_generic_error_t* error = nullptr;
+    const x11::Owned<xcb_get_geometry_reply_t> geometry(
+        xcb_get_geometry_reply(c, geometryCookie, &error));
+    std::free(error);
+    error = nullptr;
+    const x11::Owned<xcb_translate_coordinates_reply_t> origin(
+        xcb_translate_coordinates_reply(c, originCookie, &error));
+    std::free(error);
+    if (!geometry || !origin)
+        return std::nullopt;
+    return x11::ScreenBox{origin->dst_x, origin->dst_y, geometry->width, geometry->height};
+}
+
+// What of the window takes input, in its own coordinates, or nothing for all of it.
+std::optional<std::vector<xcb_rectangle_t>> inputRectangles(const Context& context,
+                                                            xcb_window_t window,
+                                                            const x11::PanelAreas& panels) {
+    if (panels.areas().empty())
+        return std::nullopt;
+    const auto box = rootBox(context.x.connection, window, context.x.root);
+    if (!box)
+        return std::nullopt;
+    const auto pieces = x11::subtractBoxes(*box, panels.areas());
+    if (pieces.size() == 1 && pieces.front() == *box)
+        return std::nullopt;
+    std::vector<xcb_rectangle_t> rectangles;
+    for (const x11::ScreenBox& piece : pieces)
+        rectangles.push_back({static_cast<std::int16_t>(piece.x - box->x),
+                              static_cast<std::int16_t>(piece.y - box->y),
+                              static_cast<std::uint16_t>(piece.width),
+                              static_cast<std::uint16_t>(piece.height)});
+    return rectangles;
+}
+
+std::expected<void, std::string> setInputRegion(const Context& context, xcb_window_t window,
+                                                bool transparent, const x11::PanelAreas* panels) {
     if (!context.hasShape)
         return std::unexpected(std::string("the X server lacks the SHAPE extension"));
     xcb_connection_t* c = context.x.connection;
@@ -38,10 +80,16 @@ std::expected<void, std::string> setInputTransparent(const Context& context, xcb
     // means removing the region, not setting one of today's size as Qt's
     // WindowTransparentForInput does: a window that grows later would stay click-through
     // outside its old bounds (seen under Xvfb with xcompmgr).
+    std::optional<std::vector<xcb_rectangle_t>> rectangles;
+    if (transparent)
+        rectangles.emplace();
+    else if (panels)
+        rectangles = inputRectangles(context, window, *panels);
     const auto cookie =
-        transparent
-            ? xcb_shape_rectangles_checked(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
-                                           XCB_CLIP_ORDERING_UNSORTED, window, 0, 0, 0, nullptr)
+        rectangles
+            ? xcb_shape_rectangles_checked(
+                  c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED, window, 0, 0,
+                  static_cast<std::uint32_t>(rectangles->size()), rectangles->data())
             : xcb_shape_mask_checked(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, window, 0, 0,
                                      XCB_PIXMAP_NONE);
     return x11::check(c, cookie, "setting the input region");
@@ -103,13 +151,14 @@ void requestHints(const Context& context, xcb_window_t window, const WindowPlace
 }
 
 std::expected<void, std::string> applyToNativeWindow(const Context& context, QWindow& window,
-                                                     const WindowPlacement& placement) {
+                                                     const WindowPlacement& placement,
+                                                     const x11::PanelAreas* panels) {
     const auto id = static_cast<xcb_window_t>(window.winId());
     if (x11::isMapped(context.x.connection, id))
         requestHints(context, id, placement);
     else if (auto written = writeHints(context, id, placement); !written)
         return written;
-    return setInputTransparent(context, id, placement.transparentForInput);
+    return setInputRegion(context, id, placement.transparentForInput, panels);
 }
 
 // Rides on the window as a child object, so the placement lives and dies with it.
@@ -118,12 +167,25 @@ class PlacementKeeper final : public QObject {
     PlacementKeeper(QWindow& window, std::shared_ptr<const Context> context)
         : QObject(&window), window_(window), context_(std::move(context)) {
         window.installEventFilter(this);
+        regionTimer_.setSingleShot(true);
+        regionTimer_.setInterval(0);
+        QObject::connect(&regionTimer_, &QTimer::timeout, this, [this] {
+            if (const auto applied = applyRegion(); !applied)
+                qWarning("window placement: %s", applied.error().c_str());
+        });
     }
 
     WindowPlacement placement;
+    // Set while the placement yields to panels.
+    std::shared_ptr<const x11::PanelAreas> panels;
 
     std::expected<void, std::string> apply() {
-        return applyToNativeWindow(*context_, window_, placement);
+        return applyToNativeWindow(*context_, window_, placement, panels.get());
+    }
+
+    std::expected<void, std::string> applyRegion() {
+        return setInputRegion(*context_, static_cast<xcb_window_t>(window_.winId()),
+                              placement.transparentForInput, panels.get());
     }
 
   private:
@@ -137,12 +199,18 @@ class PlacementKeeper final : public QObject {
         if (reapply) {
             if (const auto applied = apply(); !applied)
                 qWarning("window placement: %s", applied.error().c_str());
+        } else if (panels && (event->type() == QEvent::Move || event->type() == QEvent::Resize) &&
+                   !regionTimer_.isActive()) {
+            // The reserved areas are fixed on the screen, so the part of the window they cover
+            // changes as it moves; a move and a resize together cost one new region.
+            regionTimer_.start();
         }
         return false;
     }
 
     QWindow& window_;
     std::shared_ptr<const Context> context_;
+    QTimer regionTimer_;
 };
 
 // Not findChild: without Q_OBJECT, its cast would take any child (a timer, a GL context).
@@ -175,6 +243,9 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
     ~X11WindowPlacer() override {
         if (auto* application = QCoreApplication::instance())
             application->removeNativeEventFilter(this);
+        // The areas live on with the windows that still hold them, but stop calling here.
+        if (panels_)
+            panels_->setOnChange(nullptr);
     }
 
     std::expected<void, std::string> place(QWindow& window,
@@ -186,6 +257,10 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
         if (!keeper)
             keeper = new PlacementKeeper(window, context_);
         keeper->placement = placement;
+        keeper->panels = placement.yieldsToPanels ? panelAreas() : nullptr;
+        std::erase_if(yielding_, [&](const QPointer<QWindow>& w) { return !w || w == &window; });
+        if (placement.yieldsToPanels)
+            yielding_.emplace_back(&window);
 
         std::erase_if(raised_, [&](const QPointer<QWindow>& w) { return !w || w == &window; });
         if (placement.level >= kBypassWindowManagerLevel) {
@@ -202,11 +277,31 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
         if (!keeper)
             return std::unexpected(std::string("the window was never placed"));
         keeper->placement.transparentForInput = transparent;
-        return setInputTransparent(*context_, static_cast<xcb_window_t>(window.winId()),
-                                   transparent);
+        return keeper->applyRegion();
     }
 
   private:
+    // Made for the first window that yields to panels, so that no other use of the placer
+    // watches every window on the screen.
+    std::shared_ptr<const x11::PanelAreas> panelAreas() {
+        if (!panels_) {
+            panels_ = std::make_shared<x11::PanelAreas>(context_->x);
+            panels_->setOnChange([this] { followPanels(); });
+        }
+        return panels_;
+    }
+
+    void followPanels() {
+        std::erase_if(yielding_, [](const QPointer<QWindow>& w) { return !w; });
+        for (const auto& window : yielding_) {
+            auto* keeper = keeperOf(*window);
+            if (!keeper || !window->handle())
+                continue;
+            if (const auto applied = keeper->applyRegion(); !applied)
+                qWarning("window placement: %s", applied.error().c_str());
+        }
+    }
+
     void raise(QWindow& window) {
         const std::uint32_t above = XCB_STACK_MODE_ABOVE;
         xcb_configure_window(context_->x.connection, static_cast<xcb_window_t>(window.winId()),
@@ -261,6 +356,8 @@ class X11WindowPlacer final : public WindowPlacer, private QAbstractNativeEventF
 
     std::shared_ptr<const Context> context_;
     std::vector<QPointer<QWindow>> raised_;
+    std::vector<QPointer<QWindow>> yielding_;
+    std::shared_ptr<x11::PanelAreas> panels_;
     QTimer restackTimer_;
     bool watching_ = false;
 };
