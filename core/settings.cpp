@@ -4,14 +4,6 @@
 #include <utility>
 
 namespace scrawlet::core {
-namespace {
-
-// The literals are valid; the fallback only keeps a broken literal from reaching the user.
-Colour colourFromHex(std::string_view text, Colour fallback) {
-    return Colour::fromHex(text).value_or(fallback);
-}
-
-}  // namespace
 
 const std::string_view Settings::defaultDocument = R"json({
   "schemaVersion": 1,
@@ -99,60 +91,9 @@ Settings Settings::builtInDefaults() {
         if (decoded) {
             return *std::move(decoded);
         }
-        return Settings{supportedSchemaVersion,
-                        AnnotationSettings::schemaDefaults(),
-                        CursorHighlightSettings::schemaDefaults(),
-                        SpotlightSettings::schemaDefaults(),
-                        ZoomSettings::schemaDefaults(),
-                        WhiteboardSettings::schemaDefaults(),
-                        CaptureSettings::schemaDefaults(),
-                        KeystrokeDisplaySettings::schemaDefaults(),
-                        SystemSettings{}};
+        return Settings{};
     }();
     return defaults;
-}
-
-AnnotationSettings AnnotationSettings::schemaDefaults() {
-    AnnotationSettings section;
-    section.palette = {
-        colourFromHex("#ff3b30", {255, 59, 48, 255}),
-        colourFromHex("#ffcc00", {255, 204, 0, 255}),
-        colourFromHex("#34c759", {52, 199, 89, 255}),
-        colourFromHex("#0a84ff", {10, 132, 255, 255}),
-        colourFromHex("#ffffff", {255, 255, 255, 255}),
-    };
-    section.strokeWidth = {{2, 4, 8}, 1, true};
-    section.autoErase = {AutoEraseMode::off, 10};
-    return section;
-}
-
-CursorHighlightSettings CursorHighlightSettings::schemaDefaults() {
-    CursorHighlightSettings section;
-    section.colour = colourFromHex("#ffcc00", {255, 204, 0, 255});
-    section.sizePoints = 48;
-    return section;
-}
-
-SpotlightSettings SpotlightSettings::schemaDefaults() {
-    return {RegionShape::circle, 320, 0.6, false};
-}
-
-ZoomSettings ZoomSettings::schemaDefaults() {
-    return {2, RegionShape::circle, 400, 0.25};
-}
-
-WhiteboardSettings WhiteboardSettings::schemaDefaults() {
-    return {colourFromHex("#ffffff", {255, 255, 255, 255})};
-}
-
-CaptureSettings CaptureSettings::schemaDefaults() {
-    return {"", 10};
-}
-
-KeystrokeDisplaySettings KeystrokeDisplaySettings::schemaDefaults() {
-    KeystrokeDisplaySettings section;
-    section.fade = {AutoEraseMode::threeSeconds, 10};
-    return section;
 }
 
 std::optional<double> AutoEraseSettings::timeToLiveSeconds() const {

@@ -5,9 +5,10 @@
 // stops at the first failure in field order and returns it, never a partly read value.
 // Memberwise (aggregate) construction does not validate.
 //
-// A default-constructed section holds the value each optional key takes when it is absent;
-// its required fields are zero or empty until set. `schemaDefaults()` is the complete section
-// of the built-in document, and `Settings::builtInDefaults()` the whole document decoded.
+// Every member's initialiser is its default: a default-constructed section is the section of
+// the built-in document (`schemaDefaults()`), and an optional key that is absent takes that
+// value. `Settings::builtInDefaults()` is the built-in document decoded, which equals
+// `Settings{}`. The keys, kinds, bounds and presence of the fields are in settings_field.h.
 //
 // Failures are values: SettingsDecodeError is either a SettingsError (what the user can fix,
 // with a fixed text) or a decoder error (missing key, wrong JSON type, unknown case name,
@@ -86,8 +87,8 @@ using SettingsDecoded = std::expected<T, SettingsDecodeError>;
 struct StrokeWidthSettings {
     static constexpr int minimumPresetCount = 3;
 
-    std::vector<double> presetsPoints;
-    int selectedIndex = 0;
+    std::vector<double> presetsPoints{2, 4, 8};
+    int selectedIndex = 1;
     bool pressureModulation = true;
 
     static SettingsDecoded<StrokeWidthSettings> decode(const nlohmann::json& value);
@@ -137,14 +138,18 @@ struct BeautifySettings {
 struct AnnotationSettings {
     static constexpr int paletteSize = 5;
 
-    std::vector<Colour> palette;
+    std::vector<Colour> palette{{255, 59, 48, 255},
+                                {255, 204, 0, 255},
+                                {52, 199, 89, 255},
+                                {10, 132, 255, 255},
+                                {255, 255, 255, 255}};
     int selectedPaletteIndex = 0;
     StrokeWidthSettings strokeWidth;
     AutoEraseSettings autoErase;
     ToolOpacity toolOpacity;
     BeautifySettings beautify;
 
-    static AnnotationSettings schemaDefaults();
+    static AnnotationSettings schemaDefaults() { return {}; }
     static SettingsDecoded<AnnotationSettings> decode(const nlohmann::json& value);
     nlohmann::json encode() const;
     bool operator==(const AnnotationSettings&) const = default;
@@ -153,13 +158,13 @@ struct AnnotationSettings {
 struct CursorHighlightSettings {
     bool enabled = false;
     CursorHighlightShape shape = CursorHighlightShape::ring;
-    Colour colour;
-    double sizePoints = 0;
+    Colour colour{255, 204, 0, 255};
+    double sizePoints = 48;
     double opacity = 0.5;
     double borderWidthPoints = 2;
     bool clickRipple = true;
 
-    static CursorHighlightSettings schemaDefaults();
+    static CursorHighlightSettings schemaDefaults() { return {}; }
     static SettingsDecoded<CursorHighlightSettings> decode(const nlohmann::json& value);
     nlohmann::json encode() const;
     bool operator==(const CursorHighlightSettings&) const = default;
@@ -167,11 +172,11 @@ struct CursorHighlightSettings {
 
 struct SpotlightSettings {
     RegionShape shape = RegionShape::circle;
-    double sizePoints = 0;
-    double dimOpacity = 0;
+    double sizePoints = 320;
+    double dimOpacity = 0.6;
     bool dimAllDisplays = false;
 
-    static SpotlightSettings schemaDefaults();
+    static SpotlightSettings schemaDefaults() { return {}; }
     static SettingsDecoded<SpotlightSettings> decode(const nlohmann::json& value);
     nlohmann::json encode() const;
     bool operator==(const SpotlightSettings&) const = default;
@@ -180,21 +185,21 @@ struct SpotlightSettings {
 struct ZoomSettings {
     static constexpr ClosedRange<double> levelRange{1.5, 8.0};
 
-    double level = 0;  // magnification factor
+    double level = 2;  // magnification factor
     RegionShape lensShape = RegionShape::circle;
-    double lensSizePoints = 0;
+    double lensSizePoints = 400;
     double panEasing = 0.25;
 
-    static ZoomSettings schemaDefaults();
+    static ZoomSettings schemaDefaults() { return {}; }
     static SettingsDecoded<ZoomSettings> decode(const nlohmann::json& value);
     nlohmann::json encode() const;
     bool operator==(const ZoomSettings&) const = default;
 };
 
 struct WhiteboardSettings {
-    Colour boardColour;
+    Colour boardColour{255, 255, 255, 255};
 
-    static WhiteboardSettings schemaDefaults();
+    static WhiteboardSettings schemaDefaults() { return {}; }
     static SettingsDecoded<WhiteboardSettings> decode(const nlohmann::json& value);
     nlohmann::json encode() const;
     bool operator==(const WhiteboardSettings&) const = default;
@@ -206,7 +211,7 @@ struct CaptureSettings {
     std::string destinationFolder;  // empty: the default screenshot folder
     int historyCount = 10;
 
-    static CaptureSettings schemaDefaults();
+    static CaptureSettings schemaDefaults() { return {}; }
     static SettingsDecoded<CaptureSettings> decode(const nlohmann::json& value);
     nlohmann::json encode() const;
     bool operator==(const CaptureSettings&) const = default;
@@ -216,9 +221,9 @@ struct KeystrokeDisplaySettings {
     bool enabled = false;
     KeystrokeDisplayPosition position = KeystrokeDisplayPosition::bottomRight;
     double sizePoints = 28;
-    AutoEraseSettings fade;
+    AutoEraseSettings fade{AutoEraseMode::threeSeconds, 10};
 
-    static KeystrokeDisplaySettings schemaDefaults();
+    static KeystrokeDisplaySettings schemaDefaults() { return {}; }
     static SettingsDecoded<KeystrokeDisplaySettings> decode(const nlohmann::json& value);
     nlohmann::json encode() const;
     bool operator==(const KeystrokeDisplaySettings&) const = default;

@@ -1,30 +1,29 @@
+#include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstdint>
+#include <expected>
 #include <initializer_list>
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <span>
 #include <type_traits>
 #include <utility>
 
 #include "core/settings.h"
+#include "core/settings_field.h"
 
 namespace scrawlet::core {
 namespace {
 
 using nlohmann::json;
 
-enum class Presence { required, optional };
-enum class Count { exactly, atLeast };
 using Failure = std::optional<SettingsDecodeError>;
-
-constexpr ClosedRange<double> kUnitRange{0, 1};
-constexpr ClosedRange<double> kPresetWidthRange{0.001, 200};
-constexpr ClosedRange<double> kCustomSecondsRange{0.25, 120};
-constexpr ClosedRange<double> kCursorSizeRange{0.001, 400};
-constexpr ClosedRange<double> kBorderWidthRange{0, 40};
-constexpr ClosedRange<double> kRegionSizeRange{0.001, 4000};
-constexpr ClosedRange<double> kKeystrokeSizeRange{0.001, 120};
+using settings_field_detail::MemberType;
+using settings_field_detail::reach;
+using ColourListSlot = FieldSlot<std::vector<Colour>, FieldKind::colourList>;
+using NumberListSlot = FieldSlot<std::vector<double>, FieldKind::numberList>;
 
 // Appends into one buffer: GCC 12 warns falsely (-Wrestrict) on `"literal" + std::string` at -O3.
 std::string join(std::initializer_list<std::string_view> pieces) {
@@ -144,23 +143,6 @@ Failure convert(const json& value, Colour& out, const Location& at) {
     return std::nullopt;
 }
 
-template <class E>
-requires std::is_enum_v<E> Failure convert(const json& value, E& out, const Location& at) {
-    if (!value.is_string()) {
-        return typeMismatch(at.text(), "string", value);
-    }
-    if (const auto parsed = fromRawValue<E>(value.get_ref<const json::string_t&>())) {
-        out = *parsed;
-        return std::nullopt;
-    }
-    std::string message = join({"unknown case name ", quoted(value), ", expected one of "});
-    for (std::size_t i = 0; i < caseCount<E>(); ++i) {
-        message += i == 0 ? "" : ", ";
-        message += EnumTraits<E>::names[i];
-    }
-    return decoderError(at.text(), std::move(message));
-}
-
 Failure convert(const json& value, std::map<std::string, std::string>& out, const Location& at) {
     if (!value.is_object()) {
         return typeMismatch(at.text(), "object", value);
@@ -193,283 +175,274 @@ Failure convert(const json& value, std::vector<T>& out, const Location& at) {
     return std::nullopt;
 }
 
-// Reads one JSON object key by key. Every step does nothing once a failure is recorded, so the
-// first failure in reading order is the one reported, and a check written right after its read
-// runs before the next key is looked at.
-class ObjectReader {
-  public:
-    // `path` places decoder errors; `fieldPrefix` names the fields of SettingsErrors, which
-    // differ only for the auto-erase settings nested under the keystroke display.
-    ObjectReader(const json& object, std::string_view path, std::string_view fieldPrefix)
-        : object_(object), path_(path), fieldPrefix_(fieldPrefix) {
-        if (!object.is_object()) {
-            failure_ = typeMismatch(std::string(path), "object", object);
+// A choice is written as its case name, exactly.
+Failure convertChoice(const json& value, std::span<const std::string_view> names, std::size_t& out,
+                      const Location& at) {
+    if (!value.is_string()) {
+        return typeMismatch(at.text(), "string", value);
+    }
+    const auto found = std::ranges::find(names, value.get_ref<const json::string_t&>());
+    if (found != names.end()) {
+        out = static_cast<std::size_t>(found - names.begin());
+        return std::nullopt;
+    }
+    std::string message = join({"unknown case name ", quoted(value), ", expected one of "});
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        message += i == 0 ? "" : ", ";
+        message += names[i];
+    }
+    return decoderError(at.text(), std::move(message));
+}
+
+template <class Case>
+SettingsDecodeError settingsFailure(Case error) {
+    return SettingsDecodeError{SettingsError{std::move(error)}};
+}
+
+// The name SettingsErrors give the field, built only when one is reported.
+std::string errorName(const SettingsField& field) {
+    const SettingsSection* section = findSettingsSection(field.sectionPath());
+    const std::string_view parent =
+        section && !section->errorPath.empty() ? section->errorPath : field.sectionPath();
+    return Location{parent, field.key(), std::nullopt}.text();
+}
+
+Failure checkRange(const SettingsField& field, double value) {
+    if (!field.range || field.range->contains(value)) {
+        return std::nullopt;
+    }
+    return settingsFailure(SettingsError::OutOfRange{
+        errorName(field), value, field.range->lowerBound, field.range->upperBound});
+}
+
+Failure checkCount(const SettingsField& field, std::size_t found) {
+    if (!field.entries || field.entries->allows(found)) {
+        return std::nullopt;
+    }
+    return settingsFailure(SettingsError::WrongCount{errorName(field),
+                                                     static_cast<long long>(field.entries->count),
+                                                     static_cast<long long>(found)});
+}
+
+// Reads one field from the object of its section; `settings` holds every field read before it,
+// which is what an index is checked against. An absent optional key leaves the default.
+Failure readField(const json& object, const SettingsField& field, Settings& settings) {
+    const auto found = object.find(field.key());
+    if (found == object.end()) {
+        if (field.presence == FieldPresence::required) {
+            return decoderError(std::string(field.sectionPath()),
+                                join({"key '", field.key(), "' not found"}));
         }
+        return std::nullopt;
     }
-    ObjectReader(const json& object, std::string_view path) : ObjectReader(object, path, path) {}
-
-    bool ok() const { return !failure_; }
-    template <class Case>
-    void fail(Case error) {
-        if (ok()) {
-            failure_ = SettingsDecodeError{SettingsError{std::move(error)}};
-        }
-    }
-
-    // An absent optional key leaves `out` as it is.
-    template <class T>
-    void read(std::string_view key, T& out, Presence presence) {
-        if (const json* value = member(key, presence)) {
-            failure_ = convert(*value, out, Location{path_, key, std::nullopt});
-        }
-    }
-
-    void read(std::string_view key, double& out, Presence presence, ClosedRange<double> range) {
-        read(key, out, presence);
-        checkRange(key, out, range);
-    }
-
-    // `decode` turns the nested object into SettingsDecoded<T>.
-    template <class T, class Decode>
-    void section(std::string_view key, T& out, Presence presence, Decode decode) {
-        if (const json* value = member(key, presence)) {
-            auto decoded = decode(*value);
-            if (decoded) {
-                out = *std::move(decoded);
+    const json& value = *found;
+    const Location at{field.sectionPath(), field.key(), std::nullopt};
+    return std::visit(
+        [&]<class Slot>(const Slot& slot) -> Failure {
+            if constexpr (std::is_same_v<Slot, ChoiceSlot>) {
+                std::size_t index = 0;
+                Failure failure = convertChoice(value, slot.names, index, at);
+                if (!failure) {
+                    slot.write(settings, index);
+                }
+                return failure;
+            } else if constexpr (std::is_same_v<Slot, FieldSlot<int, FieldKind::index>>) {
+                // Held wide until checked, so that the error carries the value the file says.
+                std::int64_t index = 0;
+                if (auto failure = convert(value, index, at)) {
+                    return failure;
+                }
+                const auto count = findSettingsField(field.indexes)->entryCount(settings);
+                if (index < 0 || static_cast<std::uint64_t>(index) >= count) {
+                    return settingsFailure(SettingsError::IndexOutOfBounds{
+                        errorName(field), index, static_cast<long long>(count)});
+                }
+                slot.write(settings) = static_cast<int>(index);
+                return std::nullopt;
+            } else if constexpr (std::is_same_v<Slot, FieldSlot<int, FieldKind::integer>>) {
+                std::int64_t integer = 0;
+                Failure failure = convert(value, integer, at);
+                if (!failure) {
+                    failure = checkRange(field, static_cast<double>(integer));
+                }
+                if (!failure) {
+                    slot.write(settings) = static_cast<int>(integer);
+                }
+                return failure;
             } else {
-                failure_ = std::move(decoded).error();
+                auto& out = slot.write(settings);
+                if (auto failure = convert(value, out, at)) {
+                    return failure;
+                }
+                if constexpr (std::is_same_v<Slot, FieldSlot<double, FieldKind::number>>) {
+                    return checkRange(field, out);
+                }
+                Failure failure;
+                if constexpr (std::is_same_v<Slot, ColourListSlot> ||
+                              std::is_same_v<Slot, NumberListSlot>) {
+                    failure = checkCount(field, out.size());
+                }
+                if constexpr (std::is_same_v<Slot, NumberListSlot>) {
+                    for (auto entry = out.begin(); !failure && entry != out.end(); ++entry) {
+                        failure = checkRange(field, *entry);
+                    }
+                }
+                return failure;
+            }
+        },
+        field.access);
+}
+
+// The object of `section` inside `object`, which is the one at `under`; null when the section,
+// or one that holds it, is optional and absent.
+std::expected<const json*, SettingsDecodeError> openSection(const json& object,
+                                                            std::string_view under,
+                                                            std::string_view section) {
+    const json* at = &object;
+    std::size_t open = under.size();
+    while (open < section.size()) {
+        const std::size_t start = open == 0 ? 0 : open + 1;
+        const std::size_t stop = std::min(section.find('.', start), section.size());
+        const std::string_view key = section.substr(start, stop - start);
+        const std::string_view path = section.substr(0, stop);
+        const auto found = at->find(key);
+        if (found == at->end()) {
+            const SettingsSection* known = findSettingsSection(path);
+            if (known && known->presence == FieldPresence::optional) {
+                return nullptr;
+            }
+            return std::unexpected(decoderError(std::string(section.substr(0, open)),
+                                                join({"key '", key, "' not found"})));
+        }
+        if (!found->is_object()) {
+            return std::unexpected(typeMismatch(std::string(path), "object", *found));
+        }
+        at = &*found;
+        open = stop;
+    }
+    return at;
+}
+
+// Reads the fields that lie in `under` from `object`, the JSON found there, in table order; the
+// first failure is the one reported.
+Failure readFields(const json& object, std::string_view under, Settings& settings) {
+    if (!object.is_object()) {
+        return typeMismatch(std::string(under), "object", object);
+    }
+    std::string_view openPath = under;
+    const json* open = &object;
+    for (const SettingsField& field : settingsFields()) {
+        if (!field.liesIn(under)) {
+            continue;
+        }
+        if (field.sectionPath() != openPath) {
+            openPath = field.sectionPath();
+            auto opened = openSection(object, under, openPath);
+            if (!opened) {
+                return std::move(opened).error();
+            }
+            open = *opened;
+        }
+        if (open) {
+            if (auto failure = readField(*open, field, settings)) {
+                return failure;
             }
         }
     }
+    return std::nullopt;
+}
 
-    void checkRange(std::string_view key, double value, ClosedRange<double> range) {
-        if (ok() && !range.contains(value)) {
-            fail(SettingsError::OutOfRange{field(key), value, range.lowerBound, range.upperBound});
-        }
+// One section read on its own, at the place the document gives it.
+template <auto... Section>
+SettingsDecoded<MemberType<Settings, Section...>> decodeSection(const json& value,
+                                                                std::string_view path) {
+    assert(findSettingsSection(path) && "a section of the table");
+    Settings settings;
+    if (auto failure = readFields(value, path, settings)) {
+        return std::unexpected(std::move(*failure));
     }
-
-    void checkCount(std::string_view key, std::size_t found, int expected, Count rule) {
-        const auto wanted = static_cast<std::size_t>(expected);
-        const bool good = rule == Count::exactly ? found == wanted : found >= wanted;
-        if (ok() && !good) {
-            fail(SettingsError::WrongCount{field(key), expected, static_cast<long long>(found)});
-        }
-    }
-
-    // Indices and counts are stored as int once their checks have passed; until then they are
-    // held wide so that the error carries the value the file says.
-    void readIndex(std::string_view key, int& out, Presence presence, std::size_t count) {
-        std::int64_t index = out;
-        read(key, index, presence);
-        if (ok() && (index < 0 || static_cast<std::uint64_t>(index) >= count)) {
-            fail(SettingsError::IndexOutOfBounds{field(key), index, static_cast<long long>(count)});
-        }
-        if (ok()) {
-            out = static_cast<int>(index);
-        }
-    }
-
-    void readCount(std::string_view key, int& out, Presence presence, ClosedRange<int> range) {
-        std::int64_t count = out;
-        read(key, count, presence);
-        checkRange(key, static_cast<double>(count),
-                   {static_cast<double>(range.lowerBound), static_cast<double>(range.upperBound)});
-        if (ok()) {
-            out = static_cast<int>(count);
-        }
-    }
-
-    template <class T>
-    SettingsDecoded<T> finish(T value) {
-        if (failure_) {
-            return std::unexpected(std::move(*failure_));
-        }
-        return value;
-    }
-
-  private:
-    const json* member(std::string_view key, Presence presence) {
-        if (!ok()) {
-            return nullptr;
-        }
-        const auto found = object_.find(key);
-        if (found != object_.end()) {
-            return &*found;
-        }
-        if (presence == Presence::required) {
-            failure_ = decoderError(std::string(path_), join({"key '", key, "' not found"}));
-        }
-        return nullptr;
-    }
-
-    std::string field(std::string_view key) const {
-        return Location{fieldPrefix_, key, std::nullopt}.text();
-    }
-
-    const json& object_;
-    std::string_view path_;
-    std::string_view fieldPrefix_;
-    Failure failure_;
-};
-
-SettingsDecoded<AutoEraseSettings> decodeAutoErase(const json& value, std::string_view path) {
-    AutoEraseSettings section;
-    ObjectReader reader(value, path, "annotation.autoErase");
-    reader.read("mode", section.mode, Presence::required);
-    // Checked whatever the mode, so switching to custom later never meets a bad value.
-    reader.read("customSeconds", section.customSeconds, Presence::optional, kCustomSecondsRange);
-    return reader.finish(std::move(section));
+    return std::move(reach<Section...>(settings));
 }
 
 }  // namespace
 
 SettingsDecoded<StrokeWidthSettings> StrokeWidthSettings::decode(const json& value) {
-    StrokeWidthSettings section;
-    ObjectReader reader(value, "annotation.strokeWidth");
-    reader.read("presetsPoints", section.presetsPoints, Presence::required);
-    reader.checkCount("presetsPoints", section.presetsPoints.size(), minimumPresetCount,
-                      Count::atLeast);
-    for (const double width : section.presetsPoints) {
-        reader.checkRange("presetsPoints", width, kPresetWidthRange);
-    }
-    reader.readIndex("selectedIndex", section.selectedIndex, Presence::required,
-                     section.presetsPoints.size());
-    reader.read("pressureModulation", section.pressureModulation, Presence::optional);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::annotation, &AnnotationSettings::strokeWidth>(
+        value, "annotation.strokeWidth");
 }
 
+// Range errors name "annotation.autoErase.customSeconds" wherever the section sits.
 SettingsDecoded<AutoEraseSettings> AutoEraseSettings::decode(const json& value) {
-    return decodeAutoErase(value, "annotation.autoErase");
+    return decodeSection<&Settings::annotation, &AnnotationSettings::autoErase>(
+        value, "annotation.autoErase");
 }
 
 SettingsDecoded<ToolOpacity> ToolOpacity::decode(const json& value) {
-    ToolOpacity section;
-    ObjectReader reader(value, "annotation.toolOpacity");
-    reader.read("pen", section.pen, Presence::optional, kUnitRange);
-    reader.read("line", section.line, Presence::optional, kUnitRange);
-    reader.read("arrow", section.arrow, Presence::optional, kUnitRange);
-    reader.read("rectangle", section.rectangle, Presence::optional, kUnitRange);
-    reader.read("ellipse", section.ellipse, Presence::optional, kUnitRange);
-    reader.read("highlighter", section.highlighter, Presence::optional, kUnitRange);
-    reader.read("text", section.text, Presence::optional, kUnitRange);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::annotation, &AnnotationSettings::toolOpacity>(
+        value, "annotation.toolOpacity");
 }
 
 SettingsDecoded<BeautifySettings> BeautifySettings::decode(const json& value) {
-    BeautifySettings section;
-    ObjectReader reader(value, "annotation.beautify");
-    reader.read("enabled", section.enabled, Presence::optional);
-    reader.read("toleranceFraction", section.toleranceFraction, Presence::optional);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::annotation, &AnnotationSettings::beautify>(
+        value, "annotation.beautify");
 }
 
 SettingsDecoded<AnnotationSettings> AnnotationSettings::decode(const json& value) {
-    AnnotationSettings section;
-    ObjectReader reader(value, "annotation");
-    reader.read("palette", section.palette, Presence::required);
-    reader.checkCount("palette", section.palette.size(), paletteSize, Count::exactly);
-    reader.readIndex("selectedPaletteIndex", section.selectedPaletteIndex, Presence::optional,
-                     section.palette.size());
-    reader.section("strokeWidth", section.strokeWidth, Presence::required,
-                   &StrokeWidthSettings::decode);
-    reader.section("autoErase", section.autoErase, Presence::required, &AutoEraseSettings::decode);
-    reader.section("toolOpacity", section.toolOpacity, Presence::optional, &ToolOpacity::decode);
-    reader.section("beautify", section.beautify, Presence::optional, &BeautifySettings::decode);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::annotation>(value, "annotation");
 }
 
 SettingsDecoded<CursorHighlightSettings> CursorHighlightSettings::decode(const json& value) {
-    CursorHighlightSettings section;
-    ObjectReader reader(value, "cursorHighlight");
-    reader.read("enabled", section.enabled, Presence::required);
-    reader.read("shape", section.shape, Presence::required);
-    reader.read("colour", section.colour, Presence::required);
-    reader.read("sizePoints", section.sizePoints, Presence::required, kCursorSizeRange);
-    reader.read("opacity", section.opacity, Presence::optional, kUnitRange);
-    reader.read("borderWidthPoints", section.borderWidthPoints, Presence::optional,
-                kBorderWidthRange);
-    reader.read("clickRipple", section.clickRipple, Presence::optional);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::cursorHighlight>(value, "cursorHighlight");
 }
 
 SettingsDecoded<SpotlightSettings> SpotlightSettings::decode(const json& value) {
-    SpotlightSettings section;
-    ObjectReader reader(value, "spotlight");
-    reader.read("shape", section.shape, Presence::required);
-    reader.read("sizePoints", section.sizePoints, Presence::required, kRegionSizeRange);
-    reader.read("dimOpacity", section.dimOpacity, Presence::required, kUnitRange);
-    reader.read("dimAllDisplays", section.dimAllDisplays, Presence::optional);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::spotlight>(value, "spotlight");
 }
 
 SettingsDecoded<ZoomSettings> ZoomSettings::decode(const json& value) {
-    ZoomSettings section;
-    ObjectReader reader(value, "zoom");
-    reader.read("level", section.level, Presence::required, levelRange);
-    reader.read("lensShape", section.lensShape, Presence::required);
-    reader.read("lensSizePoints", section.lensSizePoints, Presence::required, kRegionSizeRange);
-    reader.read("panEasing", section.panEasing, Presence::optional, kUnitRange);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::zoom>(value, "zoom");
 }
 
 SettingsDecoded<WhiteboardSettings> WhiteboardSettings::decode(const json& value) {
-    WhiteboardSettings section;
-    ObjectReader reader(value, "whiteboard");
-    reader.read("boardColour", section.boardColour, Presence::required);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::whiteboard>(value, "whiteboard");
 }
 
 SettingsDecoded<CaptureSettings> CaptureSettings::decode(const json& value) {
-    CaptureSettings section;
-    ObjectReader reader(value, "capture");
-    reader.read("destinationFolder", section.destinationFolder, Presence::optional);
-    reader.readCount("historyCount", section.historyCount, Presence::optional, historyCountRange);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::capture>(value, "capture");
 }
 
 SettingsDecoded<KeystrokeDisplaySettings> KeystrokeDisplaySettings::decode(const json& value) {
-    KeystrokeDisplaySettings section;
-    ObjectReader reader(value, "keystrokeDisplay");
-    reader.read("enabled", section.enabled, Presence::optional);
-    reader.read("position", section.position, Presence::optional);
-    reader.read("sizePoints", section.sizePoints, Presence::optional, kKeystrokeSizeRange);
-    reader.section("fade", section.fade, Presence::required,
-                   [](const json& fade) { return decodeAutoErase(fade, "keystrokeDisplay.fade"); });
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::keystrokeDisplay>(value, "keystrokeDisplay");
 }
 
 SettingsDecoded<SystemSettings> SystemSettings::decode(const json& value) {
-    SystemSettings section;
-    ObjectReader reader(value, "system");
-    reader.read("launchAtLogin", section.launchAtLogin, Presence::optional);
-    reader.read("checkForUpdates", section.checkForUpdates, Presence::optional);
-    reader.read("onboardingCompleted", section.onboardingCompleted, Presence::optional);
-    reader.read("shortcutOverrides", section.shortcutOverrides, Presence::optional);
-    return reader.finish(std::move(section));
+    return decodeSection<&Settings::system>(value, "system");
 }
 
 SettingsDecoded<Settings> Settings::decode(const json& value) {
-    Settings settings;
-    ObjectReader reader(value, "");
-    std::int64_t version = 0;
-    reader.read("schemaVersion", version, Presence::required);
-    if (reader.ok() && version != supportedSchemaVersion) {
-        reader.fail(SettingsError::UnsupportedSchemaVersion{version, supportedSchemaVersion});
+    if (!value.is_object()) {
+        return std::unexpected(typeMismatch("", "object", value));
     }
-    settings.schemaVersion = supportedSchemaVersion;
-    reader.section("annotation", settings.annotation, Presence::required,
-                   &AnnotationSettings::decode);
-    reader.section("cursorHighlight", settings.cursorHighlight, Presence::required,
-                   &CursorHighlightSettings::decode);
-    reader.section("spotlight", settings.spotlight, Presence::required, &SpotlightSettings::decode);
-    reader.section("zoom", settings.zoom, Presence::required, &ZoomSettings::decode);
-    reader.section("whiteboard", settings.whiteboard, Presence::required,
-                   &WhiteboardSettings::decode);
-    reader.section("capture", settings.capture, Presence::required, &CaptureSettings::decode);
-    reader.section("keystrokeDisplay", settings.keystrokeDisplay, Presence::required,
-                   &KeystrokeDisplaySettings::decode);
-    reader.section("system", settings.system, Presence::required, &SystemSettings::decode);
-    return reader.finish(std::move(settings));
+    // Read before anything else, so that a document of another version fails as such.
+    std::int64_t version = 0;
+    Failure failure;
+    if (const auto found = value.find("schemaVersion"); found == value.end()) {
+        failure = decoderError("", "key 'schemaVersion' not found");
+    } else {
+        failure = convert(*found, version, Location{"", "schemaVersion", std::nullopt});
+    }
+    if (!failure && version != supportedSchemaVersion) {
+        failure = settingsFailure(
+            SettingsError::UnsupportedSchemaVersion{version, supportedSchemaVersion});
+    }
+    Settings settings;
+    if (!failure) {
+        failure = readFields(value, "", settings);
+    }
+    if (failure) {
+        return std::unexpected(std::move(*failure));
+    }
+    return settings;
 }
 
 SettingsDecoded<Settings> Settings::decode(std::string_view text) {

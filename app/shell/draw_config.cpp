@@ -1,6 +1,7 @@
 #include "app/shell/draw_config.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <iostream>
 #include <limits>
@@ -8,6 +9,7 @@
 #include "app/platform/file_io.h"
 #include "app/settings/settings_store.h"
 #include "core/number_format.h"
+#include "core/settings_field.h"
 #include "core/tool.h"
 
 namespace scrawlet::shell {
@@ -103,6 +105,132 @@ std::optional<core::Colour> colourValue(const Environment& env, std::string_view
     return parsed ? std::optional(*parsed) : std::nullopt;
 }
 
+template <class T>
+using Override = std::optional<T> DrawConfig::*;
+
+// Variables that stand in for one settings field for this run. Each is read as a value of its
+// field and brought into the field's range; one that cannot be read is as if absent.
+struct SettingsOverride {
+    std::string_view variable;
+    std::string_view field;
+    std::variant<Override<double>, Override<std::int64_t>, Override<bool>, Override<std::string>,
+                 Override<core::Colour>, Override<core::RegionShape>,
+                 Override<core::CursorHighlightShape>>
+        member;
+};
+
+constexpr SettingsOverride kSettingsOverrides[] = {
+    {"SCRAWLET_DRAW_LENS_LEVEL", "zoom.level", &DrawConfig::lensLevel},
+    {"SCRAWLET_DRAW_LENS_SIZE", "zoom.lensSizePoints", &DrawConfig::lensSizePoints},
+    {"SCRAWLET_DRAW_FULLSCREEN_ZOOM_EASING", "zoom.panEasing",
+     &DrawConfig::fullScreenZoomPanEasing},
+    {"SCRAWLET_DRAW_CAPTURE_FOLDER", "capture.destinationFolder", &DrawConfig::captureFolder},
+    {"SCRAWLET_DRAW_CAPTURE_HISTORY_COUNT", "capture.historyCount",
+     &DrawConfig::captureHistoryCount},
+    {"SCRAWLET_DRAW_SPOTLIGHT_SHAPE", "spotlight.shape", &DrawConfig::spotlightShape},
+    {"SCRAWLET_DRAW_SPOTLIGHT_SIZE", "spotlight.sizePoints", &DrawConfig::spotlightSizePoints},
+    {"SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY", "spotlight.dimOpacity",
+     &DrawConfig::spotlightDimOpacity},
+    {"SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL", "spotlight.dimAllDisplays",
+     &DrawConfig::spotlightDimAllDisplays},
+    {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_COLOUR", "cursorHighlight.colour",
+     &DrawConfig::cursorHighlightColour},
+    {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SIZE", "cursorHighlight.sizePoints",
+     &DrawConfig::cursorHighlightSizePoints},
+    {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SHAPE", "cursorHighlight.shape",
+     &DrawConfig::cursorHighlightShape},
+    {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_OPACITY", "cursorHighlight.opacity",
+     &DrawConfig::cursorHighlightOpacity},
+};
+
+const core::SettingsField& fieldOf(const SettingsOverride& entry) {
+    const core::SettingsField* field = core::findSettingsField(entry.field);
+    assert(field && "an override names a field of the settings table");
+    return *field;
+}
+
+// The variable as a value of the field: a choice by its case name, a flag on exactly "1",
+// numbers by the number and integer rules, then brought into range.
+std::optional<core::FieldValue> overrideValue(const Environment& env,
+                                              const SettingsOverride& entry) {
+    const auto text = env.value(entry.variable);
+    if (!text) {
+        return std::nullopt;
+    }
+    const core::SettingsField& field = fieldOf(entry);
+    std::optional<core::FieldValue> value;
+    switch (field.kind()) {
+        case core::FieldKind::flag:
+            value = *text == "1";
+            break;
+        case core::FieldKind::number:
+            if (const auto number = Environment::parseNumber(*text)) {
+                value = *number;
+            }
+            break;
+        case core::FieldKind::integer:
+            if (const auto integer = Environment::parseInteger(*text)) {
+                value = *integer;
+            }
+            break;
+        case core::FieldKind::choice: {
+            const auto names = field.choices();
+            if (const auto found = std::ranges::find(names, *text); found != names.end()) {
+                value = core::FieldChoice{static_cast<std::size_t>(found - names.begin())};
+            }
+            break;
+        }
+        case core::FieldKind::colour:
+            if (const auto colour = core::Colour::fromHex(*text)) {
+                value = *colour;
+            }
+            break;
+        case core::FieldKind::text:
+            value = std::string(*text);
+            break;
+        default:
+            assert(!"no variable stands in for a list, an index or a map");
+            break;
+    }
+    return value ? field.clamped(std::move(*value)) : std::nullopt;
+}
+
+// A choice is held as its case's position in the field, which is its enumeration's order.
+template <class T>
+T fromFieldValue(const core::FieldValue& value) {
+    if constexpr (std::is_enum_v<T>) {
+        return static_cast<T>(std::get<core::FieldChoice>(value).index);
+    } else {
+        return std::get<T>(value);
+    }
+}
+
+template <class T>
+core::FieldValue toFieldValue(const T& value) {
+    if constexpr (std::is_enum_v<T>) {
+        return core::FieldChoice{static_cast<std::size_t>(value)};
+    } else {
+        return value;
+    }
+}
+
+void readSettingsOverrides(const Environment& env, DrawConfig& config) {
+    for (const SettingsOverride& entry : kSettingsOverrides) {
+        const auto value = overrideValue(env, entry);
+        if (!value) {
+            continue;
+        }
+        std::visit(
+            [&]<class T>(Override<T> member) {
+                if constexpr (std::is_enum_v<T>) {
+                    assert(fieldOf(entry).choices().data() == core::EnumTraits<T>::names.data());
+                }
+                config.*member = fromFieldValue<T>(*value);
+            },
+            entry.member);
+    }
+}
+
 struct LoadedAnnotation {
     core::AnnotationSettings settings;
     RunOnlyAnnotation runOnly;
@@ -151,7 +279,11 @@ std::expected<LoadedAnnotation, ConfigExit> loadAnnotation(const Environment& en
     if (const auto width = env.number("SCRAWLET_DRAW_WIDTH"); width && *width > 0) {
         auto& presets = annotation.strokeWidth.presetsPoints;
         if (const auto index = indexInside(annotation.strokeWidth.selectedIndex, presets.size())) {
-            presets[*index] = *width;
+            // Held to what a preset may be, as the settings document holds it.
+            const auto range =
+                core::findSettingsField("annotation.strokeWidth.presetsPoints")->range;
+            presets[*index] =
+                range ? std::clamp(*width, range->lowerBound, range->upperBound) : *width;
             result.runOnly.widthPresetIndex = index;
         }
     }
@@ -254,27 +386,12 @@ std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environm
     c.contentOriginX = env.number("SCRAWLET_DRAW_CONTENT_ORIGIN_X");
     c.contentOriginY = env.number("SCRAWLET_DRAW_CONTENT_ORIGIN_Y");
     c.lens = env.flag("SCRAWLET_DRAW_LENS");
-    c.lensLevel = env.number("SCRAWLET_DRAW_LENS_LEVEL");
-    c.lensSizePoints = env.number("SCRAWLET_DRAW_LENS_SIZE");
     c.fullScreenZoom = env.flag("SCRAWLET_DRAW_FULLSCREEN_ZOOM");
-    c.fullScreenZoomPanEasing = env.number("SCRAWLET_DRAW_FULLSCREEN_ZOOM_EASING");
-    c.captureFolder = env.text("SCRAWLET_DRAW_CAPTURE_FOLDER");
-    c.captureHistoryCount = env.integer("SCRAWLET_DRAW_CAPTURE_HISTORY_COUNT");
     c.captureHistoryDragTest = env.flag("SCRAWLET_DRAW_CAPTURE_HISTORY_DRAG_TEST");
     c.captureHistoryTrials = env.integer("SCRAWLET_DRAW_CAPTURE_HISTORY_TRIALS");
     c.spotlight = env.flag("SCRAWLET_DRAW_SPOTLIGHT");
-    c.spotlightShape = exactCase<core::RegionShape>(env, "SCRAWLET_DRAW_SPOTLIGHT_SHAPE");
-    c.spotlightSizePoints = env.number("SCRAWLET_DRAW_SPOTLIGHT_SIZE");
-    c.spotlightDimOpacity = env.number("SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY");
-    if (env.has("SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL")) {
-        c.spotlightDimAllDisplays = env.flag("SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL");
-    }
     c.cursorHighlight = env.flag("SCRAWLET_DRAW_CURSOR_HIGHLIGHT");
-    c.cursorHighlightColour = colourValue(env, "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_COLOUR");
-    c.cursorHighlightSizePoints = env.number("SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SIZE");
-    c.cursorHighlightShape =
-        exactCase<core::CursorHighlightShape>(env, "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SHAPE");
-    c.cursorHighlightOpacity = env.number("SCRAWLET_DRAW_CURSOR_HIGHLIGHT_OPACITY");
+    readSettingsOverrides(env, c);
     c.keystrokeDisplay = env.flag("SCRAWLET_DRAW_KEYSTROKE_DISPLAY");
     c.settingsWindow = env.flag("SCRAWLET_DRAW_SETTINGS_WINDOW");
     c.settingsWindowCloseAfterSeconds = env.number("SCRAWLET_DRAW_SETTINGS_WINDOW_CLOSE_SECONDS");
@@ -398,6 +515,19 @@ std::vector<std::string> DrawConfig::behaviorTokenList(std::string_view text) {
         }
     }
     return tokens;
+}
+
+core::Settings DrawConfig::settingsWithOverrides(core::Settings settings) const {
+    for (const SettingsOverride& entry : kSettingsOverrides) {
+        std::visit(
+            [&](auto member) {
+                if (const auto& value = this->*member) {
+                    fieldOf(entry).assign(settings, toFieldValue(*value));
+                }
+            },
+            entry.member);
+    }
+    return settings;
 }
 
 core::Settings DrawConfig::currentSettings() const {

@@ -4,7 +4,8 @@
 // (from the file named by SCRAWLET_DRAW_SETTINGS, else through the settings store, reporting
 // the store's outcome on standard error) and applies the overrides. A configuration error
 // comes back as a ConfigExit (the line to print and the exit status) and nothing after it is
-// read; every other malformed value falls back to its default silently.
+// read; every other malformed value falls back to its default silently. Variables that stand
+// in for a settings field are read as that field's values and brought into its range.
 #pragma once
 
 #include <cstdint>
@@ -143,6 +144,9 @@ struct DrawConfig {
     // The settings document as it is now: the run's own file, else the store's (which may
     // repair it, as every store reader does); the built-in defaults when neither gives one.
     core::Settings currentSettings() const;
+    // `settings` with this run's variables that stand in for settings fields (lens, full-screen
+    // zoom easing, capture, spotlight, cursor highlight) on top, where they are set.
+    core::Settings settingsWithOverrides(core::Settings settings) const;
 };
 
 // Window level of a level token; unknown tokens and the empty one mean 1000.

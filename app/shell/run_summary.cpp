@@ -126,33 +126,32 @@ std::string unquoted(std::string_view value) {
 RunSummaryInput RunSummaryInput::fromConfig(const DrawConfig& config,
                                             const core::Settings& settings) {
     RunSummaryInput input;
-    const core::ZoomSettings& zoom = settings.zoom;
-    input.lens.level = config.lensLevel.value_or(zoom.level);
-    input.lens.sizePoints = config.lensSizePoints.value_or(zoom.lensSizePoints);
-    input.fullScreenZoom.level = zoom.level;
-    input.fullScreenZoom.panEasing = config.fullScreenZoomPanEasing.value_or(zoom.panEasing);
+    // The level variable is the lens's own: the full-screen zoom starts from the settings.
+    const core::Settings run = config.settingsWithOverrides(settings);
+    const core::ZoomSettings& zoom = run.zoom;
+    input.lens.level = zoom.level;
+    input.lens.sizePoints = zoom.lensSizePoints;
+    input.fullScreenZoom.level = settings.zoom.level;
+    input.fullScreenZoom.panEasing = zoom.panEasing;
     input.zoomLensShape = zoom.lensShape;
-    const core::SpotlightSettings& spotlight = settings.spotlight;
-    input.spotlight.shape = config.spotlightShape.value_or(spotlight.shape);
-    input.spotlight.sizePoints = config.spotlightSizePoints.value_or(spotlight.sizePoints);
-    input.spotlight.dimOpacity = config.spotlightDimOpacity.value_or(spotlight.dimOpacity);
-    input.spotlight.dimAllDisplays =
-        config.spotlightDimAllDisplays.value_or(spotlight.dimAllDisplays);
-    const core::CursorHighlightSettings& highlight = settings.cursorHighlight;
-    input.cursorHighlight.shape = config.cursorHighlightShape.value_or(highlight.shape);
-    input.cursorHighlight.sizePoints =
-        config.cursorHighlightSizePoints.value_or(highlight.sizePoints);
-    input.cursorHighlight.colour = config.cursorHighlightColour.value_or(highlight.colour);
-    input.cursorHighlight.opacity = config.cursorHighlightOpacity.value_or(highlight.opacity);
+    const core::SpotlightSettings& spotlight = run.spotlight;
+    input.spotlight.shape = spotlight.shape;
+    input.spotlight.sizePoints = spotlight.sizePoints;
+    input.spotlight.dimOpacity = spotlight.dimOpacity;
+    input.spotlight.dimAllDisplays = spotlight.dimAllDisplays;
+    const core::CursorHighlightSettings& highlight = run.cursorHighlight;
+    input.cursorHighlight.shape = highlight.shape;
+    input.cursorHighlight.sizePoints = highlight.sizePoints;
+    input.cursorHighlight.colour = highlight.colour;
+    input.cursorHighlight.opacity = highlight.opacity;
     input.cursorHighlight.borderWidthPoints = highlight.borderWidthPoints;
     input.cursorHighlight.clickRipple = highlight.clickRipple;
-    const core::KeystrokeDisplaySettings& keystrokes = settings.keystrokeDisplay;
+    const core::KeystrokeDisplaySettings& keystrokes = run.keystrokeDisplay;
     input.keystrokeDisplay.position = keystrokes.position;
     input.keystrokeDisplay.sizePoints = keystrokes.sizePoints;
     input.keystrokeDisplay.fadeMode = keystrokes.fade.mode;
-    input.captureDestinationFolder =
-        config.captureFolder.value_or(settings.capture.destinationFolder);
-    input.captureHistoryCount = config.captureHistoryCount.value_or(settings.capture.historyCount);
+    input.captureDestinationFolder = run.capture.destinationFolder;
+    input.captureHistoryCount = run.capture.historyCount;
     input.whiteboardBoardColour = settings.whiteboard.boardColour;
     input.onboardingCompleted = settings.system.onboardingCompleted;
     input.transport = config.transport;

@@ -128,6 +128,55 @@ TEST_F(DrawConfigTest, SettingsFileVariableReplacesTheStoreAndIsNeverWritten) {
     EXPECT_TRUE(read({{"SCRAWLET_DRAW_SETTINGS", ""}}).shortcutOverrides.empty());
 }
 
+TEST_F(DrawConfigTest, VariablesStandingInForSettingsAreHeldToTheFieldsRanges) {
+    const DrawConfig c = read({{"SCRAWLET_DRAW_LENS_LEVEL", "20"},
+                               {"SCRAWLET_DRAW_LENS_SIZE", "0"},
+                               {"SCRAWLET_DRAW_FULLSCREEN_ZOOM_EASING", "0.5"},
+                               {"SCRAWLET_DRAW_CAPTURE_FOLDER", ""},
+                               {"SCRAWLET_DRAW_CAPTURE_HISTORY_COUNT", "1000"},
+                               {"SCRAWLET_DRAW_SPOTLIGHT_SHAPE", "roundedRect"},
+                               {"SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY", "1.5"},
+                               {"SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL", "true"},
+                               {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_COLOUR", "#112233"},
+                               {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SIZE", "-3"},
+                               {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SHAPE", "rhombus"},
+                               {"SCRAWLET_DRAW_WIDTH", "500"}});
+    EXPECT_EQ(c.lensLevel, 8);
+    EXPECT_EQ(c.lensSizePoints, 0.001);
+    EXPECT_EQ(c.fullScreenZoomPanEasing, 0.5);
+    EXPECT_EQ(c.captureFolder, "");
+    EXPECT_EQ(c.captureHistoryCount, 50);
+    EXPECT_EQ(c.spotlightShape, core::RegionShape::roundedRect);
+    EXPECT_EQ(c.spotlightDimOpacity, 1);
+    EXPECT_EQ(c.spotlightDimAllDisplays, false) << "present, and not \"1\"";
+    EXPECT_EQ(c.cursorHighlightColour, (core::Colour{0x11, 0x22, 0x33, 255}));
+    EXPECT_EQ(c.cursorHighlightSizePoints, 0.001);
+    EXPECT_EQ(c.cursorHighlightShape, core::CursorHighlightShape::rhombus);
+    EXPECT_EQ(c.widthPoints, 500) << "the synthetic strokes' width is no preset";
+    EXPECT_EQ(c.annotation.strokeWidth.presetsPoints[1], 200);
+
+    // On top of a document, the variables replace exactly their fields.
+    core::Settings expected;
+    expected.zoom = {8, core::RegionShape::circle, 0.001, 0.5};
+    expected.capture = {"", 50};
+    expected.spotlight.shape = core::RegionShape::roundedRect;
+    expected.spotlight.dimOpacity = 1;
+    expected.cursorHighlight.colour = {0x11, 0x22, 0x33, 255};
+    expected.cursorHighlight.sizePoints = 0.001;
+    expected.cursorHighlight.shape = core::CursorHighlightShape::rhombus;
+    EXPECT_EQ(c.settingsWithOverrides(core::Settings{}), expected);
+
+    const DrawConfig unreadable = read({{"SCRAWLET_DRAW_LENS_LEVEL", "2x"},
+                                        {"SCRAWLET_DRAW_CAPTURE_HISTORY_COUNT", "5e3"},
+                                        {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_COLOUR", "#fff"},
+                                        {"SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SHAPE", "Ring"}});
+    EXPECT_FALSE(unreadable.lensLevel);
+    EXPECT_FALSE(unreadable.captureHistoryCount);
+    EXPECT_FALSE(unreadable.cursorHighlightColour);
+    EXPECT_FALSE(unreadable.cursorHighlightShape);
+    EXPECT_EQ(unreadable.settingsWithOverrides(core::Settings{}), core::Settings{});
+}
+
 TEST(LaunchModeSelection, ExplicitModeWinsAndUnknownWordsAreUsageErrors) {
     const auto mode = [](std::map<std::string, std::string> values) {
         return launchModeFromEnvironment(Environment(std::move(values)));

@@ -147,6 +147,19 @@ TEST(RunSummaryJson, ValuesUseTheirFixedForms) {
     EXPECT_EQ(rawValue(summaryJson(whole), "durationSeconds"), "2.000");
 }
 
+TEST(RunSummaryInput, TheLensLevelVariableIsTheLensesAlone) {
+    DrawConfig config;
+    config.lensLevel = 3;
+    config.spotlightSizePoints = 250;
+    core::Settings settings;
+    settings.zoom.level = 5;
+    const RunSummaryInput input = RunSummaryInput::fromConfig(config, settings);
+    EXPECT_EQ(input.lens.level, 3);
+    EXPECT_EQ(input.fullScreenZoom.level, 5);
+    EXPECT_EQ(input.spotlight.sizePoints, 250);
+    EXPECT_EQ(input.spotlight.dimOpacity, settings.spotlight.dimOpacity);
+}
+
 TEST(RunSummaryLines, ProgressLineAndPointerParkRecord) {
     EXPECT_EQ(progressLine(120, 3, 45), "draw: 120 events / 3 strokes / 45 frames");
     EXPECT_EQ(progressLine(0, 0, 0, 0),
