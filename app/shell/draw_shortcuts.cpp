@@ -53,7 +53,12 @@ void DrawShortcuts::start() {
     hotkeys_ = std::make_unique<shortcuts::HotkeyCentre>(*catalog_, config_.shortcutOverrides,
                                                          std::move(grabber));
     shortcuts::reportCatalogueOverlaps(*catalog_, config_.shortcutOverrides, std::cerr);
-    hotkeys_->setOnAction([this](ActionID action) { handle(action); });
+    // Qt hands pointer events to the windows after the whole batch of X events that held the
+    // key; a queued call runs after them, so Ctrl+Z right after a release undoes that stroke.
+    hotkeys_->setOnAction([this](ActionID action) {
+        QMetaObject::invokeMethod(
+            this, [this, action] { handle(action); }, Qt::QueuedConnection);
+    });
     // One registration pass: a scope change registers by itself, and a second pass would
     // report every refused chord twice.
     const auto before = hotkeys_->liveScopes();
@@ -93,6 +98,9 @@ void DrawShortcuts::refreshScopes() {
 }
 
 void DrawShortcuts::handle(ActionID action) {
+    if (!hotkeys_) {
+        return;
+    }
     const auto outcome = router_.dispatch(action);
     log::FrontmostLog::shared().record("hotkey", std::nullopt, std::string(core::rawValue(action)));
     using Kind = Outcome::Kind;
