@@ -107,7 +107,9 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     printBanner();
     displays_.setOnReconciled([this](std::size_t screens) { displaysReconciled(screens); });
     measurements_->startDriver();
-    timeLimit_.start(static_cast<int>(std::max(0.0, config_.maxDurationSeconds) * 1000));
+    if (config_.maxDurationSeconds) {
+        timeLimit_.start(static_cast<int>(std::max(0.0, *config_.maxDurationSeconds) * 1000));
+    }
     return std::nullopt;
 }
 

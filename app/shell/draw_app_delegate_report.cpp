@@ -30,6 +30,9 @@ void DrawAppDelegate::printBanner() const {
     text += line("level",
                  config_.levelToken + " (" + std::to_string(windowLevel(config_.levelToken)) + ")");
     text += line("click-through", onOff(surfaces_->ignoresMouse()));
+    text += line("time limit", config_.maxDurationSeconds
+                                   ? core::shortestDecimal(*config_.maxDurationSeconds) + " s"
+                                   : std::string("none (runs until you quit)"));
     text += line("tool", std::string(core::rawValue(tools_->tool())));
     text += shortcuts::Permissions::banner() + "\n";
     text += line("stroke", pen.colour.hexString() + " at " +

@@ -63,7 +63,8 @@ struct DrawConfig {
 
     std::string summaryPath = "/tmp/scrawlet-draw.json";
     std::string logPath = "/tmp/scrawlet-draw.jsonl";
-    double maxDurationSeconds = 600;
+    // None: the run lasts until the user quits.
+    std::optional<double> maxDurationSeconds;
     Transport transport = Transport::live;
     // How ink reaches the screen when forced; otherwise chosen from what the GL offers.
     std::optional<platform::PresentPath> presentPath;

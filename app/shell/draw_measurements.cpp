@@ -201,7 +201,8 @@ void DrawMeasurements::scheduleScriptedActions() {
     if (config_.scriptedActions.empty()) {
         return;
     }
-    const double delay = std::max(config_.maxDurationSeconds - 0.5, 0.2);
+    // Without a time limit they run as soon as the run is up.
+    const double delay = std::max(config_.maxDurationSeconds.value_or(0) - 0.5, 0.2);
     QTimer::singleShot(static_cast<int>(delay * 1000), Qt::PreciseTimer, this, [this] {
         stop();
         for (const core::ActionID action : config_.scriptedActions) {

@@ -26,6 +26,7 @@ TEST_F(DrawMode, DirectTransportRunEndsAtItsLimitWithTwoPanelsAndEveryKeyInOrder
     ASSERT_TRUE(run->started());
     ASSERT_EQ(run->wait(40s), 0) << run->standardError();
     EXPECT_NE(run->standardError().find("scrawlet draw (M0 T5)"), std::string::npos);
+    EXPECT_NE(run->standardError().find("  time limit:         3.0 s\n"), std::string::npos);
     EXPECT_NE(run->standardError().find("draw: wrote " + summary().string()), std::string::npos);
 
     const auto document = summaryDocument();
@@ -358,6 +359,27 @@ TEST_F(DrawMode, AnUnwritableSummaryEndsWithStatus3) {
     ASSERT_EQ(run->wait(30s), 3) << run->standardError();
     EXPECT_NE(run->standardError().find("draw: summary write failed: "), std::string::npos);
     EXPECT_EQ(logRecords().back()["note"], "timeout");
+}
+
+// Beautify turned on in the settings works from the first stroke, not only after a palette,
+// width or fading key has been pressed.
+TEST_F(DrawMode, BeautifyFromTheSettingsStraightensTheFirstStroke) {
+    auto settings = nlohmann::json::parse(scrawlet::core::Settings::defaultDocument);
+    settings["annotation"]["beautify"] = {{"enabled", true}};
+    const auto file = tmp.write("run-settings.json", settings.dump());
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_SETTINGS=" + file.string()});
+    // A shallow bow, 12 px out at its middle: meant as a straight line.
+    ASSERT_TRUE(input->movePointer({1300, 400}));
+    ASSERT_TRUE(input->setButton(Qt::LeftButton, true));
+    for (int x = 1320; x <= 1600; x += 20) {
+        const int bow = 12 - std::abs(x - 1450) * 12 / 150;
+        ASSERT_TRUE(input->movePointer({x, 400 + bow}));
+        QTest::qWait(5);
+    }
+    ASSERT_TRUE(input->setButton(Qt::LeftButton, false));
+    EXPECT_TRUE(awaitColour({1450, 400}, kInk)) << "the chord of the bow is drawn";
+    EXPECT_TRUE(awaitColour({1450, 412}, kInk, false)) << "the bow itself is gone";
+    finishWith(*run, SIGTERM);
 }
 
 }  // namespace

@@ -98,8 +98,10 @@ TEST_F(DrawConfigTest, NumbersAreDecimalAndATimeLimitATimerCannotHoldIsTheDefaul
              {"2", 2}, {"-2.5", -2.5}, {"+.5", 0.5}, {"1.", 1}, {"1e3", 1000}, {"2.5E-1", 0.25}}) {
         EXPECT_EQ(Environment::parseNumber(text), value) << text;
     }
+    EXPECT_EQ(read({}).maxDurationSeconds, std::nullopt) << "no limit unless one is asked for";
     for (const std::string value : {"inf", "nan", "1e12", "3000000"}) {
-        EXPECT_EQ(read({{"SCRAWLET_DRAW_SECONDS", value}}).maxDurationSeconds, 600) << value;
+        EXPECT_EQ(read({{"SCRAWLET_DRAW_SECONDS", value}}).maxDurationSeconds, std::nullopt)
+            << value;
     }
     EXPECT_EQ(read({{"SCRAWLET_DRAW_SECONDS", "2000000"}}).maxDurationSeconds, 2000000);
 }
