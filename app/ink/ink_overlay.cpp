@@ -170,7 +170,11 @@ void InkOverlay::layOut(const InkCanvas& canvas, const core::DisplayTransform& t
             QFontMetricsF(hintFont())
                 .boundingRect(QRectF(0, 0, hintMaximumTextWidth(host), 1e4),
                               Qt::AlignHCenter | Qt::TextWordWrap, decorations.hintText);
-        const ViewRect bubble = hintBubble(host, bounds.width(), bounds.height());
+        std::optional<ViewRect> keepClear;
+        if (const auto& area = decorations.hintKeepClear) {
+            keepClear = ViewRect{area->x(), area->y(), area->width(), area->height()};
+        }
+        const ViewRect bubble = hintBubble(host, bounds.width(), bounds.height(), keepClear);
         const auto level = static_cast<std::size_t>(std::lround(decorations.hintOpacity * 255));
         add(Kind::hint, -1, QRectF(bubble.x, bubble.y, bubble.width, bubble.height),
             combine(std::hash<QString>{}(decorations.hintText), level), kEdgeMarginPixels);

@@ -35,6 +35,8 @@ struct OverlayDecorations {
     double hintOpacity = 1;
     bool caretBarShown = true;
     std::optional<QRectF> marquee;
+    // Where the hint must not go: a window above the overlay, in view points.
+    std::optional<QRectF> hintKeepClear;
     std::span<const core::fiducials::Mark> fiducials;
 };
 

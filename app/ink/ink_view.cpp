@@ -176,6 +176,11 @@ OverlayDecorations InkView::decorations(double time) const {
     if (regionOrigin_)
         result.marquee = regionRect_;
     result.fiducials = fiducials_;
+    if (!hintText_.isEmpty() && hintKeepClear_) {
+        if (const auto area = hintKeepClear_()) {
+            result.hintKeepClear = QRectF(area->translated(-geometry().topLeft()));
+        }
+    }
     return result;
 }
 

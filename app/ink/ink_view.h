@@ -70,6 +70,10 @@ class InkView : public gl::FramePanel, private InkCanvas::Listener {
     void setPointerOverControlPanel(std::function<bool()> test) {
         overControlPanel_ = std::move(test);
     }
+    // The global rectangle of a window above this view that the hint must leave visible.
+    void setHintKeepClear(std::function<std::optional<QRect>()> area) {
+        hintKeepClear_ = std::move(area);
+    }
     void setOnTypingChord(std::function<bool(const core::Chord&)> handler) {
         onTypingChord_ = std::move(handler);
     }
@@ -159,6 +163,7 @@ class InkView : public gl::FramePanel, private InkCanvas::Listener {
     std::optional<Qt::CursorShape> appliedCursor_;
     std::function<bool()> overControlPanel_;
     std::function<bool(const core::Chord&)> onTypingChord_;
+    std::function<std::optional<QRect>()> hintKeepClear_;
     std::function<void(const QRectF&)> onRegionSelected_;
     std::function<void(double, std::uint64_t)> onFrameSwapped_;
     bool leftButtonDown_ = false;

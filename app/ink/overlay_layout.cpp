@@ -26,10 +26,25 @@ double hintMaximumTextWidth(const ViewRect& host) {
     return std::min(host.width * 0.5, 620.0) - 28;
 }
 
-ViewRect hintBubble(const ViewRect& host, double textWidth, double textHeight) {
+ViewRect hintBubble(const ViewRect& host, double textWidth, double textHeight,
+                    const std::optional<ViewRect>& keepClear) {
     const double width = std::ceil(textWidth) + 28;
     const double height = textHeight + 14;
-    return {host.x + (host.width - width) / 2, host.y + host.height - 96 - height, width, height};
+    ViewRect bubble{host.x + (host.width - width) / 2, host.y + host.height - 96 - height, width,
+                    height};
+    if (!keepClear) {
+        return bubble;
+    }
+    const ViewRect& clear = *keepClear;
+    const bool overlaps = bubble.x < clear.x + clear.width && clear.x < bubble.x + bubble.width &&
+                          bubble.y < clear.y + clear.height && clear.y < bubble.y + bubble.height;
+    if (!overlaps) {
+        return bubble;
+    }
+    constexpr double gap = 8;
+    const double below = clear.y + clear.height + gap;
+    bubble.y = below + height <= host.y + host.height - gap ? below : clear.y - gap - height;
+    return bubble;
 }
 
 }  // namespace scrawlet::ink

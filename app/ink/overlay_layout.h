@@ -2,6 +2,8 @@
 // hint bubble. Pure geometry in view points with the origin at the top left, y down.
 #pragma once
 
+#include <optional>
+
 #include "core/geometry.h"
 
 namespace scrawlet::ink {
@@ -32,7 +34,9 @@ CaretGeometry caretGeometry(const ViewRect& label, double lastLineWidth, double 
 // Widest the hint's text may wrap to inside `host`.
 double hintMaximumTextWidth(const ViewRect& host);
 // The bubble around a laid-out text of `textWidth` × `textHeight`: centred, 96 points above the
-// host's bottom.
-ViewRect hintBubble(const ViewRect& host, double textWidth, double textHeight);
+// host's bottom; moved just below `keepClear` (a window above the overlay, such as the control
+// panel) when it would overlap it, or just above it when there is no room below.
+ViewRect hintBubble(const ViewRect& host, double textWidth, double textHeight,
+                    const std::optional<ViewRect>& keepClear = std::nullopt);
 
 }  // namespace scrawlet::ink

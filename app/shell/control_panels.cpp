@@ -100,6 +100,15 @@ bool ControlPanels::containsPointer() const {
     });
 }
 
+std::optional<QRect> ControlPanels::visibleWithin(const QRect& area) const {
+    for (const Entry& entry : panels_) {
+        if (entry.panel->isVisible() && area.intersects(entry.panel->geometry())) {
+            return entry.panel->geometry();
+        }
+    }
+    return std::nullopt;
+}
+
 void ControlPanels::show() {
     for (const Entry& entry : panels_) {
         entry.panel->setVisible(shown_ && annotating_ && entry.present);

@@ -34,6 +34,8 @@ class ControlPanels : public DisplayFeature, public ink::ToolController::Observe
     bool toggle();
     void setAnnotating(bool annotating);
     bool containsPointer() const;
+    // The visible panel that lies on `area`, in global points.
+    std::optional<QRect> visibleWithin(const QRect& area) const;
 
   private:
     struct Entry {

@@ -63,6 +63,9 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     surfaces_->setOnTypingChord(
         [this](const core::Chord& chord) { return shortcuts_ && shortcuts_->typingChord(chord); });
     surfaces_->setPointerOverPanel([this] { return panels_ && panels_->containsPointer(); });
+    surfaces_->setHintKeepClear([this](const QRect& view) -> std::optional<QRect> {
+        return panels_ ? panels_->visibleWithin(view) : std::nullopt;
+    });
     tools_->addObserver(*surfaces_);
     displays_.addFeature(*surfaces_);
     if (!displays_.start()) {

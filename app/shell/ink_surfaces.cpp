@@ -83,6 +83,9 @@ bool InkSurfaces::attach(const Display& display) {
         view->setFlag(Qt::WindowTransparentForInput, ignoresMouse_);
     }
     view->setPointerOverControlPanel([this] { return overPanel_ && overPanel_(); });
+    view->setHintKeepClear([this, raw = view.get()]() -> std::optional<QRect> {
+        return hintKeepClear_ ? hintKeepClear_(raw->geometry()) : std::nullopt;
+    });
     view->setOnTypingChord(
         [this](const core::Chord& chord) { return onTypingChord_ && onTypingChord_(chord); });
     if (config_.fiducials) {

@@ -37,6 +37,10 @@ class InkSurfaces : public DisplayFeature,
 
     // Asked for every pointer position over the ink: the arrow cursor shows over a panel.
     void setPointerOverPanel(std::function<bool()> test) { overPanel_ = std::move(test); }
+    // The global rectangle the hint must leave visible on a view of `viewGeometry`, if any.
+    void setHintKeepClear(std::function<std::optional<QRect>(const QRect&)> area) {
+        hintKeepClear_ = std::move(area);
+    }
     // A chord typed into a label that the typing scope maps to an action; true when taken.
     void setOnTypingChord(std::function<bool(const core::Chord&)> handler) {
         onTypingChord_ = std::move(handler);
@@ -83,6 +87,7 @@ class InkSurfaces : public DisplayFeature,
     platform::PresentPath presentPath_;
     std::function<bool()> overPanel_;
     std::function<bool(const core::Chord&)> onTypingChord_;
+    std::function<std::optional<QRect>(const QRect&)> hintKeepClear_;
     std::vector<Surface> surfaces_;
     std::optional<double> timeToLive_;
     bool annotating_ = true;

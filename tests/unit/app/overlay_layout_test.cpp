@@ -32,5 +32,17 @@ TEST(OverlayLayout, HintBubbleIsCentredAboveTheBottomAndWrapsAtHalfTheWidth) {
     EXPECT_EQ(hintBubble(screen, 99.2, 18), (ViewRect{896, 952, 128, 32}));
 }
 
+// The control panel sits above the overlay: the hint moves out from under it, below it while
+// there is room and above it otherwise, and stays put when they do not meet.
+TEST(OverlayLayout, HintBubbleLeavesTheControlPanelVisible) {
+    const ViewRect screen{0, 0, 1920, 1080};
+    const ViewRect homePanel{776, 898, 368, 62};
+    EXPECT_EQ(hintBubble(screen, 99.2, 18, homePanel), (ViewRect{896, 968, 128, 32}));
+    const ViewRect panelAtTheBottom{776, 980, 368, 62};
+    EXPECT_EQ(hintBubble(screen, 99.2, 18, panelAtTheBottom), (ViewRect{896, 940, 128, 32}));
+    const ViewRect panelAside{100, 950, 368, 62};
+    EXPECT_EQ(hintBubble(screen, 99.2, 18, panelAside), (ViewRect{896, 952, 128, 32}));
+}
+
 }  // namespace
 }  // namespace scrawlet::ink
