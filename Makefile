@@ -19,8 +19,13 @@ run: build
 	@if [ -x $(BUILD_DIR)/scrawlet ]; then exec $(BUILD_DIR)/scrawlet; \
 	else echo "scrawlet: built the model library and tests; there is no scrawlet executable yet"; fi
 
-# Every test, then the unit tests again under AddressSanitizer and UBSan.
+BENCH_TARGETS = scrawlet_bench scrawlet_ink_latency scrawlet_draw_run scrawlet_ink_compare
+
+# The sources' checks, the benchmarks built (not run), every test, then the unit tests again
+# under AddressSanitizer and UBSan.
 test: build
+	@scripts/check-sources
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target $(BENCH_TARGETS)
 	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
 	@cmake -S . -B $(SANITIZE_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DSCRAWLET_WERROR=ON \
 		-DSCRAWLET_SANITIZE=ON >/dev/null

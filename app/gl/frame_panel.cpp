@@ -87,7 +87,7 @@ void FramePanel::tick() {
         scheduler_.suspend();
         return;
     }
-    if (scheduler_.tick(time, isAnimating(time)) == ink::FrameScheduler::TickOutcome::draw) {
+    if (scheduler_.tick(time, isAnimating(time)) == gl::FrameScheduler::TickOutcome::draw) {
         scheduler_.frameFinished(time, renderFrame(time));
     }
     scheduleTick();

@@ -10,7 +10,7 @@
 #include <QTimer>
 #include <QWindow>
 
-#include "app/ink/frame_scheduler.h"
+#include "app/gl/frame_scheduler.h"
 #include "app/platform/gl_presenter.h"
 
 namespace scrawlet::gl {
@@ -22,7 +22,7 @@ class FramePanel : public QWindow {
     FramePanel(QScreen* screen, platform::PresentPath path);
 
     platform::PresentPath presentPath() const { return presentPath_; }
-    const ink::FrameScheduler& frames() const { return scheduler_; }
+    const gl::FrameScheduler& frames() const { return scheduler_; }
     // Seconds on the monotonic clock.
     double now() const;
     // Something changed that the next frame must show.
@@ -49,7 +49,7 @@ class FramePanel : public QWindow {
     void tick();
 
     platform::PresentPath presentPath_;
-    ink::FrameScheduler scheduler_;
+    gl::FrameScheduler scheduler_;
     QTimer tickTimer_;
     bool stopped_ = false;
 };

@@ -1,8 +1,8 @@
-#include "app/ink/frame_scheduler.h"
+#include "app/gl/frame_scheduler.h"
 
 #include <gtest/gtest.h>
 
-namespace scrawlet::ink {
+namespace scrawlet::gl {
 namespace {
 
 constexpr double kInterval = 1.0 / 60;
@@ -75,4 +75,4 @@ TEST(FrameSchedulerPacing, FadingInkKeepsFramesComingAndDeferredFramesAreRetried
 }
 
 }  // namespace
-}  // namespace scrawlet::ink
+}  // namespace scrawlet::gl

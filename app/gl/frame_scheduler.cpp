@@ -1,9 +1,9 @@
-#include "app/ink/frame_scheduler.h"
+#include "app/gl/frame_scheduler.h"
 
 #include <algorithm>
 #include <cassert>
 
-namespace scrawlet::ink {
+namespace scrawlet::gl {
 
 FrameScheduler::FrameScheduler(double refreshIntervalSeconds)
     : refreshInterval_(refreshIntervalSeconds) {
@@ -64,4 +64,4 @@ double FrameScheduler::nextTickTime() const {
     return lastTickTime_ + refreshInterval_;
 }
 
-}  // namespace scrawlet::ink
+}  // namespace scrawlet::gl

@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-namespace scrawlet::ink {
+namespace scrawlet::gl {
 
 class FrameScheduler {
   public:
@@ -57,4 +57,4 @@ class FrameScheduler {
     std::uint64_t deferredFrameCount_ = 0;
 };
 
-}  // namespace scrawlet::ink
+}  // namespace scrawlet::gl
