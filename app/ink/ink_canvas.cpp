@@ -64,6 +64,9 @@ void InkCanvas::pointerDown(ContentPoint p, PointerModifiers modifiers, int clic
                 beginTextSession(p, "", style_);
             }
             return;
+        case core::Tool::eraser:
+            // Offered in the tool set but not built yet: it leaves the canvas as it is.
+            return;
         default:
             inkHandler(Phase::down, p, modifiers, now);
     }
@@ -77,7 +80,7 @@ void InkCanvas::pointerDrag(ContentPoint p, PointerModifiers modifiers) {
         }
         return;
     }
-    if (tool_ != core::Tool::text) {
+    if (tool_ != core::Tool::text && tool_ != core::Tool::eraser) {
         inkHandler(Phase::drag, p, modifiers, 0);
     }
 }
@@ -87,7 +90,7 @@ void InkCanvas::pointerUp(ContentPoint p, PointerModifiers modifiers, double now
         commitMove();
         return;
     }
-    if (tool_ == core::Tool::text) {
+    if (tool_ == core::Tool::text || tool_ == core::Tool::eraser) {
         return;
     }
     inkHandler(Phase::up, p, modifiers, now);

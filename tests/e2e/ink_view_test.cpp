@@ -90,6 +90,19 @@ class InkViewTest : public e2e::GuiTestSuite, public ::testing::WithParamInterfa
         return mismatches;
     }
 
+    // The most opaque pixel of `area` in the window.
+    int maximumAlpha(const QRect& area) const {
+        const QImage shown = QGuiApplication::primaryScreen()
+                                 ->grabWindow(view->winId())
+                                 .toImage()
+                                 .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        int most = 0;
+        for (int y = area.top(); y <= area.bottom(); ++y)
+            for (int x = area.left(); x <= area.right(); ++x)
+                most = std::max(most, qAlpha(shown.pixel(x, y)));
+        return most;
+    }
+
     void stroke(std::mt19937& random) {
         std::uniform_real_distribution<double> x(20, 340), y(20, 220);
         InkCanvas& canvas = view->canvas();
@@ -173,6 +186,24 @@ TEST_P(InkViewTest, AnimationFollowsTheRefreshOfItsDisplay) {
     EXPECT_TRUE(QTest::qWaitFor(
         [&] { return std::abs(view->frames().refreshInterval() - 1.0 / 75) < 1e-4; }, 5000))
         << 1 / view->frames().refreshInterval() << " Hz";
+}
+
+TEST_P(InkViewTest, TheEraserLeavesTheCanvasAsItIs) {
+    showAndSettle();
+    const auto dragAcross = [&] {
+        QTest::mousePress(view.get(), Qt::LeftButton, {}, QPoint(60, 80));
+        for (int x = 70; x <= 200; x += 10) QTest::mouseMove(view.get(), QPoint(x, 80));
+        QTest::mouseRelease(view.get(), Qt::LeftButton, {}, QPoint(200, 80));
+        settle();
+    };
+    view->setTool(core::Tool::eraser);
+    dragAcross();
+    EXPECT_EQ(view->canvas().scene().spanCount(), 0);
+    EXPECT_EQ(view->canvas().history().canUndo(), false);
+    EXPECT_EQ(maximumAlpha({50, 70, 160, 20}), 0) << "no ink in the window";
+    view->setTool(core::Tool::pen);
+    dragAcross();
+    EXPECT_EQ(maximumAlpha({50, 70, 160, 20}), 255) << "the same drag with the pen draws";
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,
