@@ -36,6 +36,8 @@ struct OverlayDecorations {
     bool caretBarShown = true;
     std::optional<QRectF> marquee;
     std::span<const core::fiducials::Mark> fiducials;
+    // The frame's time: committed labels fade with auto-erase as strokes do.
+    double now = 0;
 };
 
 // The font of a text item: the style's size in pixels times the zoom.

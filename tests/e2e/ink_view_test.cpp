@@ -206,6 +206,40 @@ TEST_P(InkViewTest, TheEraserLeavesTheCanvasAsItIs) {
     EXPECT_EQ(maximumAlpha({50, 70, 160, 20}), 255) << "the same drag with the pen draws";
 }
 
+TEST_P(InkViewTest, TextLabelsFadeAndHideWithTheStrokesOfTheirMoment) {
+    showAndSettle();
+    constexpr double kTimeToLive = 1.0;
+    view->setTimeToLive(kTimeToLive);
+    InkCanvas& canvas = view->canvas();
+    view->setTool(core::Tool::text);
+    canvas.pointerDown({40, 100}, {}, 1, view->now());
+    ASSERT_TRUE(canvas.textSession()) << "the keyboard was not grabbed";
+    canvas.typeKey({TextKey::Kind::characters, "Talk"}, view->now());
+    const double birth = view->now();
+    canvas.typeKey({TextKey::Kind::escape, {}}, birth);
+    view->setTool(core::Tool::pen);
+    canvas.pointerDown({40, 180}, {}, 1, birth);
+    canvas.pointerUp({200, 180}, {}, birth);
+    settle();
+    const QRect label(30, 50, 200, 70), stroke(30, 170, 190, 20);
+    ASSERT_EQ(maximumAlpha(label), 255) << "the label is shown";
+    ASSERT_EQ(maximumAlpha(stroke), 255);
+
+    // Both fade out together; then the clock stops. The last frame comes a little before the
+    // end, so what it shows is nearly, not quite, transparent.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return view->now() > birth + kTimeToLive && !view->frames().isRunning(); }, 5000));
+    xcb_aux_sync();
+    EXPECT_LE(maximumAlpha(label), maximumAlpha(stroke) + 1) << "the label fades as the stroke";
+    // The next frame, for a dot elsewhere, finds both gone.
+    canvas.pointerDown({330, 20}, {}, 1, view->now());
+    canvas.pointerUp({330, 20}, {}, view->now());
+    settle();
+    EXPECT_EQ(maximumAlpha(stroke), 0);
+    EXPECT_EQ(maximumAlpha(label), 0);
+    EXPECT_EQ(canvas.textScene().visibleCount(), 1) << "hidden by its age, not removed";
+}
+
 INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,
                          ::testing::Values(PresentPath::software, PresentPath::copySubBuffer,
                                            PresentPath::fullSwap),
