@@ -240,6 +240,31 @@ TEST_P(InkViewTest, TextLabelsFadeAndHideWithTheStrokesOfTheirMoment) {
     EXPECT_EQ(canvas.textScene().visibleCount(), 1) << "hidden by its age, not removed";
 }
 
+TEST_P(InkViewTest, AFadingStrokeIsOneShapeAtOneOpacity) {
+    showAndSettle();
+    constexpr double kTimeToLive = 1.5;  // opaque for 1.1 s, then 0.4 s of fading
+    view->setTimeToLive(kTimeToLive);
+    view->setStyle({{30, 60, 200, 255}, 6, 1, core::InkBlend::normal});
+    InkCanvas& canvas = view->canvas();
+    const double birth = view->now();
+    canvas.pointerDown({20, 30}, {}, 1, birth);
+    for (int x = 40; x <= 340; x += 20) canvas.pointerDrag({static_cast<double>(x), 30}, {});
+    canvas.pointerUp({340, 30}, {}, birth);
+    settle();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->now() > birth + 1.2; }, 5000));
+    // One moment of the fade: along the middle row, the joints every 20 pixels are no darker
+    // than the segments between them.
+    const QImage shown = QGuiApplication::primaryScreen()->grabWindow(view->winId()).toImage();
+    int least = 255, most = 0;
+    for (int x = 30; x <= 330; ++x) {
+        least = std::min(least, qAlpha(shown.pixel(x, 30)));
+        most = std::max(most, qAlpha(shown.pixel(x, 30)));
+    }
+    EXPECT_GT(least, 0) << "grabbed after the fade";
+    EXPECT_LT(most, 255) << "grabbed before the fade";
+    EXPECT_LE(most - least, 2) << "one stroke at one opacity";
+}
+
 INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,
                          ::testing::Values(PresentPath::software, PresentPath::copySubBuffer,
                                            PresentPath::fullSwap),
