@@ -1,6 +1,7 @@
 // The ink view on a real X server, on each drawing path this machine offers: what partial
 // frames leave in the window equals a full redraw of the same scene, double clicks draw what
-// two clicks draw, and a view that cannot be seen owes no frames.
+// two clicks draw, a view that cannot be seen owes no frames, the eraser draws nothing, text
+// labels fade with the strokes of their moment, and a fading stroke has no darker joints.
 #include "app/ink/ink_view.h"
 
 #include <gtest/gtest.h>
