@@ -1,5 +1,6 @@
-// The CPU renderer's cost per frame: a new segment drawn onto a full screen of ink, and a
-// repaint of the whole screen after an undo, with thin pens and with very wide ones.
+// The CPU renderer's cost per frame: a new segment drawn onto a full screen of ink, a repaint
+// of the whole screen after an undo, and a whole screen of ink fading, with thin pens and with
+// very wide ones.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -93,5 +94,23 @@ BENCHMARK(BM_RepaintEverythingAfterUndo)
     ->Args({200, 20})
     ->Args({5000, 20})
     ->Unit(benchmark::kMillisecond);
+
+// Every stroke on the screen fading at once: each frame repaints them within its budget, and
+// how much of the screen one frame gets through is what fading costs.
+void BM_FadingFullScreenFrame(benchmark::State& state) {
+    Rig rig(static_cast<double>(state.range(0)));
+    rig.canvas.setTimeToLive(1.0);
+    rig.fill(static_cast<int>(state.range(1)), 100);
+    while (rig.layer.hasPendingRepaint()) rig.render();
+    double now = 1.61;
+    double presented = 0;
+    for (auto _ : state) {
+        now = now < 1.95 ? now + 0.001 : 1.61;
+        rig.render(now);
+        presented += static_cast<double>(rig.layer.lastPresentedArea());
+    }
+    state.counters["pixels"] = benchmark::Counter(presented, benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(BM_FadingFullScreenFrame)->Args({4, 200})->Args({200, 20})->Unit(benchmark::kMillisecond);
 
 }  // namespace

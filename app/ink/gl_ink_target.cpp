@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/ink/overlay_compositor.h"
+#include "app/ink/shape_coverage.h"
 #include "app/ink/stroke_renderer.h"
 
 namespace scrawlet::ink {
@@ -23,12 +24,15 @@ std::unique_ptr<GlInkTarget> GlInkTarget::create(QWindow& window, int instanceCa
     if (target->gl_) {
         target->renderer_ = StrokeRenderer::create(instanceCapacity);
         target->compositor_ = OverlayCompositor::create();
+        target->shapes_ = ShapeCoverage::create();
         target->presenter_ = platform::createGlPresenter(*target->context_, window, path);
     }
-    const bool complete = target->renderer_ && target->compositor_ && target->presenter_;
+    const bool complete =
+        target->renderer_ && target->compositor_ && target->shapes_ && target->presenter_;
     if (!complete) {
         target->renderer_.reset();
         target->compositor_.reset();
+        target->shapes_.reset();
     }
     target->context_->doneCurrent();
     return complete ? std::move(target) : nullptr;
@@ -41,6 +45,7 @@ GlInkTarget::~GlInkTarget() {
         guard_.reset();
         renderer_.reset();
         compositor_.reset();
+        shapes_.reset();
         context_->doneCurrent();
     }
 }
@@ -87,6 +92,30 @@ void GlInkTarget::drawInstances(int start, int count, core::InkBlend blend, cons
                                 const PixelRect& clip) {
     scissor(clip);
     renderer_->drawRange(start, count, blend, fade, QSize(bounds_.width, bounds_.height));
+}
+
+void GlInkTarget::beginShape(const PixelRect& clip) {
+    shapeClip_ = clip;
+    if (!shapes_->bind(QSize(bounds_.width, bounds_.height))) {
+        // Without a coverage target the stroke is not drawn at all rather than drawn wrong.
+        shapeClip_ = {};
+    }
+    scissor(shapeClip_);
+    gl_->glClearColor(0, 0, 0, 0);
+    gl_->glClear(GL_COLOR_BUFFER_BIT);
+}
+
+void GlInkTarget::addToShape(int start, int count) {
+    if (!shapeClip_.isEmpty())
+        renderer_->drawCoverage(start, count, QSize(bounds_.width, bounds_.height));
+}
+
+void GlInkTarget::endShape(const ShapePaint& paint) {
+    gl_->glBindFramebuffer(GL_FRAMEBUFFER, context_->defaultFramebufferObject());
+    if (shapeClip_.isEmpty())
+        return;
+    scissor(shapeClip_);
+    shapes_->composite(paint);
 }
 
 void GlInkTarget::drawOverlay(const PixelRect& rect) {

@@ -21,6 +21,7 @@ class QWindow;
 namespace scrawlet::ink {
 
 class OverlayCompositor;
+class ShapeCoverage;
 class StrokeRenderer;
 
 class GlInkTarget : public InkTarget {
@@ -38,6 +39,9 @@ class GlInkTarget : public InkTarget {
     void clear(const PixelRect& rect) override;
     void drawInstances(int start, int count, core::InkBlend blend, const FadeUniform& fade,
                        const PixelRect& clip) override;
+    void beginShape(const PixelRect& clip) override;
+    void addToShape(int start, int count) override;
+    void endShape(const ShapePaint& paint) override;
     void drawOverlay(const PixelRect& rect) override;
     void present(std::span<const PixelRect> rects) override;
 
@@ -50,6 +54,8 @@ class GlInkTarget : public InkTarget {
     QOpenGLFunctions_3_3_Core* gl_ = nullptr;
     std::unique_ptr<StrokeRenderer> renderer_;
     std::unique_ptr<OverlayCompositor> compositor_;
+    std::unique_ptr<ShapeCoverage> shapes_;
+    PixelRect shapeClip_;
     std::unique_ptr<platform::GlPresenter> presenter_;
     std::optional<gl::StateGuard> guard_;
     PixelRect bounds_;

@@ -1,5 +1,6 @@
 #include "app/ink/ink_canvas.h"
 
+#include "core/auto_erase.h"
 #include "core/beautify.h"
 
 namespace scrawlet::ink {
@@ -64,6 +65,9 @@ void InkCanvas::pointerDown(ContentPoint p, PointerModifiers modifiers, int clic
                 beginTextSession(p, "", style_);
             }
             return;
+        case core::Tool::eraser:
+            // Offered in the tool set but not built yet: it leaves the canvas as it is.
+            return;
         default:
             inkHandler(Phase::down, p, modifiers, now);
     }
@@ -77,7 +81,7 @@ void InkCanvas::pointerDrag(ContentPoint p, PointerModifiers modifiers) {
         }
         return;
     }
-    if (tool_ != core::Tool::text) {
+    if (tool_ != core::Tool::text && tool_ != core::Tool::eraser) {
         inkHandler(Phase::drag, p, modifiers, 0);
     }
 }
@@ -87,7 +91,7 @@ void InkCanvas::pointerUp(ContentPoint p, PointerModifiers modifiers, double now
         commitMove();
         return;
     }
-    if (tool_ == core::Tool::text) {
+    if (tool_ == core::Tool::text || tool_ == core::Tool::eraser) {
         return;
     }
     inkHandler(Phase::up, p, modifiers, now);
@@ -458,11 +462,38 @@ void InkCanvas::prewarm(ContentPoint at) {
 }
 
 bool InkCanvas::isFading(double now) const {
-    if (!timeToLiveSeconds_ || scene_.visibleSpanCount() < 1) {
+    if (!timeToLiveSeconds_) {
         return false;
     }
-    const auto newest = scene_.newestBirth();
-    return newest && now < *newest + *timeToLiveSeconds_;
+    if (const auto newest = scene_.newestBirth(); newest && now < *newest + *timeToLiveSeconds_) {
+        return true;
+    }
+    for (int i = 0; i < textScene_.visibleCount(); ++i) {
+        if (textScene_.isVisible(i) && now < textScene_.span(i).birth + *timeToLiveSeconds_) {
+            return true;
+        }
+    }
+    return false;
+}
+
+double InkCanvas::textOpacity(int index, double now) const {
+    return core::AutoErase::alpha(now - textScene_.span(index).birth, timeToLiveSeconds_);
+}
+
+bool InkCanvas::textOpacityChanges(double then, double now) const {
+    if (!timeToLiveSeconds_ || !(*timeToLiveSeconds_ > 0)) {
+        return false;
+    }
+    const double ttl = *timeToLiveSeconds_;
+    const double hold = ttl - core::AutoErase::fadeWindow(ttl);
+    for (int i = 0; i < textScene_.visibleCount(); ++i) {
+        const double birth = textScene_.span(i).birth;
+        // As for strokes: it moves only while its age is between the hold and the end.
+        if (textScene_.isVisible(i) && now > birth + hold && then < birth + ttl) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void InkCanvas::record() {

@@ -118,8 +118,12 @@ class InkCanvas {
     // Runs the stroke path once with nothing kept, so the first real stroke finds warm code.
     void prewarm(core::ContentPoint at);
 
-    // Whether ink may still be fading at `now` (frames must keep coming).
+    // Whether ink or text may still be fading at `now` (frames must keep coming).
     bool isFading(double now) const;
+    // A text item's opacity at `now` under auto-erase: 1, then down to 0 at its time to live.
+    double textOpacity(int index, double now) const;
+    // Whether the opacity of a visible text item differs between `then` and `now`.
+    bool textOpacityChanges(double then, double now) const;
 
     const core::StrokeScene& scene() const { return scene_; }
     const core::TextScene& textScene() const { return textScene_; }

@@ -48,16 +48,71 @@ void InkLayer::addFadingDamage(const InkCanvas& canvas, const core::DisplayTrans
     }
 }
 
+void InkLayer::drawScene(InkTarget& target, int from, int to, const FadeUniform& fade,
+                         const PixelRect& clip) {
+    // The stroke whose shape is open, by its first instance: its instances may come in several
+    // ranges when parts of it do not reach into `clip`, and are all added before it ends.
+    int openShape = -1;
+    ShapePaint paint;
+    const auto endShape = [&] {
+        if (openShape >= 0)
+            target.endShape(paint);
+        openShape = -1;
+    };
+    const std::span<const SegmentInstance> instances = builder_.instances();
+    builder_.forEachRangeIn(clip, from, to, [&](int s, int n, core::InkBlend blend) {
+        const int e = s + n;
+        for (int i = s; i < e;) {
+            const auto [first, last] = builder_.strokeAt(i);
+            const int pieceEnd = std::min(e, last);
+            if (!builder_.drawsAsShape(i, fade)) {
+                // Strokes drawn capsule by capsule go together in one call.
+                int j = pieceEnd;
+                while (j < e && !builder_.drawsAsShape(j, fade))
+                    j = std::min(e, builder_.strokeAt(j).second);
+                endShape();
+                target.drawInstances(i, j - i, blend, fade, clip);
+                i = j;
+                continue;
+            }
+            if (openShape != first) {
+                endShape();
+                paint = ShapePaint::of(instances[static_cast<std::size_t>(i)], fade);
+                // Faded out: nothing to draw.
+                if (paint.opacity > 0) {
+                    target.beginShape(builder_.reach(first, last).intersected(clip));
+                    openShape = first;
+                }
+            }
+            if (openShape == first)
+                target.addToShape(i, pieceEnd - i);
+            i = pieceEnd;
+        }
+    });
+    endShape();
+}
+
+void InkLayer::drawLive(InkTarget& target, const FadeUniform& fade, const PixelRect& clip) {
+    const int start = builder_.instanceCount();
+    const int count = builder_.liveInstanceCount();
+    if (count <= 0 || !builder_.liveReach().intersects(clip))
+        return;
+    const ShapePaint paint =
+        ShapePaint::of(builder_.instances()[static_cast<std::size_t>(start)], fade);
+    if (builder_.liveBlend() == core::InkBlend::normal && paint.opacity < 1 && count > 1) {
+        target.beginShape(builder_.liveReach().intersected(clip));
+        target.addToShape(start, count);
+        target.endShape(paint);
+        return;
+    }
+    target.drawInstances(start, count, builder_.liveBlend(), fade, clip);
+}
+
 void InkLayer::repaint(InkTarget& target, const PixelRect& rect, const FadeUniform& fade) {
     target.clear(rect);
     const int count = builder_.instanceCount();
-    const int start = builder_.coveringStart(rect, 0, count, fade);
-    builder_.forEachRangeIn(rect, start, count, [&](int s, int n, core::InkBlend blend) {
-        target.drawInstances(s, n, blend, fade, rect);
-    });
-    if (builder_.liveInstanceCount() > 0 && builder_.liveReach().intersects(rect)) {
-        target.drawInstances(count, builder_.liveInstanceCount(), builder_.liveBlend(), fade, rect);
-    }
+    drawScene(target, builder_.coveringStart(rect, 0, count, fade), count, fade, rect);
+    drawLive(target, fade, rect);
     target.drawOverlay(rect);
 }
 
@@ -131,7 +186,11 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
             // New ink goes under the overlay and the live shape, so there it is repainted.
             // Over work left from earlier frames it is drawn on top now and again when that
             // area's turn comes.
-            if (underOverlay || damage.intersects(appended) || *age > 1) {
+            bool translucent = false;
+            for (int i = presentedInstances_; i < count && !translucent; ++i) {
+                translucent = builder_.drawsAsShape(i, fade);
+            }
+            if (underOverlay || translucent || damage.intersects(appended) || *age > 1) {
                 damage.add(appended);
             } else {
                 appendOnTop = true;
@@ -145,10 +204,7 @@ bool InkLayer::render(InkTarget& target, const Frame& frame) {
                               std::chrono::duration<double>(kFrameBudgetSeconds));
     repaintWithinBudget(target, damage, fade, presented, deadline);
     if (appendOnTop) {
-        builder_.forEachRangeIn(appended, presentedInstances_, count,
-                                [&](int s, int n, core::InkBlend blend) {
-                                    target.drawInstances(s, n, blend, fade, appended);
-                                });
+        drawScene(target, presentedInstances_, count, fade, appended);
     }
     repaintWithinBudget(target, carried, fade, presented, deadline);
     presented.add(appended);

@@ -8,6 +8,8 @@
 // (undo, redo, delete, move, clear, beautify, a transform change), after `invalidate` (expose,
 // resize, a new time to live) and when the target lost its pixels. A repaint clears the area and
 // draws, from the last instance that covers it whole, only the instances that reach into it.
+// A translucent stroke is drawn as one shape at one opacity, never capsule by capsule, so new
+// segments of one are repainted rather than drawn over what is there.
 //
 // The instance storage and the builder are made at construction; a frame allocates nothing.
 // Main thread only.
@@ -42,6 +44,12 @@ class InkTarget {
     virtual void clear(const PixelRect& rect) = 0;
     virtual void drawInstances(int start, int count, core::InkBlend blend, const FadeUniform& fade,
                                const PixelRect& clip) = 0;
+    // A stroke drawn as one shape: `beginShape` starts an empty shape within `clip`,
+    // `addToShape` unites the coverage of some of its instances (the most covering capsule
+    // decides a pixel), and `endShape` blends the shape once with `paint`.
+    virtual void beginShape(const PixelRect& clip) = 0;
+    virtual void addToShape(int start, int count) = 0;
+    virtual void endShape(const ShapePaint& paint) = 0;
     virtual void drawOverlay(const PixelRect& rect) = 0;
     virtual void present(std::span<const PixelRect> rects) = 0;
     // Repaints are cut into squares of this many pixels (0: not cut), so that an area covered
@@ -88,6 +96,10 @@ class InkLayer {
 
   private:
     void repaint(InkTarget& target, const PixelRect& rect, const FadeUniform& fade);
+    // Draws the scene instances in [from, to) that reach into `clip`, in order.
+    void drawScene(InkTarget& target, int from, int to, const FadeUniform& fade,
+                   const PixelRect& clip);
+    void drawLive(InkTarget& target, const FadeUniform& fade, const PixelRect& clip);
     // Repaints `damage` tile by tile until the budget is spent; what was done goes to
     // `presented`, the rest to `pending_`.
     void repaintWithinBudget(InkTarget& target, const Damage& damage, const FadeUniform& fade,

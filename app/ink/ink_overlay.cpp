@@ -40,6 +40,11 @@ QColor textColour(const core::StrokeStyle& style) {
                             static_cast<float>(alpha));
 }
 
+// Opacity as the 8-bit level it is drawn with: a label repaints only when that changes.
+std::size_t opacityLevel(double opacity) {
+    return static_cast<std::size_t>(std::lround(std::clamp(opacity, 0.0, 1.0) * 255));
+}
+
 std::size_t combine(std::size_t seed, std::size_t value) {
     return seed ^ (value + 0x9e3779b97f4a7c15ULL + (seed << 6) + (seed >> 2));
 }
@@ -66,9 +71,10 @@ QFont hintFont() {
 }
 
 void paintLabel(QPainter& painter, const QRectF& frame, const core::TextSpan& span,
-                const QString& text, double zoom) {
+                const QString& text, double zoom, double opacity = 1) {
     const QFont font = textFont(span.style, zoom);
     const QFontMetricsF metrics(font);
+    painter.setOpacity(opacity);
     painter.setFont(font);
     painter.setPen(textColour(span.style));
     double y = frame.top() + metrics.ascent();
@@ -125,12 +131,14 @@ void InkOverlay::layOut(const InkCanvas& canvas, const core::DisplayTransform& t
     for (int i = 0; i < texts.count(); ++i) {
         const core::TextSpan& span = texts.span(i);
         const bool editing = session && session->reeditingIndex == i;
-        if (!texts.isVisible(i) || editing || span.text.empty())
+        const auto level = opacityLevel(canvas.textOpacity(i, decorations.now));
+        // A label that has faded out is gone, like the strokes drawn with it.
+        if (!texts.isVisible(i) || editing || span.text.empty() || level == 0)
             continue;
         const QString text = QString::fromStdString(span.text);
         const double pixels = span.style.textFontSizePoints() * transform.zoom() * ratio_;
         add(Kind::label, i, labelFrame(span, text, transform),
-            combine(std::hash<QString>{}(text), styleKey(span.style)),
+            combine(combine(std::hash<QString>{}(text), styleKey(span.style)), level),
             kEdgeMarginPixels + kGlyphOverhang * pixels);
     }
     if (session) {
@@ -175,7 +183,7 @@ void InkOverlay::layOut(const InkCanvas& canvas, const core::DisplayTransform& t
             keepClear = ViewRect{area->x(), area->y(), area->width(), area->height()};
         }
         const ViewRect bubble = hintBubble(host, bounds.width(), bounds.height(), keepClear);
-        const auto level = static_cast<std::size_t>(std::lround(decorations.hintOpacity * 255));
+        const auto level = opacityLevel(decorations.hintOpacity);
         add(Kind::hint, -1, QRectF(bubble.x, bubble.y, bubble.width, bubble.height),
             combine(std::hash<QString>{}(decorations.hintText), level), kEdgeMarginPixels);
     }
@@ -251,7 +259,7 @@ void InkOverlay::paintItem(QPainter& painter, const Item& item, const InkCanvas&
         case Kind::label: {
             const core::TextSpan& span = canvas.textScene().span(item.index);
             paintLabel(painter, item.frame, span, QString::fromStdString(span.text),
-                       transform.zoom());
+                       transform.zoom(), canvas.textOpacity(item.index, decorations.now));
             break;
         }
         case Kind::session: {

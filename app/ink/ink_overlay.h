@@ -38,6 +38,8 @@ struct OverlayDecorations {
     // Where the hint must not go: a window above the overlay, in view points.
     std::optional<QRectF> hintKeepClear;
     std::span<const core::fiducials::Mark> fiducials;
+    // The frame's time: committed labels fade with auto-erase as strokes do.
+    double now = 0;
 };
 
 // The font of a text item: the style's size in pixels times the zoom.

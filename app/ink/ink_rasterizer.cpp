@@ -36,11 +36,11 @@ inline std::uint32_t blendPixel(std::uint32_t destination, const float colour[4]
                 level(colour[2] + channel(destination, 0) * keep));
 }
 
-void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::InkBlend blend,
-                  float alpha, const PixelRect& clip) {
-    const PixelRect area = reachOf(s).intersected(clip);
-    if (area.isEmpty() || alpha <= 0)
-        return;
+// Visits every pixel of `area` that the capsule covers: `covered(row, x)` where coverage is
+// exactly 1, `edge(row, x, coverage)` on the anti-aliased fringe.
+template <class Row, class Covered, class Edge>
+void scanCapsule(const SegmentInstance& s, const PixelRect& area, Row rowAt, Covered covered,
+                 Edge edge) {
     const float ax = s.a[0], ay = s.a[1];
     const float bax = s.b[0] - ax, bay = s.b[1] - ay;
     const float denom = bax * bax + bay * bay;
@@ -50,11 +50,6 @@ void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::Ink
     const float outerSquared = outer * outer;
     const float inner = radius - 0.5f;
     const float innerSquared = inner > 0 ? inner * inner : -1.0f;
-    const float full[4] = {s.colour[0] * alpha, s.colour[1] * alpha, s.colour[2] * alpha, alpha};
-    // An opaque normal capsule replaces what it fully covers; nothing to read.
-    const bool replaces = blend == core::InkBlend::normal && alpha >= 1.0f;
-    const std::uint32_t solid =
-        pack(level(full[3]), level(full[0]), level(full[1]), level(full[2]));
 
     for (int y = area.y; y < area.bottom(); ++y) {
         const float py = static_cast<float>(y) + 0.5f - ay;
@@ -73,7 +68,7 @@ void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::Ink
             left = std::max(left, std::floor(std::min(x0, x1) - outer));
             right = std::min(right, std::ceil(std::max(x0, x1) + outer));
         }
-        std::uint32_t* row = target.row(y);
+        auto* row = rowAt(y);
         for (int x = static_cast<int>(left); x < static_cast<int>(right); ++x) {
             const float pax = static_cast<float>(x) + 0.5f - ax;
             const float h = std::clamp((pax * bax + py * bay) * inverse, 0.0f, 1.0f);
@@ -82,15 +77,34 @@ void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::Ink
             if (squared >= outerSquared)
                 continue;
             if (squared <= innerSquared) {
-                row[x] = replaces ? solid : blendPixel(row[x], full, blend);
+                covered(row, x);
                 continue;
             }
-            const float coverage = std::clamp(radius - std::sqrt(squared) + 0.5f, 0.0f, 1.0f);
+            edge(row, x, std::clamp(radius - std::sqrt(squared) + 0.5f, 0.0f, 1.0f));
+        }
+    }
+}
+
+void rasteriseOne(const PixelBuffer& target, const SegmentInstance& s, core::InkBlend blend,
+                  float alpha, const PixelRect& clip) {
+    const PixelRect area = reachOf(s).intersected(clip);
+    if (area.isEmpty() || alpha <= 0)
+        return;
+    const float full[4] = {s.colour[0] * alpha, s.colour[1] * alpha, s.colour[2] * alpha, alpha};
+    // An opaque normal capsule replaces what it fully covers; nothing to read.
+    const bool replaces = blend == core::InkBlend::normal && alpha >= 1.0f;
+    const std::uint32_t solid =
+        pack(level(full[3]), level(full[0]), level(full[1]), level(full[2]));
+    scanCapsule(
+        s, area, [&](int y) { return target.row(y); },
+        [&](std::uint32_t* row, int x) {
+            row[x] = replaces ? solid : blendPixel(row[x], full, blend);
+        },
+        [&](std::uint32_t* row, int x, float coverage) {
             const float partial[4] = {full[0] * coverage, full[1] * coverage, full[2] * coverage,
                                       full[3] * coverage};
             row[x] = blendPixel(row[x], partial, blend);
-        }
-    }
+        });
 }
 
 }  // namespace
@@ -103,6 +117,52 @@ void rasterise(const PixelBuffer& target, std::span<const SegmentInstance> insta
     for (const SegmentInstance& instance : instances) {
         rasteriseOne(target, instance, blend, instance.colour[3] * fadeFactor(fade, instance.birth),
                      bounded);
+    }
+}
+
+PixelRect rasteriseCoverage(const CoverageBuffer& target,
+                            std::span<const SegmentInstance> instances, const PixelRect& clip) {
+    const PixelRect bounded = clip.intersected(target.bounds());
+    PixelRect touched;
+    for (const SegmentInstance& instance : instances) {
+        const PixelRect area = reachOf(instance).intersected(bounded);
+        if (area.isEmpty())
+            continue;
+        touched = touched.united(area);
+        // Stored as the GPU's 8-bit target stores it; the most covering capsule wins.
+        scanCapsule(
+            instance, area, [&](int y) { return target.row(y); },
+            [](std::uint8_t* row, int x) { row[x] = 255; },
+            [](std::uint8_t* row, int x, float coverage) {
+                row[x] = std::max(row[x], static_cast<std::uint8_t>(level(coverage)));
+            });
+    }
+    return touched;
+}
+
+void compositeCoverage(const PixelBuffer& target, const CoverageBuffer& coverage,
+                       const ShapePaint& paint, const PixelRect& rect) {
+    const PixelRect area = rect.intersected(target.bounds()).intersected(coverage.bounds());
+    if (paint.opacity <= 0)
+        return;
+    for (int y = area.y; y < area.bottom(); ++y) {
+        std::uint32_t* out = target.row(y);
+        const std::uint8_t* in = coverage.row(y);
+        for (int x = area.x; x < area.right(); ++x) {
+            if (in[x] == 0)
+                continue;
+            const float alpha = static_cast<float>(in[x]) * (1.0f / 255.0f) * paint.opacity;
+            const float colour[4] = {paint.colour[0] * alpha, paint.colour[1] * alpha,
+                                     paint.colour[2] * alpha, alpha};
+            out[x] = blendPixel(out[x], colour, core::InkBlend::normal);
+        }
+    }
+}
+
+void clearCoverage(const CoverageBuffer& target, const PixelRect& rect) {
+    const PixelRect area = rect.intersected(target.bounds());
+    for (int y = area.y; y < area.bottom(); ++y) {
+        std::memset(target.row(y) + area.x, 0, static_cast<std::size_t>(area.width));
     }
 }
 

@@ -27,8 +27,28 @@ struct PixelBuffer {
     std::uint32_t* row(int y) const { return pixels + static_cast<std::ptrdiff_t>(y) * stride; }
 };
 
+// One byte of coverage a pixel, `stride` bytes a row: a translucent stroke's shape.
+struct CoverageBuffer {
+    std::uint8_t* pixels = nullptr;
+    int stride = 0;
+    int width = 0;
+    int height = 0;
+
+    PixelRect bounds() const { return {0, 0, width, height}; }
+    std::uint8_t* row(int y) const { return pixels + static_cast<std::ptrdiff_t>(y) * stride; }
+};
+
 void rasterise(const PixelBuffer& target, std::span<const SegmentInstance> instances,
                core::InkBlend blend, const FadeUniform& fade, const PixelRect& clip);
+
+// Unites the instances' coverage into `target` (the larger value stays) within `clip`;
+// returns the pixels it touched.
+PixelRect rasteriseCoverage(const CoverageBuffer& target,
+                            std::span<const SegmentInstance> instances, const PixelRect& clip);
+// Blends `paint` over `target` within `rect`, each pixel at its coverage times the opacity.
+void compositeCoverage(const PixelBuffer& target, const CoverageBuffer& coverage,
+                       const ShapePaint& paint, const PixelRect& rect);
+void clearCoverage(const CoverageBuffer& target, const PixelRect& rect);
 
 void clearPixels(const PixelBuffer& target, const PixelRect& rect);
 

@@ -105,9 +105,9 @@ void InkView::setTool(core::Tool tool) {
 
 void InkView::setTimeToLive(std::optional<double> seconds) {
     canvas_.setTimeToLive(seconds);
-    // Ink older than the new time to live goes at once, wherever it is.
+    // Ink and labels older than the new time to live go at once, wherever they are.
     layer_.invalidate();
-    frameRequested();
+    overlaysChanged();
 }
 
 void InkView::setCursorEnabled(bool enabled) {
@@ -181,6 +181,7 @@ OverlayDecorations InkView::decorations(double time) const {
             result.hintKeepClear = QRectF(area->translated(-geometry().topLeft()));
         }
     }
+    result.now = time;
     return result;
 }
 
@@ -248,12 +249,13 @@ bool InkView::renderFrame(double time) {
         hintText_.clear();
         hintHidingSince_.reset();
     }
-    if (overlaysDirty_ || hintFading) {
+    if (overlaysDirty_ || hintFading || canvas_.textOpacityChanges(overlayLaidOutAt_, time)) {
         const OverlayDecorations decorated = decorations(time);
         if (overlay_.update(canvas_, transform_, size(), devicePixelRatio(), decorated)) {
             overlay_.repaint(canvas_, transform_, decorated);
         }
         overlaysDirty_ = false;
+        overlayLaidOutAt_ = time;
     }
     bool drawn = false;
     const InkLayer::Frame frame{canvas_,       transform_,        time,

@@ -151,6 +151,7 @@ class InkView : public gl::FramePanel, private InkCanvas::Listener {
     std::unique_ptr<QBackingStore> backingStore_;
     std::unique_ptr<platform::PixelPresenter> pixelPresenter_;
     bool overlaysDirty_ = true;
+    double overlayLaidOutAt_ = -1e300;
 
     QString hintText_;
     double hintShownAt_ = 0;

@@ -9,6 +9,9 @@ std::optional<int> PixelInkTarget::beginFrame(PixelRect bounds) {
         pixels_.assign(
             static_cast<std::size_t>(bounds.width) * static_cast<std::size_t>(bounds.height), 0);
         frame_ = {pixels_.data(), bounds.width, bounds.width, bounds.height};
+        coverageBytes_.assign(
+            static_cast<std::size_t>(bounds.width) * static_cast<std::size_t>(bounds.height), 0);
+        coverage_ = {coverageBytes_.data(), bounds.width, bounds.width, bounds.height};
         valid_ = false;
     }
     const int age = valid_ ? 1 : 0;
@@ -27,6 +30,25 @@ void PixelInkTarget::drawInstances(int start, int count, core::InkBlend blend,
     rasterise(frame_,
               instances_.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(count)),
               blend, fade, clip);
+}
+
+void PixelInkTarget::beginShape(const PixelRect& clip) {
+    shapeClip_ = clip.intersected(frame_.bounds());
+    shapeTouched_ = {};
+    clearCoverage(coverage_, shapeClip_);
+}
+
+void PixelInkTarget::addToShape(int start, int count) {
+    if (start < 0 || count <= 0 || static_cast<std::size_t>(start + count) > instances_.size())
+        return;
+    shapeTouched_ = shapeTouched_.united(rasteriseCoverage(
+        coverage_,
+        instances_.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(count)),
+        shapeClip_));
+}
+
+void PixelInkTarget::endShape(const ShapePaint& paint) {
+    compositeCoverage(frame_, coverage_, paint, shapeTouched_);
 }
 
 void PixelInkTarget::drawOverlay(const PixelRect& rect) {

@@ -2,7 +2,8 @@
 //
 // It keeps the composed frame (ink, live shape, overlay) between frames, so its pixels are
 // always the previous frame's; `present` hands the changed rectangles to the window system.
-// The frame buffer is reallocated only when the size changes. Main thread only.
+// The frame buffer and the coverage of translucent strokes are reallocated only when the size
+// changes. Main thread only.
 #pragma once
 
 #include <cstdint>
@@ -31,6 +32,9 @@ class PixelInkTarget : public InkTarget {
     void clear(const PixelRect& rect) override { clearPixels(frame_, rect); }
     void drawInstances(int start, int count, core::InkBlend blend, const FadeUniform& fade,
                        const PixelRect& clip) override;
+    void beginShape(const PixelRect& clip) override;
+    void addToShape(int start, int count) override;
+    void endShape(const ShapePaint& paint) override;
     void drawOverlay(const PixelRect& rect) override;
     void present(std::span<const PixelRect> rects) override;
     int repaintTileSize() const override { return kTileSize; }
@@ -40,6 +44,11 @@ class PixelInkTarget : public InkTarget {
     Presenter presenter_;
     std::vector<std::uint32_t> pixels_;
     PixelBuffer frame_;
+    // The open shape's coverage, the frame's size; only its clip is cleared and used.
+    std::vector<std::uint8_t> coverageBytes_;
+    CoverageBuffer coverage_;
+    PixelRect shapeClip_;
+    PixelRect shapeTouched_;
     PixelBuffer overlay_;
     std::span<const SegmentInstance> instances_;
     bool valid_ = false;

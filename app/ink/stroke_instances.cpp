@@ -64,6 +64,11 @@ float fadeFactor(const FadeUniform& fade, float birth) {
     return std::clamp(f, 0.0f, 1.0f);
 }
 
+ShapePaint ShapePaint::of(const SegmentInstance& instance, const FadeUniform& fade) {
+    return {{instance.colour[0], instance.colour[1], instance.colour[2]},
+            instance.colour[3] * fadeFactor(fade, instance.birth)};
+}
+
 // The capsule reaches radius + 0.5 from its axis; one more pixel absorbs rounding.
 StrokeInstanceBuilder::Box StrokeInstanceBuilder::boxOf(const SegmentInstance& instance) {
     const float reach = instance.radius + 1.0f;
@@ -83,6 +88,7 @@ StrokeInstanceBuilder::StrokeInstanceBuilder(SegmentInstance* storage, int capac
     : storage_(storage), capacity_(capacity) {
     assert(storage != nullptr && capacity >= 0 && maximumRunCount >= 0);
     runs_.reserve(static_cast<std::size_t>(maximumRunCount));
+    strokeStarts_.reserve(static_cast<std::size_t>(maximumRunCount));
     chunks_.reserve(static_cast<std::size_t>(capacity / kInstancesPerChunk + 1));
 }
 
@@ -91,6 +97,7 @@ void StrokeInstanceBuilder::resetCursor() {
     cursorSpan_ = 0;
     cursorPoint_ = 0;
     runs_.clear();
+    strokeStarts_.clear();
     chunks_.clear();
 }
 
@@ -115,6 +122,21 @@ PixelRect StrokeInstanceBuilder::reach(int from, int to) const {
         result = result.united(reachOf(storage_[i]));
     }
     return result;
+}
+
+std::pair<int, int> StrokeInstanceBuilder::strokeAt(int index) const {
+    const auto next = std::upper_bound(strokeStarts_.begin(), strokeStarts_.end(), index);
+    const int start = next == strokeStarts_.begin() ? 0 : *(next - 1);
+    return {start, next == strokeStarts_.end() ? instanceCount_ : std::min(*next, instanceCount_)};
+}
+
+bool StrokeInstanceBuilder::drawsAsShape(int index, const FadeUniform& fade) const {
+    if (storage_[index].colour[3] * fadeFactor(fade, storage_[index].birth) >= 1.0f ||
+        blendAt(index) != core::InkBlend::normal) {
+        return false;
+    }
+    const auto [start, end] = strokeAt(index);
+    return end - start > 1;
 }
 
 core::InkBlend StrokeInstanceBuilder::blendAt(int index) const {
@@ -208,6 +230,10 @@ void StrokeInstanceBuilder::appendSpans(const core::StrokeScene& scene,
     for (; cursorSpan_ < spanCount; ++cursorSpan_, cursorPoint_ = 0) {
         const core::StrokeSpan& span = scene.span(cursorSpan_);
         if (cursorPoint_ < span.count && scene.isVisible(cursorSpan_)) {
+            // Within the reserved storage: every stroke is a visible span of the scene.
+            if (cursorPoint_ == 0 && strokeStarts_.size() < strokeStarts_.capacity()) {
+                strokeStarts_.push_back(instanceCount_);
+            }
             SegmentInstance instance = styledInstance(span.style, span.birth - epoch_, transform);
             const core::ContentPoint* p = points.data() + span.start;
             // The first instance of a stroke is its start cap: a dot on point 0.

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "app/ink/pixel_rect.h"
@@ -56,6 +57,14 @@ struct FadeUniform {
 
 // The shader's fade factor, evaluated on the CPU (for tests and for checking the GLSL).
 float fadeFactor(const FadeUniform& fade, float birth);
+
+// How a stroke drawn as one shape is blended over its united coverage: its straight colour
+// and one opacity, its alpha times its fade factor.
+struct ShapePaint {
+    float colour[3] = {};
+    float opacity = 1;
+    static ShapePaint of(const SegmentInstance& instance, const FadeUniform& fade);
+};
 
 // Every pixel an instance can touch: its capsule, the anti-aliased fringe and rounding.
 PixelRect reachOf(const SegmentInstance& instance);
@@ -105,6 +114,13 @@ class StrokeInstanceBuilder {
     // unfaded, normal blend, covering it whole), or `from` when there is none: drawing from there
     // gives the same pixels as drawing from `from`.
     int coveringStart(const PixelRect& rect, int from, int to, const FadeUniform& fade) const;
+    // The scene instances [first, second) of the stroke that holds instance `index`.
+    std::pair<int, int> strokeAt(int index) const;
+    // Whether the scene instance at `index` must be drawn with the rest of its stroke as one
+    // shape: its capsules overlap at every joint, and a translucent stroke blended capsule by
+    // capsule would darken there. Opaque strokes, dots and the highlighter's maximum are
+    // drawn capsule by capsule.
+    bool drawsAsShape(int index, const FadeUniform& fade) const;
 
     static constexpr int kInstancesPerChunk = 16;
 
@@ -134,6 +150,7 @@ class StrokeInstanceBuilder {
     int capacity_;
     int instanceCount_ = 0;
     std::vector<InstanceRun> runs_;  // reserved to maximumRunCount
+    std::vector<int> strokeStarts_;  // the first instance of each stroke, reserved alike
     std::uint64_t droppedInstanceCount_ = 0;
     std::uint64_t rebuildCount_ = 0;
     int cursorSpan_ = 0;

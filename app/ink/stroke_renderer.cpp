@@ -43,6 +43,7 @@ StrokeRenderer::~StrokeRenderer() {
     if (QOpenGLContext::currentContext() != context_)
         return;
     gl_->glDeleteProgram(program_);
+    gl_->glDeleteProgram(coverageProgram_);
     gl_->glDeleteVertexArrays(1, &vertexArray_);
     gl_->glDeleteBuffers(1, &buffer_);
 }
@@ -79,6 +80,10 @@ bool StrokeRenderer::makeProgram(StrokeShaderSource source) {
         return false;
     drawableSizeLocation_ = gl_->glGetUniformLocation(program_, "drawableSize");
     fadeLocation_ = gl_->glGetUniformLocation(program_, "fade");
+    coverageProgram_ = gl::buildProgram(*gl_, kOwner, source.vertex, source.coverage);
+    if (coverageProgram_ == 0)
+        return false;
+    coverageSizeLocation_ = gl_->glGetUniformLocation(coverageProgram_, "drawableSize");
     return true;
 }
 
@@ -125,6 +130,20 @@ void StrokeRenderer::drawRange(int start, int count, core::InkBlend blend, FadeU
     // Premultiplied source-over; under GL_MAX the factors play no part.
     gl_->glBlendFuncSeparate(GL_ONE, GL_ONE_MINUS_SRC_ALPHA, GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
     gl_->glBlendEquation(blend == core::InkBlend::maximum ? GL_MAX : GL_FUNC_ADD);
+    pointAttributesAt(start);
+    gl_->glDrawArraysInstanced(GL_TRIANGLE_STRIP, 0, 4, count);
+}
+
+void StrokeRenderer::drawCoverage(int start, int count, QSize drawablePixels) {
+    if (start < 0 || count <= 0 || start + count > capacity_)
+        return;
+    gl_->glUseProgram(coverageProgram_);
+    gl_->glBindVertexArray(vertexArray_);
+    gl_->glBindBuffer(GL_ARRAY_BUFFER, buffer_);
+    gl_->glUniform2f(coverageSizeLocation_, static_cast<GLfloat>(drawablePixels.width()),
+                     static_cast<GLfloat>(drawablePixels.height()));
+    gl_->glEnable(GL_BLEND);
+    gl_->glBlendEquation(GL_MAX);
     pointAttributesAt(start);
     gl_->glDrawArraysInstanced(GL_TRIANGLE_STRIP, 0, 4, count);
 }

@@ -33,6 +33,7 @@ namespace scrawlet::ink {
 struct StrokeShaderSource {
     std::string_view vertex = kStrokeVertexShader;
     std::string_view fragment = kStrokeFragmentShader;
+    std::string_view coverage = kStrokeCoverageFragmentShader;
 };
 
 class StrokeRenderer {
@@ -51,6 +52,10 @@ class StrokeRenderer {
     // pointers changed: the caller holds a gl::StateGuard.
     void drawRange(int start, int count, core::InkBlend blend, FadeUniform fade,
                    QSize drawablePixels);
+
+    // Unites the coverage of `count` uploaded instances from `start` into the bound one-channel
+    // framebuffer (GL_MAX), colour and fade aside. Same state contract as `drawRange`.
+    void drawCoverage(int start, int count, QSize drawablePixels);
 
     // Draws one whole frame, cleared first. `instances` holds the scene's instances followed by
     // `liveCount` live-shape instances, at most the capacity. Instances before `uploadFrom` must be
@@ -72,10 +77,12 @@ class StrokeRenderer {
     QOpenGLFunctions_3_3_Core* gl_;
     int capacity_;
     GLuint program_ = 0;
+    GLuint coverageProgram_ = 0;
     GLuint vertexArray_ = 0;
     GLuint buffer_ = 0;
     GLint drawableSizeLocation_ = -1;
     GLint fadeLocation_ = -1;
+    GLint coverageSizeLocation_ = -1;
 };
 
 }  // namespace scrawlet::ink

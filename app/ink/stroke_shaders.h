@@ -85,4 +85,24 @@ void main() {
 }
 )glsl";
 
+// The same coverage alone, for uniting a translucent stroke's capsules under GL_MAX into a
+// one-channel target before it is blended once.
+inline constexpr std::string_view kStrokeCoverageFragmentShader = R"glsl(#version 330 core
+in vec2 pixel;
+flat in vec2 segmentA;
+flat in vec2 segmentB;
+flat in float segmentRadius;
+
+out vec4 fragColour;
+
+void main() {
+    vec2 pa = pixel - segmentA;
+    vec2 ba = segmentB - segmentA;
+    float denom = dot(ba, ba);
+    float h = denom > 1e-10 ? clamp(dot(pa, ba) / denom, 0.0, 1.0) : 0.0;
+    float d = length(pa - ba * h);
+    fragColour = vec4(clamp(segmentRadius - d + 0.5, 0.0, 1.0));
+}
+)glsl";
+
 }  // namespace scrawlet::ink

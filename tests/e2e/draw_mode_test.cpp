@@ -66,6 +66,31 @@ TEST_F(DrawMode, XTestDragOnTheSecondMonitorLeavesInkOfTheConfiguredColour) {
     EXPECT_EQ(summaryDocument()["strokeCount"], 1);
 }
 
+TEST_F(DrawMode, AStrokeBegunAsTheBannerAppearsKeepsEveryMotion) {
+    auto run = startAndAwaitBanner();
+    // A V: were the first motions lost, its first leg would be a straight line elsewhere.
+    const QPoint from(1300, 400), bottom(1450, 600), to(1600, 400);
+    constexpr int kSteps = 21;
+    ASSERT_TRUE(input->movePointer(from));
+    ASSERT_TRUE(input->setButton(Qt::LeftButton, true));
+    // Spread over the first second of the run, as a hand would draw.
+    for (int i = 1; i <= kSteps; ++i) {
+        ASSERT_TRUE(input->movePointer(from + (bottom - from) * i / kSteps));
+        QTest::qWait(20);
+    }
+    for (int i = 1; i <= kSteps; ++i) {
+        ASSERT_TRUE(input->movePointer(bottom + (to - bottom) * i / kSteps));
+        QTest::qWait(20);
+    }
+    ASSERT_TRUE(input->setButton(Qt::LeftButton, false));
+    // Input is handled in order: once the end is drawn, every motion has been seen.
+    ASSERT_TRUE(awaitColour(to - QPoint(2, 2), kInk)) << run->standardError();
+    EXPECT_EQ(onScreen(from + (bottom - from) / 4), kInk) << "the first leg is drawn";
+    finishWith(*run, SIGUSR2);
+    EXPECT_EQ(summaryDocument()["strokeCount"], 1);
+    EXPECT_EQ(summaryDocument()["draggedEventCount"], 2 * kSteps);
+}
+
 TEST_F(DrawMode, SigusrOneTogglesClickThroughSoClicksReachTheWindowBelow) {
     QRasterWindow below;
     below.setGeometry(1000, 100, 200, 200);

@@ -1,6 +1,7 @@
 // The ink view on a real X server, on each drawing path this machine offers: what partial
 // frames leave in the window equals a full redraw of the same scene, double clicks draw what
-// two clicks draw, and a view that cannot be seen owes no frames.
+// two clicks draw, a view that cannot be seen owes no frames, the eraser draws nothing, text
+// labels fade with the strokes of their moment, and a fading stroke has no darker joints.
 #include "app/ink/ink_view.h"
 
 #include <gtest/gtest.h>
@@ -90,6 +91,19 @@ class InkViewTest : public e2e::GuiTestSuite, public ::testing::WithParamInterfa
         return mismatches;
     }
 
+    // The most opaque pixel of `area` in the window.
+    int maximumAlpha(const QRect& area) const {
+        const QImage shown = QGuiApplication::primaryScreen()
+                                 ->grabWindow(view->winId())
+                                 .toImage()
+                                 .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        int most = 0;
+        for (int y = area.top(); y <= area.bottom(); ++y)
+            for (int x = area.left(); x <= area.right(); ++x)
+                most = std::max(most, qAlpha(shown.pixel(x, y)));
+        return most;
+    }
+
     void stroke(std::mt19937& random) {
         std::uniform_real_distribution<double> x(20, 340), y(20, 220);
         InkCanvas& canvas = view->canvas();
@@ -173,6 +187,83 @@ TEST_P(InkViewTest, AnimationFollowsTheRefreshOfItsDisplay) {
     EXPECT_TRUE(QTest::qWaitFor(
         [&] { return std::abs(view->frames().refreshInterval() - 1.0 / 75) < 1e-4; }, 5000))
         << 1 / view->frames().refreshInterval() << " Hz";
+}
+
+TEST_P(InkViewTest, TheEraserLeavesTheCanvasAsItIs) {
+    showAndSettle();
+    const auto dragAcross = [&] {
+        QTest::mousePress(view.get(), Qt::LeftButton, {}, QPoint(60, 80));
+        for (int x = 70; x <= 200; x += 10) QTest::mouseMove(view.get(), QPoint(x, 80));
+        QTest::mouseRelease(view.get(), Qt::LeftButton, {}, QPoint(200, 80));
+        settle();
+    };
+    view->setTool(core::Tool::eraser);
+    dragAcross();
+    EXPECT_EQ(view->canvas().scene().spanCount(), 0);
+    EXPECT_EQ(view->canvas().history().canUndo(), false);
+    EXPECT_EQ(maximumAlpha({50, 70, 160, 20}), 0) << "no ink in the window";
+    view->setTool(core::Tool::pen);
+    dragAcross();
+    EXPECT_EQ(maximumAlpha({50, 70, 160, 20}), 255) << "the same drag with the pen draws";
+}
+
+TEST_P(InkViewTest, TextLabelsFadeAndHideWithTheStrokesOfTheirMoment) {
+    showAndSettle();
+    constexpr double kTimeToLive = 1.0;
+    view->setTimeToLive(kTimeToLive);
+    InkCanvas& canvas = view->canvas();
+    view->setTool(core::Tool::text);
+    canvas.pointerDown({40, 100}, {}, 1, view->now());
+    ASSERT_TRUE(canvas.textSession()) << "the keyboard was not grabbed";
+    canvas.typeKey({TextKey::Kind::characters, "Talk"}, view->now());
+    const double birth = view->now();
+    canvas.typeKey({TextKey::Kind::escape, {}}, birth);
+    view->setTool(core::Tool::pen);
+    canvas.pointerDown({40, 180}, {}, 1, birth);
+    canvas.pointerUp({200, 180}, {}, birth);
+    settle();
+    const QRect label(30, 50, 200, 70), stroke(30, 170, 190, 20);
+    ASSERT_EQ(maximumAlpha(label), 255) << "the label is shown";
+    ASSERT_EQ(maximumAlpha(stroke), 255);
+
+    // Both fade out together; then the clock stops. The last frame comes a little before the
+    // end, so what it shows is nearly, not quite, transparent.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return view->now() > birth + kTimeToLive && !view->frames().isRunning(); }, 5000));
+    xcb_aux_sync();
+    EXPECT_LE(maximumAlpha(label), maximumAlpha(stroke) + 1) << "the label fades as the stroke";
+    // The next frame, for a dot elsewhere, finds both gone.
+    canvas.pointerDown({330, 20}, {}, 1, view->now());
+    canvas.pointerUp({330, 20}, {}, view->now());
+    settle();
+    EXPECT_EQ(maximumAlpha(stroke), 0);
+    EXPECT_EQ(maximumAlpha(label), 0);
+    EXPECT_EQ(canvas.textScene().visibleCount(), 1) << "hidden by its age, not removed";
+}
+
+TEST_P(InkViewTest, AFadingStrokeIsOneShapeAtOneOpacity) {
+    showAndSettle();
+    constexpr double kTimeToLive = 1.5;  // opaque for 1.1 s, then 0.4 s of fading
+    view->setTimeToLive(kTimeToLive);
+    view->setStyle({{30, 60, 200, 255}, 6, 1, core::InkBlend::normal});
+    InkCanvas& canvas = view->canvas();
+    const double birth = view->now();
+    canvas.pointerDown({20, 30}, {}, 1, birth);
+    for (int x = 40; x <= 340; x += 20) canvas.pointerDrag({static_cast<double>(x), 30}, {});
+    canvas.pointerUp({340, 30}, {}, birth);
+    settle();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->now() > birth + 1.2; }, 5000));
+    // One moment of the fade: along the middle row, the joints every 20 pixels are no darker
+    // than the segments between them.
+    const QImage shown = QGuiApplication::primaryScreen()->grabWindow(view->winId()).toImage();
+    int least = 255, most = 0;
+    for (int x = 30; x <= 330; ++x) {
+        least = std::min(least, qAlpha(shown.pixel(x, 30)));
+        most = std::max(most, qAlpha(shown.pixel(x, 30)));
+    }
+    EXPECT_GT(least, 0) << "grabbed after the fade";
+    EXPECT_LT(most, 255) << "grabbed before the fade";
+    EXPECT_LE(most - least, 2) << "one stroke at one opacity";
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,

@@ -211,6 +211,49 @@ TEST_F(InkLayerTest, AWholeRepaintOfWidePensIsSpreadOverFramesAndEndsRight) {
     renderAndCompare("after the spread repaint");
 }
 
+// A translucent or fading stroke is one shape at one opacity: a straight stroke of many
+// segments looks like the one capsule from its first point to its last, with no darker dot
+// where two segments meet.
+TEST_F(InkLayerTest, ATranslucentStrokeOfManySegmentsLooksLikeOneCapsule) {
+    struct Case {
+        const char* name;
+        std::uint8_t alpha;
+        std::optional<double> timeToLive;
+    };
+    const auto drawn = [](const Case& c, int segments) {
+        InkCanvas straight(kCapacities, {{30, 60, 200, c.alpha}, 10, 1, core::InkBlend::normal});
+        straight.setTimeToLive(c.timeToLive);
+        straight.pointerDown({20, 100}, {}, 1, 10);
+        for (int k = 1; k <= segments; ++k)
+            straight.pointerDrag({20 + 280.0 * k / segments, 100}, {});
+        straight.pointerUp({300, 100}, {}, 10);
+        InkLayer fresh(kCapacities.pointCapacity + kCapacities.strokeCapacity,
+                       kCapacities.strokeCapacity);
+        PixelInkTarget full(nullptr);
+        // Halfway through the fade of a one-second time to live.
+        const InkLayer::Frame frame{straight, {{0, 0}, 1, 1}, 10.8, kBounds, {}, {}};
+        EXPECT_TRUE(fresh.render(full, frame));
+        while (fresh.hasPendingRepaint()) EXPECT_TRUE(fresh.render(full, frame));
+        const std::uint32_t* pixels = full.frame().pixels;
+        return std::vector<std::uint32_t>(pixels, pixels + kWidth * kHeight);
+    };
+    for (const Case& c : {Case{"translucent", 128, std::nullopt}, Case{"fading", 255, 1.0}}) {
+        const auto jointed = drawn(c, 40), single = drawn(c, 1);
+        int mismatches = 0;
+        for (std::size_t i = 0; i < jointed.size(); ++i) {
+            for (int shift = 0; shift < 32; shift += 8) {
+                const int got = static_cast<int>(jointed[i] >> shift & 0xff);
+                const int want = static_cast<int>(single[i] >> shift & 0xff);
+                if (std::abs(got - want) > 1 && ++mismatches <= 3) {
+                    ADD_FAILURE() << c.name << ": (" << i % kWidth << ", " << i / kWidth << ") "
+                                  << std::hex << jointed[i] << " not " << single[i];
+                }
+            }
+        }
+        EXPECT_EQ(mismatches, 0) << c.name;
+    }
+}
+
 TEST(Damage, MergesTouchingRectanglesAndStaysBounded) {
     Damage damage({0, 0, 100, 100});
     damage.add({10, 10, 10, 10});
