@@ -93,6 +93,11 @@ void ControlPanels::setAnnotating(bool annotating) {
     show();
 }
 
+void ControlPanels::setCompositing(bool compositing) {
+    compositing_ = compositing;
+    show();
+}
+
 bool ControlPanels::containsPointer() const {
     const QPoint pointer = QCursor::pos();
     return std::any_of(panels_.begin(), panels_.end(), [&](const Entry& e) {
@@ -102,7 +107,7 @@ bool ControlPanels::containsPointer() const {
 
 void ControlPanels::show() {
     for (const Entry& entry : panels_) {
-        entry.panel->setVisible(shown_ && annotating_ && entry.present);
+        entry.panel->setVisible(shown_ && annotating_ && compositing_ && entry.present);
     }
 }
 

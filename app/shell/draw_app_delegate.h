@@ -15,6 +15,7 @@
 
 #include "app/ink/action_router.h"
 #include "app/ink/tool_controller.h"
+#include "app/platform/compositing_watcher.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/gl_presenter.h"
 #include "app/platform/window_placement.h"
@@ -26,6 +27,7 @@
 
 namespace scrawlet::shell {
 
+class CompositingNotice;
 class ControlPanels;
 class DrawMeasurements;
 class DrawShortcuts;
@@ -59,6 +61,8 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void toggleInteractive();
     void toggleAnnotation();
     void observeWorkspaces();
+    void watchCompositing();
+    void compositingChanged(bool running);
     void installSignalHandlers();
     void displaysReconciled(std::size_t screenCount);
     void settingsChanged(const core::AnnotationSettings& settings) override;
@@ -78,6 +82,8 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
     std::unique_ptr<platform::WorkspaceWatcher> workspaces_;
+    std::unique_ptr<platform::CompositingWatcher> compositingWatcher_;
+    std::unique_ptr<CompositingNotice> compositingNotice_;
     ink::ActionRouter router_;
     std::unique_ptr<ink::ToolController> tools_;
     DisplayRegistry displays_;
