@@ -88,6 +88,15 @@ bool ControlPanels::toggle() {
     return true;
 }
 
+bool ControlPanels::reveal() {
+    if (panels_.empty()) {
+        return false;
+    }
+    shown_ = true;
+    show();
+    return true;
+}
+
 void ControlPanels::setAnnotating(bool annotating) {
     annotating_ = annotating;
     show();

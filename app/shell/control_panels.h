@@ -32,6 +32,8 @@ class ControlPanels : public DisplayFeature, public ink::ToolController::Observe
 
     // Shows or hides every panel; false when there are none.
     bool toggle();
+    // Shows every panel that was toggled away; false when there are none.
+    bool reveal();
     void setAnnotating(bool annotating);
     void setCompositing(bool compositing);
     bool containsPointer() const;

@@ -207,6 +207,27 @@ void DrawAppDelegate::compositingChanged(bool running) {
                                        std::string("running=") + (running ? "true" : "false"));
 }
 
+void DrawAppDelegate::showToUser() {
+    if (finished_) {
+        return;
+    }
+    log::FrontmostLog::shared().record("showRequested", surfaces_->firstPanelState(),
+                                       "by another launch");
+    if (!compositing_) {
+        compositingNotice_->present();
+        return;
+    }
+    if (!surfaces_->annotating()) {
+        toggleAnnotation();
+    }
+    if (panels_) {
+        panels_->reveal();
+    }
+    if (ink::InkView* view = surfaces_->viewUnderPointer()) {
+        view->showHint(QStringLiteral("Scrawlet is already running"), false);
+    }
+}
+
 void DrawAppDelegate::toggleInteractive() {
     const bool previous = surfaces_->empty() ? true : surfaces_->ignoresMouse();
     interactiveToggledAt_ = platform::monotonicSeconds();

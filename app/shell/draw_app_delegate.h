@@ -49,6 +49,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void finish(const std::string& reason);
     // The process's exit status once finished: 0, or 3 when the summary could not be written.
     int exitStatus() const { return exitStatus_; }
+    // Another launch found this run: bring the overlays and panels back, or the notice that
+    // says why they are away, and say that Scrawlet already runs.
+    void showToUser();
 
   signals:
     // Emitted once the run has finished; the value is the process's exit status.
