@@ -54,6 +54,13 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
     // XWayland too: the overlays, grabs and capture are X11 services.
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication application(argc, argv);
+    // Before any grab, window or log file: a second run would fight this one for all of them.
+    const auto claim = platform::claimInstance();
+    if (claim.heldElsewhere) {
+        std::cerr << "draw: Scrawlet is already running on this display; it was asked to show "
+                     "itself\n";
+        return 0;
+    }
     shell::DrawAppDelegate delegate(*config);
     int status = 0;
     QObject::connect(&delegate, &shell::DrawAppDelegate::finished, &application, [&](int code) {
@@ -62,6 +69,10 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
     });
     if (const auto failure = delegate.launch()) {
         return fail(*failure);
+    }
+    if (claim.lock) {
+        QObject::connect(claim.lock.get(), &platform::InstanceLock::showRequested, &delegate,
+                         &shell::DrawAppDelegate::showToUser);
     }
     runningDelegate = &delegate;
     std::atexit(finishWhenTheDisplayIsLost);

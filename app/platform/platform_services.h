@@ -7,7 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "app/platform/compositing_watcher.h"
 #include "app/platform/frontmost_app.h"
+#include "app/platform/instance_lock.h"
 #include "app/platform/key_grabber.h"
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
@@ -23,6 +25,11 @@ std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher();
 
 // Whether a compositing manager runs; without one translucent windows show opaque.
 bool compositingManagerRunning();
+std::unique_ptr<CompositingWatcher> createCompositingWatcher();
+
+// Takes the one-run-per-screen-and-user lock, or asks the run that holds it to show itself.
+// A failure to lock says so on standard error and lets the run go on unguarded.
+InstanceClaim claimInstance();
 
 // Whether an X server answers at `name` ("host:display.screen") with that screen. Callable
 // before the QGuiApplication exists: Qt aborts the process when its own connection fails.

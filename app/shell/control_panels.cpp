@@ -88,8 +88,22 @@ bool ControlPanels::toggle() {
     return true;
 }
 
+bool ControlPanels::reveal() {
+    if (panels_.empty()) {
+        return false;
+    }
+    shown_ = true;
+    show();
+    return true;
+}
+
 void ControlPanels::setAnnotating(bool annotating) {
     annotating_ = annotating;
+    show();
+}
+
+void ControlPanels::setCompositing(bool compositing) {
+    compositing_ = compositing;
     show();
 }
 
@@ -111,7 +125,7 @@ std::optional<QRect> ControlPanels::visibleWithin(const QRect& area) const {
 
 void ControlPanels::show() {
     for (const Entry& entry : panels_) {
-        entry.panel->setVisible(shown_ && annotating_ && entry.present);
+        entry.panel->setVisible(shown_ && annotating_ && compositing_ && entry.present);
     }
 }
 

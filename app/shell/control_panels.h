@@ -1,6 +1,6 @@
 // The control panel of each display: a strip of tool buttons at the overlay's level. A panel
-// shows while panels are wanted, the run is annotating and its display is there; where it was
-// dragged is kept per monitor between runs. Main thread only.
+// shows while panels are wanted, the run is annotating with its overlays on screen and its
+// display is there; where it was dragged is kept per monitor between runs. Main thread only.
 #pragma once
 
 #include <QString>
@@ -32,7 +32,10 @@ class ControlPanels : public DisplayFeature, public ink::ToolController::Observe
 
     // Shows or hides every panel; false when there are none.
     bool toggle();
+    // Shows every panel that was toggled away; false when there are none.
+    bool reveal();
     void setAnnotating(bool annotating);
+    void setCompositing(bool compositing);
     bool containsPointer() const;
     // The visible panel that lies on `area`, in global points.
     std::optional<QRect> visibleWithin(const QRect& area) const;
@@ -55,6 +58,7 @@ class ControlPanels : public DisplayFeature, public ink::ToolController::Observe
     std::vector<Entry> panels_;
     bool shown_ = true;
     bool annotating_ = true;
+    bool compositing_ = true;
 };
 
 }  // namespace scrawlet::shell

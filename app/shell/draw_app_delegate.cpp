@@ -9,6 +9,7 @@
 #include "app/platform/monotonic_clock.h"
 #include "app/platform/platform_services.h"
 #include "app/settings/settings_store.h"
+#include "app/shell/compositing_notice.h"
 #include "app/shell/control_panels.h"
 #include "app/shell/draw_measurements.h"
 #include "app/shell/draw_shortcuts.h"
@@ -44,11 +45,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     if (const auto started = log::FrontmostLog::shared().start(config_.logPath); !started) {
         std::cerr << "draw: running without the event log: " << started.error() << "\n";
     }
-    compositing_ = platform::compositingManagerRunning();
-    if (!compositing_) {
-        std::cerr << "draw: no compositing manager is running; the overlays will not be "
-                     "transparent\n";
-    }
+    watchCompositing();
     placer_ = platform::createWindowPlacer();
     observeWorkspaces();
     if (auto failure = choosePresentPath()) {
@@ -67,6 +64,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         return panels_ ? panels_->visibleWithin(view) : std::nullopt;
     });
     tools_->addObserver(*surfaces_);
+    surfaces_->setCompositing(compositing_);
     displays_.addFeature(*surfaces_);
     if (!displays_.start()) {
         return ConfigExit{"draw: OpenGL 3.3 unavailable", 2};
@@ -93,6 +91,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
             config_, placer_.get(), tools_->tool(), [this](core::Tool tool) { pickTool(tool); },
             [this](core::Tool tool) { return shortcuts_->toolKeyLabel(tool); });
         tools_->addObserver(*panels_);
+        panels_->setCompositing(compositing_);
         displays_.addFeature(*panels_);
     }
     measurements_->schedule();
@@ -108,6 +107,15 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     // Handlers first: a harness that waits for the banner may signal at once.
     installSignalHandlers();
     printBanner();
+    if (!compositing_) {
+        compositingNotice_->present();
+    }
+    if (compositingWatcher_) {
+        connect(compositingWatcher_.get(), &platform::CompositingWatcher::runningChanged, this,
+                [this](bool running) { compositingChanged(running); });
+        // A manager that came or went while the run was starting.
+        compositingChanged(compositingWatcher_->running());
+    }
     displays_.setOnReconciled([this](std::size_t screens) { displaysReconciled(screens); });
     measurements_->startDriver();
     if (config_.maxDurationSeconds) {
@@ -167,6 +175,62 @@ void DrawAppDelegate::observeWorkspaces() {
                 "screen=" + (surface.visible ? surface.display.name : std::string("nil")));
         }
     });
+}
+
+// Without a compositing manager the overlays stay unmapped rather than black out the desktop;
+// a manager that starts later, or comes back after going away, brings them back with their ink.
+void DrawAppDelegate::watchCompositing() {
+    compositingWatcher_ = platform::createCompositingWatcher();
+    compositing_ = compositingWatcher_ ? compositingWatcher_->running()
+                                       : platform::compositingManagerRunning();
+    compositingNotice_ = std::make_unique<CompositingNotice>([this] { requestFinish("menu"); });
+    if (!compositing_) {
+        std::cerr << "draw: no compositing manager is running; the overlays stay hidden until "
+                     "one starts\n";
+    }
+}
+
+void DrawAppDelegate::compositingChanged(bool running) {
+    if (finished_ || running == compositing_) {
+        return;
+    }
+    compositing_ = running;
+    std::cerr << (running ? "draw: a compositing manager is running; the overlays are back\n"
+                          : "draw: the compositing manager went away; the overlays are hidden, "
+                            "with their ink, until one runs again\n");
+    surfaces_->setCompositing(running);
+    if (panels_) {
+        panels_->setCompositing(running);
+    }
+    shortcuts_->refreshScopes();
+    if (running) {
+        compositingNotice_->hide();
+    } else {
+        compositingNotice_->present();
+    }
+    log::FrontmostLog::shared().record("compositingChanged", surfaces_->firstPanelState(),
+                                       std::string("running=") + (running ? "true" : "false"));
+}
+
+void DrawAppDelegate::showToUser() {
+    if (finished_) {
+        return;
+    }
+    log::FrontmostLog::shared().record("showRequested", surfaces_->firstPanelState(),
+                                       "by another launch");
+    if (!compositing_) {
+        compositingNotice_->present();
+        return;
+    }
+    if (!surfaces_->annotating()) {
+        toggleAnnotation();
+    }
+    if (panels_) {
+        panels_->reveal();
+    }
+    if (ink::InkView* view = surfaces_->viewUnderPointer()) {
+        view->showHint(QStringLiteral("Scrawlet is already running"), false);
+    }
 }
 
 void DrawAppDelegate::toggleInteractive() {

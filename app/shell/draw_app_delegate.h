@@ -15,6 +15,7 @@
 
 #include "app/ink/action_router.h"
 #include "app/ink/tool_controller.h"
+#include "app/platform/compositing_watcher.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/gl_presenter.h"
 #include "app/platform/window_placement.h"
@@ -26,6 +27,7 @@
 
 namespace scrawlet::shell {
 
+class CompositingNotice;
 class ControlPanels;
 class DrawMeasurements;
 class DrawShortcuts;
@@ -47,6 +49,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void finish(const std::string& reason);
     // The process's exit status once finished: 0, or 3 when the summary could not be written.
     int exitStatus() const { return exitStatus_; }
+    // Another launch found this run: bring the overlays and panels back, or the notice that
+    // says why they are away, and say that Scrawlet already runs.
+    void showToUser();
 
   signals:
     // Emitted once the run has finished; the value is the process's exit status.
@@ -59,6 +64,8 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void toggleInteractive();
     void toggleAnnotation();
     void observeWorkspaces();
+    void watchCompositing();
+    void compositingChanged(bool running);
     void installSignalHandlers();
     void displaysReconciled(std::size_t screenCount);
     void settingsChanged(const core::AnnotationSettings& settings) override;
@@ -78,6 +85,8 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<platform::FrontmostAppProvider> frontmost_;
     std::unique_ptr<platform::WindowPlacer> placer_;
     std::unique_ptr<platform::WorkspaceWatcher> workspaces_;
+    std::unique_ptr<platform::CompositingWatcher> compositingWatcher_;
+    std::unique_ptr<CompositingNotice> compositingNotice_;
     ink::ActionRouter router_;
     std::unique_ptr<ink::ToolController> tools_;
     DisplayRegistry displays_;

@@ -51,10 +51,10 @@ void DrawAppDelegate::printBanner() const {
     text += line("keystroke display", onOff(false));
     text += line("summary", config_.summaryPath);
     if (!compositing_) {
-        // Without a compositing manager the overlay is an opaque sheet over the desktop.
+        // Without a compositing manager the overlays would be an opaque sheet over the desktop.
         text +=
-            "   ** does not draw yet: no compositing manager is running; start one (for "
-            "example xcompmgr) and run scrawlet again\n";
+            "   ** does not draw yet: no compositing manager is running; the overlays appear as "
+            "soon as one starts (for example xcompmgr)\n";
     }
     text +=
         "Draw with the left button. Right-click clears. SIGUSR1 toggles click-through, SIGPWR "

@@ -90,8 +90,9 @@ void DrawShortcuts::refreshScopes() {
         return;
     }
     std::set<core::ActionScope> scopes{core::ActionScope::global};
-    // Bare tool keys would take the typing of the application that clicks now reach.
-    if (surfaces_.annotating() && !surfaces_.ignoresMouse()) {
+    // Bare tool keys would take the typing of the application that clicks now reach, or that
+    // gets them while the overlays wait off screen for a compositing manager.
+    if (surfaces_.onScreen() && !surfaces_.ignoresMouse()) {
         scopes.insert(core::ActionScope::annotating);
     }
     hotkeys_->setLiveScopes(std::move(scopes));

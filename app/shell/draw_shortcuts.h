@@ -1,7 +1,7 @@
 // Draw mode's keyboard: the global shortcuts of the catalogue (with the user's overrides), the
 // typing scope's chords while a label is typed, and the feedback of an action without a visible
 // effect: a hint and a line on standard error, and for a missing grant one prompt per grant.
-// The annotating scope is live only while the overlays annotate. Main thread only.
+// The annotating scope is live only while the overlays annotate on screen. Main thread only.
 #pragma once
 
 #include <QObject>
@@ -30,7 +30,8 @@ class DrawShortcuts : public QObject {
     void start();
     // Releases every chord: other programs get their keys back.
     void stop();
-    // The annotating scope is live while the overlays annotate and take the pointer.
+    // The annotating scope is live while the overlays are on screen annotating and take the
+    // pointer.
     void refreshScopes();
 
     // A chord typed into a label: true when the typing scope maps it to an action.

@@ -91,10 +91,8 @@ bool InkSurfaces::attach(const Display& display) {
     if (config_.fiducials) {
         view->installFiducials();
     }
-    if (annotating_) {
-        view->show();
-    }
     surfaces_.push_back({display.key, std::move(view), true});
+    showOrHide(surfaces_.back());
     if (display.arrived) {
         log::FrontmostLog::shared().record(
             "displayAppeared", std::nullopt,
@@ -125,10 +123,8 @@ void InkSurfaces::reanchor(const Display& display) {
     surface->view->setScreen(screen);
     surface->view->setGeometry(screen->geometry());
     surface->view->reanchor(transformFor(screen));
-    if (annotating_) {
-        surface->view->show();
-    }
     surface->visible = true;
+    showOrHide(*surface);
 }
 
 void InkSurfaces::toolChanged(core::Tool tool) {
@@ -188,12 +184,19 @@ bool InkSurfaces::isSelectingCaptureRegion() const {
 void InkSurfaces::setAnnotating(bool annotating) {
     annotating_ = annotating;
     for (const Surface& surface : surfaces_) {
-        if (annotating_ && surface.visible) {
-            surface.view->show();
-        } else {
-            surface.view->hide();
-        }
+        showOrHide(surface);
     }
+}
+
+void InkSurfaces::setCompositing(bool compositing) {
+    compositing_ = compositing;
+    for (const Surface& surface : surfaces_) {
+        showOrHide(surface);
+    }
+}
+
+void InkSurfaces::showOrHide(const Surface& surface) const {
+    surface.view->setVisible(onScreen() && surface.visible);
 }
 
 void InkSurfaces::setIgnoresMouse(bool ignoresMouse) {

@@ -1,7 +1,8 @@
 // The ink of the run: one transparent overlay window with its ink view per display. A display
 // that goes away hides its surface with the ink kept, and gets it back when it returns; the list
 // of surfaces only grows. The views follow the tool controller's tool, style and fading, and
-// show while the run is annotating. Main thread only.
+// show while the run is annotating and a compositing manager makes them transparent; hidden,
+// they keep their ink. Main thread only.
 #pragma once
 
 #include <cstdint>
@@ -67,6 +68,10 @@ class InkSurfaces : public DisplayFeature,
 
     bool annotating() const { return annotating_; }
     void setAnnotating(bool annotating);
+    // Without a compositing manager an overlay would be an opaque sheet over the desktop.
+    void setCompositing(bool compositing);
+    // Annotating with the overlays on screen.
+    bool onScreen() const { return annotating_ && compositing_; }
     bool ignoresMouse() const { return ignoresMouse_; }
     void setIgnoresMouse(bool ignoresMouse);
 
@@ -80,6 +85,7 @@ class InkSurfaces : public DisplayFeature,
     platform::WindowPlacement placement(bool transparentForInput) const;
     core::DisplayTransform transformFor(const QScreen* screen) const;
     Surface* find(std::uint32_t displayID);
+    void showOrHide(const Surface& surface) const;
 
     const DrawConfig& config_;
     const ink::ToolController& tools_;
@@ -91,6 +97,7 @@ class InkSurfaces : public DisplayFeature,
     std::vector<Surface> surfaces_;
     std::optional<double> timeToLive_;
     bool annotating_ = true;
+    bool compositing_ = true;
     bool ignoresMouse_ = false;
 };
 

@@ -162,11 +162,13 @@ bool hasSelectionOwner(xcb_connection_t* connection, xcb_atom_t selection) {
     return owner && owner->owner != XCB_NONE;
 }
 
-// Waits on XFixes selection-owner events rather than polling, and on the compositor's pidfd so
-// that a compositor which dies is reported at once instead of at the deadline.
+// Waits until the compositing-manager selection is owned (or, with `owned` false, free) on
+// XFixes selection events rather than polling, and on the compositor's pidfd so that a
+// compositor which dies during its start is reported at once instead of at the deadline.
 std::expected<void, std::string> awaitCompositingManager(const std::string& display,
                                                          pid_t compositor,
-                                                         Clock::time_point deadline) {
+                                                         Clock::time_point deadline,
+                                                         bool owned = true) {
     int screenNumber = 0;
     const XcbConnection connection(xcb_connect(display.c_str(), &screenNumber));
     if (xcb_connection_has_error(connection.get()))
@@ -188,20 +190,20 @@ std::expected<void, std::string> awaitCompositingManager(const std::string& disp
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(c));
     for (int i = 0; i < screenNumber && screens.rem > 0; ++i) xcb_screen_next(&screens);
     xcb_xfixes_select_selection_input(c, screens.data->root, atom->atom,
-                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER);
-    // Selected before asking, so an owner that arrives in between still sends its event.
-    if (hasSelectionOwner(c, atom->atom))
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+    // Selected before asking, so an owner that changes in between still sends its event.
+    if (hasSelectionOwner(c, atom->atom) == owned)
         return {};
 
-    const UniqueFd exited(pidfdOpen(compositor));
+    const UniqueFd exited(owned ? pidfdOpen(compositor) : -1);
     const std::uint8_t notify = xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY;
     while (true) {
         while (auto* event = xcb_poll_for_event(c)) {
-            const bool owned =
-                (event->response_type & 0x7f) == notify &&
-                reinterpret_cast<xcb_xfixes_selection_notify_event_t*>(event)->owner != XCB_NONE;
+            const bool changed = (event->response_type & 0x7f) == notify;
             std::free(event);
-            if (owned)
+            if (changed && hasSelectionOwner(c, atom->atom) == owned)
                 return {};
         }
         if (xcb_connection_has_error(c))
@@ -211,7 +213,8 @@ std::expected<void, std::string> awaitCompositingManager(const std::string& disp
         if (ready < 0 && errno == EINTR)
             continue;
         if (ready <= 0)
-            return std::unexpected("no compositing manager took " + name + " in time");
+            return std::unexpected(owned ? "no compositing manager took " + name + " in time"
+                                         : name + " stayed owned");
         if (fds[1].revents != 0)
             return std::unexpected("xcompmgr exited during start-up");
     }
@@ -224,7 +227,7 @@ std::unique_ptr<XSession>& sharedSession() {
 
 }  // namespace
 
-std::expected<std::unique_ptr<XSession>, std::string> XSession::start() {
+std::expected<std::unique_ptr<XSession>, std::string> XSession::start(Compositing compositing) {
     const auto deadline = Clock::now() + kStartTimeout;
     std::unique_ptr<XSession> session(new XSession);
 
@@ -248,16 +251,35 @@ std::expected<std::unique_ptr<XSession>, std::string> XSession::start() {
         return std::unexpected(number.error());
     session->displayName_ = ":" + *number;
 
-    auto compositor = spawn("xcompmgr", {"-d", session->displayName_});
+    if (compositing == Compositing::on) {
+        if (auto ready = session->startCompositor(deadline); !ready)
+            return std::unexpected(ready.error());
+    }
+    return session;
+}
+
+std::expected<void, std::string> XSession::startCompositor() {
+    return startCompositor(Clock::now() + kStartTimeout);
+}
+
+std::expected<void, std::string> XSession::startCompositor(
+    std::chrono::steady_clock::time_point deadline) {
+    if (compositorPid_ > 0)
+        return {};
+    auto compositor = spawn("xcompmgr", {"-d", displayName_});
     if (!compositor)
         return std::unexpected(compositor.error());
-    session->compositorPid_ = *compositor;
+    compositorPid_ = *compositor;
+    return awaitCompositingManager(displayName_, compositorPid_, deadline);
+}
 
-    if (auto ready =
-            awaitCompositingManager(session->displayName_, session->compositorPid_, deadline);
-        !ready)
-        return std::unexpected(ready.error());
-    return session;
+std::expected<void, std::string> XSession::stopCompositor() {
+    if (compositorPid_ <= 0)
+        return {};
+    stop(compositorPid_);
+    compositorPid_ = -1;
+    // The server frees the selection once it notices the closed connection, a moment later.
+    return awaitCompositingManager(displayName_, -1, Clock::now() + kStopTimeout, false);
 }
 
 XSession::~XSession() {
@@ -371,7 +393,7 @@ void XSessionEnvironment::TearDown() {
     sharedSession().reset();
 }
 
-const XSession& XSessionEnvironment::session() {
+XSession& XSessionEnvironment::session() {
     return *sharedSession();
 }
 

@@ -1,16 +1,18 @@
 // A private X session for end-to-end tests: an Xvfb server on a display number the server picks
 // itself, with xcompmgr owning the compositing-manager selection so that translucent windows
-// behave as on a desktop.
+// behave as on a desktop, or without one for tests of a desktop that lacks it.
 //
-// `start` returns only once the server accepts clients and the compositing manager owns
-// `_NET_WM_CM_S0`; every wait is bounded. Both processes are stopped by PID (SIGTERM, then
-// SIGKILL) when the session is destroyed or its start fails, and they are asked to die with the
-// test process should it crash. `XSessionEnvironment` shares one session across a test binary.
+// `start` returns only once the server accepts clients and, unless asked to go without, the
+// compositing manager owns `_NET_WM_CM_S0`; every wait is bounded. Both processes are stopped by
+// PID (SIGTERM, then SIGKILL) when the session is destroyed or its start fails, and they are asked
+// to die with the test process should it crash. `XSessionEnvironment` shares one session across a
+// test binary.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <expected>
 #include <memory>
 #include <string>
@@ -20,7 +22,9 @@ namespace scrawlet::e2e {
 
 class XSession {
   public:
-    static std::expected<std::unique_ptr<XSession>, std::string> start();
+    enum class Compositing { on, off };
+    static std::expected<std::unique_ptr<XSession>, std::string> start(
+        Compositing compositing = Compositing::on);
     ~XSession();
     XSession(const XSession&) = delete;
     XSession& operator=(const XSession&) = delete;
@@ -29,6 +33,11 @@ class XSession {
     const std::string& displayName() const { return displayName_; }
     pid_t serverPid() const { return serverPid_; }
     pid_t compositorPid() const { return compositorPid_; }
+
+    // Starts xcompmgr and returns once it owns the selection; stops it and returns once the
+    // selection is free. Starting while one runs, or stopping while none does, does nothing.
+    std::expected<void, std::string> startCompositor();
+    std::expected<void, std::string> stopCompositor();
 
     // Points this process's X clients (Qt included) at the session. Call before QGuiApplication.
     void exportToProcess() const;
@@ -49,6 +58,8 @@ class XSession {
 
   private:
     XSession() = default;
+    std::expected<void, std::string> startCompositor(
+        std::chrono::steady_clock::time_point deadline);
 
     pid_t serverPid_ = -1;
     pid_t compositorPid_ = -1;
@@ -63,7 +74,7 @@ class XSessionEnvironment : public ::testing::Environment {
     void TearDown() override;
 
     // The shared session; only valid between SetUp and TearDown.
-    static const XSession& session();
+    static XSession& session();
 };
 
 // Base of a suite whose tests need a Qt GUI application on the session's display. The

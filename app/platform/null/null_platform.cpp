@@ -30,6 +30,13 @@ std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher() {
 bool compositingManagerRunning() {
     return true;
 }
+std::unique_ptr<CompositingWatcher> createCompositingWatcher() {
+    return nullptr;
+}
+// Nowhere to keep a lock that every run would see.
+InstanceClaim claimInstance() {
+    return {};
+}
 bool displayReachable(const std::string&) {
     return true;
 }
