@@ -32,7 +32,11 @@ void FrameScheduler::suspend() {
 FrameScheduler::TickOutcome FrameScheduler::tick(double now, bool fading) {
     ++tickCount_;
     lastTickTime_ = now;
-    if (!hasPendingInput_ && !fading) {
+    // The tick after a fade ends draws once more: the last fading frame came a little before
+    // the end and would otherwise stay on screen as a faint ghost.
+    const bool fadeEnded = wasFading_ && !fading;
+    wasFading_ = fading;
+    if (!hasPendingInput_ && !fading && !fadeEnded) {
         ++idleTickCount_;
         if (++idleTicksSincePresent_ >= kIdleTicksBeforePause) {
             running_ = false;

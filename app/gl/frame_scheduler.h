@@ -47,6 +47,7 @@ class FrameScheduler {
     double refreshInterval_;
     bool running_ = false;
     bool hasPendingInput_ = false;
+    bool wasFading_ = false;
     int idleTicksSincePresent_ = 0;
     double lastTickTime_ = -1e300;
     double lastFrameTime_ = -1e300;

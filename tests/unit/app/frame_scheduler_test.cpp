@@ -63,6 +63,9 @@ TEST(FrameSchedulerPacing, FadingInkKeepsFramesComingAndDeferredFramesAreRetried
         clock.frameFinished(i * kInterval, true);
     }
     EXPECT_TRUE(clock.isRunning());
+    // The last fading frame came before the end: one more frame clears what it left.
+    EXPECT_EQ(clock.tick(100 * kInterval, false), FrameScheduler::TickOutcome::draw);
+    clock.frameFinished(100 * kInterval, true);
     EXPECT_EQ(clock.tick(101 * kInterval, false), FrameScheduler::TickOutcome::idle);
 
     clock.requestFrame();
@@ -71,7 +74,7 @@ TEST(FrameSchedulerPacing, FadingInkKeepsFramesComingAndDeferredFramesAreRetried
     EXPECT_EQ(clock.deferredFrameCount(), 1u);
     EXPECT_TRUE(clock.hasPendingInput());
     EXPECT_EQ(clock.tick(103 * kInterval, false), FrameScheduler::TickOutcome::draw);
-    EXPECT_EQ(clock.frameCount(), 100u);
+    EXPECT_EQ(clock.frameCount(), 101u);
 }
 
 }  // namespace
