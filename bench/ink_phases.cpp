@@ -124,7 +124,8 @@ SingleResult measureSingle(Meter& meter, ZigzagRow row, int motions) {
 
 StreamResult measureStream(Meter& meter, const Pids& pids, ZigzagRow row, int motions, double hz,
                            bool polled) {
-    std::vector<double> sent(motions + 1, NAN), seen(motions + 1, NAN);
+    std::vector<double> sent(static_cast<std::size_t>(motions) + 1, NAN),
+        seen(static_cast<std::size_t>(motions) + 1, NAN);
     std::atomic<int> sentCount = 0;
     std::atomic<bool> done = false;
     CpuSnapshot before, after;
@@ -136,7 +137,7 @@ StreamResult measureStream(Meter& meter, const Pids& pids, ZigzagRow row, int mo
         before = CpuSnapshot::take(pids);
         for (int i = 1; i <= motions; ++i, due += period) {
             sleepUntil(due);
-            sent[i] = meter.driver->moveTo(row.at(i));
+            sent[static_cast<std::size_t>(i)] = meter.driver->moveTo(row.at(i));
             sentCount.store(i, std::memory_order_release);
         }
         after = CpuSnapshot::take(pids);
@@ -171,7 +172,7 @@ StreamResult measureStream(Meter& meter, const Pids& pids, ZigzagRow row, int mo
         asked.clear();
         points.clear();
         for (const int i : pending) {
-            if (staleDue || sent[i] >= now - kFreshSeconds) {
+            if (staleDue || sent[static_cast<std::size_t>(i)] >= now - kFreshSeconds) {
                 asked.push_back(i);
                 points.push_back(row.at(i));
             }
@@ -189,7 +190,7 @@ StreamResult measureStream(Meter& meter, const Pids& pids, ZigzagRow row, int mo
             ++result.polls;
             for (std::size_t k = 0; k < flags.size(); ++k) {
                 if (flags[k]) {
-                    seen[asked[k]] = at;
+                    seen[static_cast<std::size_t>(asked[k])] = at;
                     std::erase(pending, asked[k]);
                 }
             }
@@ -212,8 +213,9 @@ StreamResult measureStream(Meter& meter, const Pids& pids, ZigzagRow row, int mo
     meter.driver->release(row.at(motions));
 
     for (int i = 1; i <= motions; ++i) {
-        if (!std::isnan(seen[i])) {
-            result.latencyMs.push_back((seen[i] - sent[i]) * 1e3);
+        if (!std::isnan(seen[static_cast<std::size_t>(i)])) {
+            result.latencyMs.push_back(
+                (seen[static_cast<std::size_t>(i)] - sent[static_cast<std::size_t>(i)]) * 1e3);
         }
     }
     result.lost = static_cast<int>(pending.size());

@@ -70,7 +70,8 @@ int expandEllipse(const LiveShape& shape, std::span<ContentPoint> buffer) {
     const double radiusY = (b.maxY - b.minY) / 2;
     for (int i = 0; i < ellipseSegments; ++i) {
         const double t = i * (2 * std::numbers::pi) / ellipseSegments;
-        buffer[i] = {centreX + radiusX * std::cos(t), centreY + radiusY * std::sin(t)};
+        buffer[static_cast<std::size_t>(i)] = {centreX + radiusX * std::cos(t),
+                                               centreY + radiusY * std::sin(t)};
     }
     // Copied rather than computed: sin(2π) is not exactly 0, and the figure must close.
     buffer[ellipseSegments] = buffer[0];

@@ -19,8 +19,8 @@ namespace scrawlet::core {
 
 struct TextSpan {
     TextSpan() = default;
-    TextSpan(ContentPoint position, std::string text, const StrokeStyle& style, double birth)
-        : position(position), text(std::move(text)), style(style), birth(birth) {}
+    TextSpan(ContentPoint at, std::string words, const StrokeStyle& inkStyle, double bornAt)
+        : position(at), text(std::move(words)), style(inkStyle), birth(bornAt) {}
 
     ContentPoint position;  // bottom-left of the first line's box
     std::string text;       // UTF-8; one line per line feed

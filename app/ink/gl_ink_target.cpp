@@ -66,7 +66,8 @@ std::optional<int> GlInkTarget::beginFrame(PixelRect bounds) {
     gl_->glBindFramebuffer(GL_FRAMEBUFFER, context_->defaultFramebufferObject());
     gl_->glViewport(0, 0, bounds.width, bounds.height);
     gl_->glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-    for (const GLenum capability : {GL_DEPTH_TEST, GL_STENCIL_TEST, GL_CULL_FACE}) {
+    for (const GLenum capability :
+         {GLenum{GL_DEPTH_TEST}, GLenum{GL_STENCIL_TEST}, GLenum{GL_CULL_FACE}}) {
         gl_->glDisable(capability);
     }
     gl_->glEnable(GL_SCISSOR_TEST);

@@ -13,7 +13,7 @@ void Damage::add(PixelRect rect) {
 
 // Merging can make a rectangle touch others it did not before, so a merged one goes in again.
 void Damage::insert(PixelRect rect) {
-    for (int i = 0; i < count_; ++i) {
+    for (std::size_t i = 0; i < count_; ++i) {
         if (rects_[i].contains(rect))
             return;
         if (rect.touches(rects_[i])) {
@@ -28,9 +28,9 @@ void Damage::insert(PixelRect rect) {
         return;
     }
     // Full: fold the new one into the rectangle whose union with it wastes the fewest pixels.
-    int best = 0;
+    std::size_t best = 0;
     long long bestWaste = std::numeric_limits<long long>::max();
-    for (int i = 0; i < count_; ++i) {
+    for (std::size_t i = 0; i < count_; ++i) {
         const long long waste = rect.united(rects_[i]).area() - rect.area() - rects_[i].area();
         if (waste < bestWaste) {
             bestWaste = waste;
@@ -43,7 +43,7 @@ void Damage::insert(PixelRect rect) {
 }
 
 bool Damage::intersects(const PixelRect& rect) const {
-    for (int i = 0; i < count_; ++i) {
+    for (std::size_t i = 0; i < count_; ++i) {
         if (rects_[i].intersects(rect))
             return true;
     }
@@ -52,7 +52,7 @@ bool Damage::intersects(const PixelRect& rect) const {
 
 long long Damage::area() const {
     long long total = 0;
-    for (int i = 0; i < count_; ++i) total += rects_[i].area();
+    for (std::size_t i = 0; i < count_; ++i) total += rects_[i].area();
     return total;
 }
 

@@ -75,7 +75,7 @@ struct PixelRect {
 
 class Damage {
   public:
-    static constexpr int kMaximumRects = 6;
+    static constexpr std::size_t kMaximumRects = 6;
 
     Damage() = default;
     explicit Damage(PixelRect bounds) : bounds_(bounds) {}
@@ -93,9 +93,7 @@ class Damage {
     bool isEmpty() const { return count_ == 0; }
     bool isEverything() const { return count_ == 1 && rects_[0] == bounds_; }
     bool intersects(const PixelRect& rect) const;
-    std::span<const PixelRect> rects() const {
-        return {rects_.data(), static_cast<std::size_t>(count_)};
-    }
+    std::span<const PixelRect> rects() const { return {rects_.data(), count_}; }
     long long area() const;
 
   private:
@@ -103,7 +101,7 @@ class Damage {
 
     PixelRect bounds_;
     std::array<PixelRect, kMaximumRects> rects_{};
-    int count_ = 0;
+    std::size_t count_ = 0;
 };
 
 // A frame's damage as the platform presenters take it; rectangles beyond a damage's bound

@@ -159,7 +159,8 @@ void StrokeRenderer::draw(std::span<const SegmentInstance> instances, int upload
     const gl::StateGuard saved(*gl_);
     gl_->glViewport(0, 0, drawablePixels.width(), drawablePixels.height());
     gl_->glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-    for (const GLenum capability : {GL_SCISSOR_TEST, GL_DEPTH_TEST, GL_STENCIL_TEST, GL_CULL_FACE})
+    for (const GLenum capability : {GLenum{GL_SCISSOR_TEST}, GLenum{GL_DEPTH_TEST},
+                                    GLenum{GL_STENCIL_TEST}, GLenum{GL_CULL_FACE}})
         gl_->glDisable(capability);
     gl_->glClearColor(0, 0, 0, 0);
     gl_->glClear(GL_COLOR_BUFFER_BIT);

@@ -90,7 +90,7 @@ class DrawShortcuts : public DrawRun {
                 c, xcb_get_window_attributes(c, children[i]), nullptr);
             if (name && attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
                 std::string(static_cast<const char*>(xcb_get_property_value(name)),
-                            xcb_get_property_value_length(name)) == title)
+                            static_cast<std::size_t>(xcb_get_property_value_length(name))) == title)
                 ++count;
             std::free(name);
             std::free(attributes);

@@ -269,7 +269,7 @@ TEST_P(InkViewTest, AFadingStrokeIsOneShapeAtOneOpacity) {
 INSTANTIATE_TEST_SUITE_P(Paths, InkViewTest,
                          ::testing::Values(PresentPath::software, PresentPath::copySubBuffer,
                                            PresentPath::fullSwap),
-                         [](const auto& info) { return std::string(core::rawValue(info.param)); });
+                         [](const auto& path) { return std::string(core::rawValue(path.param)); });
 
 }  // namespace
 }  // namespace scrawlet::ink

@@ -123,10 +123,12 @@ TEST_F(StrokeRendererTest, CapsulesAndDotsMatchTheirDistanceCoverageEverywhere) 
     for (int y = 0; y < kHeight; ++y) {
         for (int x = 0; x < kWidth; ++x) {
             float expected = 0;
+            const float centreX = static_cast<float>(x) + 0.5f;
+            const float centreY = static_cast<float>(y) + 0.5f;
             for (const SegmentInstance& instance : instances) {
-                expected = std::max(expected, coverage(instance, {x + 0.5f, y + 0.5f}) * 255);
+                expected = std::max(expected, coverage(instance, {centreX, centreY}) * 255);
             }
-            if (std::abs(alphaAt(x, y) - expected) > 1.01f && ++mismatches <= 5)
+            if (std::abs(static_cast<float>(alphaAt(x, y)) - expected) > 1.01f && ++mismatches <= 5)
                 ADD_FAILURE() << "(" << x << ", " << y << "): " << alphaAt(x, y) << " not "
                               << expected;
         }

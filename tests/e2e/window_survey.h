@@ -26,11 +26,11 @@ inline std::vector<ShownWindow> shownWindowsOf(pid_t pid) {
         return shown;
     }
     const auto atom = [c](const char* name) {
-        auto* reply =
-            xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(name), name), nullptr);
-        const xcb_atom_t atom = reply ? reply->atom : XCB_NONE;
+        auto* reply = xcb_intern_atom_reply(
+            c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
+        const xcb_atom_t found = reply ? reply->atom : XCB_NONE;
         std::free(reply);
-        return atom;
+        return found;
     };
     const xcb_atom_t pidAtom = atom("_NET_WM_PID");
     const xcb_atom_t utf8 = atom("UTF8_STRING");
@@ -56,7 +56,7 @@ inline std::vector<ShownWindow> shownWindowsOf(pid_t pid) {
         if (auto* name = xcb_get_property_reply(
                 c, xcb_get_property(c, 0, window, nameAtom, utf8, 0, 256), nullptr)) {
             entry.title.assign(static_cast<const char*>(xcb_get_property_value(name)),
-                               xcb_get_property_value_length(name));
+                               static_cast<std::size_t>(xcb_get_property_value_length(name)));
             std::free(name);
         }
         if (auto* geometry = xcb_get_geometry_reply(c, xcb_get_geometry(c, window), nullptr)) {

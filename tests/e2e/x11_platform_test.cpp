@@ -42,7 +42,9 @@ class Observer {
 
     xcb_atom_t atom(std::string_view name) {
         const Owned<xcb_intern_atom_reply_t> reply(
-            xcb_intern_atom_reply(c_, xcb_intern_atom(c_, 0, name.size(), name.data()), nullptr),
+            xcb_intern_atom_reply(
+                c_, xcb_intern_atom(c_, 0, static_cast<std::uint16_t>(name.size()), name.data()),
+                nullptr),
             &std::free);
         return reply ? reply->atom : XCB_NONE;
     }

@@ -177,7 +177,9 @@ std::expected<void, std::string> awaitCompositingManager(const std::string& disp
 
     const std::string name = "_NET_WM_CM_S" + std::to_string(screenNumber);
     const XcbReply<xcb_intern_atom_reply_t> atom(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, name.size(), name.c_str()), nullptr),
+        xcb_intern_atom_reply(
+            c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(name.size()), name.c_str()),
+            nullptr),
         &std::free);
     const xcb_query_extension_reply_t* xfixes = xcb_get_extension_data(c, &xcb_xfixes_id);
     if (!atom || !xfixes || !xfixes->present)

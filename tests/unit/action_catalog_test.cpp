@@ -66,9 +66,9 @@ std::filesystem::path shippedCatalogPath() {
 TEST(ActionCatalogShipped, CoversEveryActionOnceWithUsableConflictFreeBindings) {
     std::ifstream file(shippedCatalogPath());
     ASSERT_TRUE(file) << shippedCatalogPath();
-    std::stringstream text;
-    text << file.rdbuf();
-    const auto catalog = ActionCatalog::decode(text.str());
+    std::stringstream contents;
+    contents << file.rdbuf();
+    const auto catalog = ActionCatalog::decode(contents.str());
     ASSERT_TRUE(catalog) << catalog.error().message;
     EXPECT_EQ(catalog->schemaVersion, 1);
     ASSERT_EQ(catalog->actions.size(), caseCount<ActionID>());
@@ -78,11 +78,11 @@ TEST(ActionCatalogShipped, CoversEveryActionOnceWithUsableConflictFreeBindings) 
 
     // Super belongs to the desktop on Linux, and these are common GNOME and KDE defaults.
     std::set<std::string> reserved;
-    for (const char* text :
+    for (const char* spelled :
          {"ctrl+alt+t", "ctrl+alt+l", "ctrl+alt+d", "ctrl+alt+a", "ctrl+alt+k", "ctrl+alt+v",
           "ctrl+alt+r", "ctrl+alt+x", "ctrl+alt+delete", "ctrl+alt+escape", "ctrl+alt+tab",
           "ctrl+alt+shift+r", "ctrl+escape", "alt+tab", "alt+space"}) {
-        reserved.insert(Chord::parse(text)->specText());
+        reserved.insert(Chord::parse(spelled)->specText());
     }
     for (const Platform platform : allCases<Platform>()) {
         SCOPED_TRACE(rawValue(platform));

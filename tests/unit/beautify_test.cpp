@@ -58,7 +58,7 @@ TEST(BeautifyClassify, NoisyCircleIsACircleOfMeanRadiusAboutTheBoxCentre) {
     const auto* circle = std::get_if<BeautifiedShape::Circle>(&shape->figure);
     ASSERT_NE(circle, nullptr);
     EXPECT_EQ(circle->centre, centre);
-    EXPECT_NEAR(circle->radius, sum / points.size(), 1e-9);
+    EXPECT_NEAR(circle->radius, sum / static_cast<double>(points.size()), 1e-9);
     // A wobble beyond the tolerance (0.05 × ~141) is no figure at all.
     EXPECT_EQ(Beautify::classify(noisyCircle(50, 12), 0.05), std::nullopt);
 }

@@ -46,7 +46,7 @@ bool displayConnectionLost() {
 
 // Stable for the run, and never the "no identifier" 0.
 std::uint32_t displayIdentifier(const QString& screenName) {
-    return qHash(screenName) | 1U;
+    return static_cast<std::uint32_t>(qHash(screenName)) | 1U;
 }
 std::uint32_t displayIdentifier(const QScreen* screen) {
     return screen ? displayIdentifier(screen->name()) : 0;

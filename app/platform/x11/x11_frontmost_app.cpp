@@ -54,8 +54,9 @@ class X11FrontmostAppProvider final : public FrontmostAppProvider,
 
   private:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) override {
-        const auto* change =
-            x11::asPropertyNotify(std::string_view(eventType.data(), eventType.size()), message);
+        const auto* change = x11::asPropertyNotify(
+            std::string_view(eventType.data(), static_cast<std::size_t>(eventType.size())),
+            message);
         if (!change)
             return false;
         if (change->window == x_.root && change->atom == activeWindow_) {

@@ -40,8 +40,9 @@ class X11WorkspaceWatcher final : public WorkspaceWatcher, private QAbstractNati
     }
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) override {
-        const auto* change =
-            x11::asPropertyNotify(std::string_view(eventType.data(), eventType.size()), message);
+        const auto* change = x11::asPropertyNotify(
+            std::string_view(eventType.data(), static_cast<std::size_t>(eventType.size())),
+            message);
         if (!change)
             return false;
         if (change->window != x_.root || change->atom != currentDesktop_ ||

@@ -264,7 +264,7 @@ TEST(Damage, MergesTouchingRectanglesAndStaysBounded) {
     damage.add({-50, 90, 200, 50});  // clipped to the bounds
     EXPECT_EQ(damage.rects().back(), (PixelRect{0, 90, 100, 10}));
     for (int i = 0; i < 20; ++i) damage.add({i * 4 % 90, 40 + i % 3 * 15, 2, 2});
-    EXPECT_LE(static_cast<int>(damage.rects().size()), Damage::kMaximumRects);
+    EXPECT_LE(damage.rects().size(), Damage::kMaximumRects);
     for (int i = 0; i < 20; ++i) {
         EXPECT_TRUE(damage.intersects({i * 4 % 90, 40 + i % 3 * 15, 2, 2})) << i;
     }

@@ -40,7 +40,7 @@ struct Ink {
         Ink fresh;
         fresh.builder.sync(scene, transform);
         ASSERT_EQ(builder.instanceCount(), fresh.builder.instanceCount());
-        for (int i = 0; i < builder.instanceCount(); ++i) {
+        for (std::size_t i = 0; i < static_cast<std::size_t>(builder.instanceCount()); ++i) {
             const auto &got = builder.instances()[i], &want = fresh.builder.instances()[i];
             EXPECT_EQ(0, std::memcmp(got.a, want.a, 24)) << i;
             EXPECT_EQ(0, std::memcmp(got.colour, want.colour, 16)) << i;
@@ -63,7 +63,7 @@ TEST(StrokeInstances, StrokesBecomeStartDotPlusCapsulesInRunsOfEqualBlend) {
     const auto in = ink.builder.instances();
     ASSERT_EQ(in.size(), 5u);
     const float ends[4][4] = {{0, 0, 0, 0}, {0, 0, 3, 0}, {3, 0, 3, 6}, {-30, -60, -30, -60}};
-    for (int i = 0; i < 4; ++i) {
+    for (std::size_t i = 0; i < 4; ++i) {
         EXPECT_TRUE(std::ranges::equal(std::array{in[i].a[0], in[i].a[1], in[i].b[0], in[i].b[1]},
                                        ends[i]));
     }
