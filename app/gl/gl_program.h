@@ -21,6 +21,9 @@ QOpenGLFunctions_3_3_Core* functions();
 GLuint buildProgram(QOpenGLFunctions_3_3_Core& gl, std::string_view owner,
                     std::string_view vertexSource, std::string_view fragmentSource);
 
+// A 2D texture sampled pixel for pixel (nearest, clamped at the edges), left bound.
+GLuint makePixelTexture(QOpenGLFunctions_3_3_Core& gl);
+
 // Saves what the renderers touch (program, vertex array, array buffer, texture binding,
 // viewport, scissor box, clear colour, colour mask, blend equations and factors, and the blend,
 // scissor, depth, stencil and cull tests) and restores it on destruction.

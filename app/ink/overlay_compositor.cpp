@@ -42,12 +42,7 @@ std::unique_ptr<OverlayCompositor> OverlayCompositor::create() {
     }
     const gl::StateGuard saved(*gl);
     gl->glGenVertexArrays(1, &compositor->vertexArray_);
-    gl->glGenTextures(1, &compositor->texture_);
-    gl->glBindTexture(GL_TEXTURE_2D, compositor->texture_);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    compositor->texture_ = gl::makePixelTexture(*gl);
     return compositor;
 }
 

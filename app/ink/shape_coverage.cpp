@@ -42,12 +42,7 @@ std::unique_ptr<ShapeCoverage> ShapeCoverage::create() {
     shapes->paintLocation_ = gl->glGetUniformLocation(shapes->program_, "paint");
     gl->glGenVertexArrays(1, &shapes->vertexArray_);
     gl->glGenFramebuffers(1, &shapes->framebuffer_);
-    gl->glGenTextures(1, &shapes->texture_);
-    gl->glBindTexture(GL_TEXTURE_2D, shapes->texture_);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    gl->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    shapes->texture_ = gl::makePixelTexture(*gl);
     return shapes;
 }
 

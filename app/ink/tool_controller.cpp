@@ -74,13 +74,4 @@ void ToolController::styleAndSettingsChanged() {
     tell([&](Observer& o) { o.settingsChanged(settings_); });
 }
 
-void ToolController::applyExternal(const core::AnnotationSettings& settings) {
-    settings_ = settings;
-    const core::StrokeStyle style = currentStyle();
-    tell([&](Observer& o) { o.styleChanged(style); });
-    const auto seconds = settings_.autoErase.timeToLiveSeconds();
-    tell([&](Observer& o) { o.timeToLiveChanged(seconds); });
-    tell([&](Observer& o) { o.settingsChanged(settings_); });
-}
-
 }  // namespace scrawlet::ink

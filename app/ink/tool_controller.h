@@ -37,8 +37,6 @@ class ToolController {
     void addObserver(Observer& observer) { observers_.push_back(&observer); }
 
     Outcome perform(core::ActionID action);
-    // Settings changed elsewhere (the settings window).
-    void applyExternal(const core::AnnotationSettings& settings);
 
     core::Tool tool() const { return tool_; }
     const core::AnnotationSettings& settings() const { return settings_; }

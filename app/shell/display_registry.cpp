@@ -103,19 +103,6 @@ void DisplayRegistry::reconcile() {
     }
 }
 
-const Display* DisplayRegistry::displayAt(QPoint point) const {
-    for (const Display& display : displays_) {
-        if (!display.present) {
-            continue;
-        }
-        const QScreen* screen = screenNamed(display.key.name);
-        if (screen && screen->geometry().contains(point)) {
-            return &display;
-        }
-    }
-    return nullptr;
-}
-
 // Qt recreates QScreen objects on changes; the monitor's name is what lasts.
 QScreen* DisplayRegistry::screenNamed(const std::string& name) {
     for (QScreen* screen : QGuiApplication::screens()) {

@@ -8,7 +8,6 @@
 #pragma once
 
 #include <QObject>
-#include <QPoint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -55,8 +54,6 @@ class DisplayRegistry : public QObject {
     }
 
     const std::vector<Display>& displays() const { return displays_; }
-    // The present display whose screen contains `point`, if any.
-    const Display* displayAt(QPoint point) const;
     static QScreen* screenNamed(const std::string& name);
 
   private:

@@ -171,11 +171,6 @@ ink::InkView* InkSurfaces::viewUnderPointer() const {
     return surfaces_.empty() ? nullptr : surfaces_.front().view.get();
 }
 
-bool InkSurfaces::isVisibleOn(std::uint32_t displayID) const {
-    return std::any_of(surfaces_.begin(), surfaces_.end(),
-                       [&](const Surface& s) { return s.display.id == displayID && s.visible; });
-}
-
 bool InkSurfaces::isSelectingCaptureRegion() const {
     return std::any_of(surfaces_.begin(), surfaces_.end(),
                        [](const Surface& s) { return s.view->isSelectingCaptureRegion(); });

@@ -63,7 +63,6 @@ class InkSurfaces : public DisplayFeature,
     bool empty() const { return surfaces_.empty(); }
     // The visible view under the pointer, else the first view.
     ink::InkView* viewUnderPointer() const;
-    bool isVisibleOn(std::uint32_t displayID) const;
     bool isSelectingCaptureRegion() const;
 
     bool annotating() const { return annotating_; }
