@@ -4,6 +4,9 @@
 #include <csignal>
 #include <iostream>
 
+#include "app/capture/cursor_highlight.h"
+#include "app/capture/pointer_follower.h"
+#include "app/capture/spotlight.h"
 #include "app/log/frontmost_log.h"
 #include "app/platform/atomic_file.h"
 #include "app/platform/monotonic_clock.h"
@@ -94,6 +97,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         panels_->setCompositing(compositing_);
         displays_.addFeature(*panels_);
     }
+    buildPointerAids();
     measurements_->schedule();
     if (surfaces_->empty()) {
         return ConfigExit{"draw: no drawable screen", 2};

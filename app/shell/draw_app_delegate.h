@@ -25,6 +25,12 @@
 #include "app/shell/finish_deferral.h"
 #include "app/shell/signal_relay.h"
 
+namespace scrawlet::capture {
+class CursorHighlight;
+class PointerFollower;
+class Spotlight;
+}  // namespace scrawlet::capture
+
 namespace scrawlet::shell {
 
 class CompositingNotice;
@@ -52,6 +58,8 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     // Another launch found this run: bring the overlays and panels back, or the notice that
     // says why they are away, and say that Scrawlet already runs.
     void showToUser();
+    // New aid settings from the settings window, shown at once by the aids that are on.
+    void applyAidSettings(const core::Settings& settings);
 
   signals:
     // Emitted once the run has finished; the value is the process's exit status.
@@ -60,6 +68,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
   private:
     std::optional<ConfigExit> choosePresentPath();
     void routeActions();
+    void buildPointerAids();
+    ink::Outcome toggleSpotlight();
+    ink::Outcome toggleCursorHighlight();
     void pickTool(core::Tool tool);
     void toggleInteractive();
     void toggleAnnotation();
@@ -94,6 +105,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<DrawShortcuts> shortcuts_;
     std::unique_ptr<ControlPanels> panels_;
     std::unique_ptr<StatusMenu> statusMenu_;
+    std::unique_ptr<capture::PointerFollower> pointer_;
+    std::unique_ptr<capture::Spotlight> spotlight_;
+    std::unique_ptr<capture::CursorHighlight> cursorHighlight_;
     std::unique_ptr<DrawMeasurements> measurements_;
     std::unique_ptr<SignalRelay> signals_;
     std::optional<core::AnnotationSettings> pendingSettings_;

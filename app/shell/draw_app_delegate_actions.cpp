@@ -1,4 +1,7 @@
 // Draw mode's actions: who carries out each action the tool controller does not own.
+#include "app/capture/cursor_highlight.h"
+#include "app/capture/spotlight.h"
+#include "app/platform/platform_services.h"
 #include "app/shell/control_panels.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/ink_surfaces.h"
@@ -38,10 +41,62 @@ void DrawAppDelegate::routeActions() {
     router_.add(ActionID::panelToggle, [this] {
         return Outcome::handledIf(panels_ && panels_->toggle(), ActionID::panelToggle);
     });
+    router_.add(ActionID::spotlightToggle, [this] { return toggleSpotlight(); });
+    router_.add(ActionID::cursorHighlightToggle, [this] { return toggleCursorHighlight(); });
     router_.add(ActionID::appQuit, [this] {
         requestFinish("app.quit");
         return Outcome::handled();
     });
+}
+
+// Both aids are built whatever the configuration says, so that their shortcuts work; they stay
+// off until asked, at launch or later.
+void DrawAppDelegate::buildPointerAids() {
+    pointer_ = std::make_unique<capture::PointerFollower>(platform::createPointerMonitor());
+    const core::Settings settings = config_.settingsWithOverrides(config_.currentSettings());
+    const platform::WindowPlacement placement = overlayPlacement(config_, true);
+    spotlight_ = std::make_unique<capture::Spotlight>(settings.spotlight, placement, placer_.get(),
+                                                      *pointer_);
+    displays_.addFeature(*spotlight_);
+    cursorHighlight_ = std::make_unique<capture::CursorHighlight>(
+        settings.cursorHighlight, placement, placer_.get(), *pointer_);
+    displays_.addFeature(*cursorHighlight_);
+    if (config_.spotlight) {
+        spotlight_->setActive(true);
+    }
+    if (config_.cursorHighlight || settings.cursorHighlight.enabled) {
+        cursorHighlight_->setActive(true);
+    }
+}
+
+// Settings are read afresh at every toggle: the file may have changed since launch.
+Outcome DrawAppDelegate::toggleSpotlight() {
+    if (!spotlight_) {
+        return ink::ActionRouter::unowned(ActionID::spotlightToggle);
+    }
+    spotlight_->apply(config_.settingsWithOverrides(config_.currentSettings()).spotlight);
+    spotlight_->setActive(!spotlight_->isActive());
+    return Outcome::handled();
+}
+
+Outcome DrawAppDelegate::toggleCursorHighlight() {
+    if (!cursorHighlight_) {
+        return ink::ActionRouter::unowned(ActionID::cursorHighlightToggle);
+    }
+    cursorHighlight_->apply(
+        config_.settingsWithOverrides(config_.currentSettings()).cursorHighlight);
+    cursorHighlight_->setActive(!cursorHighlight_->isActive());
+    return Outcome::handled();
+}
+
+void DrawAppDelegate::applyAidSettings(const core::Settings& settings) {
+    const core::Settings run = config_.settingsWithOverrides(settings);
+    if (spotlight_) {
+        spotlight_->apply(run.spotlight);
+    }
+    if (cursorHighlight_) {
+        cursorHighlight_->apply(run.cursorHighlight);
+    }
 }
 
 void DrawAppDelegate::pickTool(core::Tool tool) {

@@ -3,6 +3,8 @@
 
 #include <iostream>
 
+#include "app/capture/cursor_highlight.h"
+#include "app/capture/spotlight.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/ink_surfaces.h"
 #include "app/shell/run_summary.h"
@@ -46,8 +48,27 @@ void DrawAppDelegate::printBanner() const {
         line("allocation audit", "not compiled in (build with -DSCRAWLET_ALLOC_AUDIT=ON to count)");
     text += line("lens", onOff(false));
     text += line("full-screen zoom", onOff(false));
-    text += line("spotlight", onOff(false));
-    text += line("cursor highlight", onOff(false));
+    if (spotlight_) {
+        const core::SpotlightSettings& spot = spotlight_->settings();
+        text += line("spotlight", onOff(spotlight_->isActive()) + " (" +
+                                      std::string(core::rawValue(spot.shape)) + ", " +
+                                      core::shortestDecimal(spot.sizePoints) + "pt, dim " +
+                                      core::shortestDecimal(spot.dimOpacity) +
+                                      (spot.dimAllDisplays ? ", all displays)" : ")"));
+    } else {
+        text += line("spotlight", onOff(false));
+    }
+    if (cursorHighlight_) {
+        const core::CursorHighlightSettings& high = cursorHighlight_->settings();
+        text += line("cursor highlight", onOff(cursorHighlight_->isActive()) + " (" +
+                                             std::string(core::rawValue(high.shape)) + ", " +
+                                             core::shortestDecimal(high.sizePoints) + "pt, " +
+                                             high.colour.hexString() + " at " +
+                                             core::shortestDecimal(high.opacity) +
+                                             (high.clickRipple ? ", click ripples)" : ")"));
+    } else {
+        text += line("cursor highlight", onOff(false));
+    }
     text += line("keystroke display", onOff(false));
     text += line("summary", config_.summaryPath);
     if (!compositing_) {
@@ -76,6 +97,17 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
         if (contributor) {
             contributor->contribute(input);
         }
+    }
+    const auto activity = [](const capture::AidStats& stats, bool enabled) {
+        return AidActivity{enabled, stats.active, stats.presentedFrames, stats.idleTicks};
+    };
+    if (spotlight_) {
+        input.spotlight.activity = activity(spotlight_->stats(), config_.spotlight);
+    }
+    if (cursorHighlight_) {
+        input.cursorHighlight.activity =
+            activity(cursorHighlight_->stats(),
+                     config_.cursorHighlight || cursorHighlight_->settings().enabled);
     }
     if (tools_) {
         const core::StrokeStyle pen = core::StrokeStyle::style(core::Tool::pen, tools_->settings());

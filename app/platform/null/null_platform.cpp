@@ -16,6 +16,10 @@ std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider() {
 std::unique_ptr<KeyGrabber> createKeyGrabber() {
     return nullptr;
 }
+std::unique_ptr<PointerMonitor> createPointerMonitor() {
+    return nullptr;
+}
+
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     return nullptr;
 }

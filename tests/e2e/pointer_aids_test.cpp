@@ -1,0 +1,134 @@
+// The spotlight and the cursor highlight on the two-monitor desktop, read back from the screen:
+// the dim far from the pointer, the clear hole, the untouched second monitor, and both aids
+// following the pointer as XTest moves it.
+#include <cstdlib>
+
+#include "tests/e2e/draw_run.h"
+
+namespace {
+
+using namespace scrawlet::e2e;
+
+class PointerAids : public DrawRun {
+  protected:
+    void SetUp() override {
+        DrawRun::SetUp();
+        ASSERT_TRUE(input->movePointer(kStart));
+        for (const QPoint point : kSamples) {
+            desktop.push_back(onScreen(point));
+        }
+    }
+
+    static bool near(QRgb a, QRgb b) {
+        return std::abs(qRed(a) - qRed(b)) <= 3 && std::abs(qGreen(a) - qGreen(b)) <= 3 &&
+               std::abs(qBlue(a) - qBlue(b)) <= 3;
+    }
+    static QRgb dimmed(QRgb colour, double alpha) {
+        const auto keep = [&](int channel) { return int(channel * (1 - alpha) + 0.5); };
+        return qRgb(keep(qRed(colour)), keep(qGreen(colour)), keep(qBlue(colour)));
+    }
+    QRgb desktopAt(QPoint point) const {
+        for (std::size_t i = 0; i < kSamples.size(); ++i) {
+            if (kSamples[i] == point) {
+                return desktop[i];
+            }
+        }
+        ADD_FAILURE() << "not a sample point";
+        return 0;
+    }
+    // Every sample in `dim` dimmed by `alpha`, every other sample as the desktop has it.
+    ::testing::AssertionResult awaitScreen(std::vector<QPoint> dim, double alpha) {
+        const auto matches = [&] {
+            for (const QPoint point : kSamples) {
+                const bool dark = std::find(dim.begin(), dim.end(), point) != dim.end();
+                const QRgb expected = dark ? dimmed(desktopAt(point), alpha) : desktopAt(point);
+                if (!near(onScreen(point), expected)) {
+                    return false;
+                }
+            }
+            return true;
+        };
+        if (QTest::qWaitFor(matches, 5000)) {
+            return ::testing::AssertionSuccess();
+        }
+        auto failure = ::testing::AssertionFailure();
+        for (const QPoint point : kSamples) {
+            failure << "(" << point.x() << "," << point.y() << ") " << std::hex << onScreen(point)
+                    << " desktop " << desktopAt(point) << std::dec << "; ";
+        }
+        return failure;
+    }
+
+    static constexpr QPoint kStart{300, 300};
+    // On A: the start, inside its hole but clear of a highlight, far from it, near the right edge,
+    // and left of the edge beyond a hole at the edge; on B: near A, and far from A.
+    static inline const std::vector<QPoint> kSamples{{300, 300}, {360, 300}, {800, 150}, {950, 540},
+                                                     {770, 540}, {970, 540}, {1800, 900}};
+    std::vector<QRgb> desktop;
+};
+
+TEST_F(PointerAids, SpotlightDimsTheDisplayUnderThePointerAroundAHoleThatFollowsIt) {
+    auto run =
+        startAndAwaitBanner({"SCRAWLET_DRAW_SPOTLIGHT=1", "SCRAWLET_DRAW_SPOTLIGHT_SIZE=200",
+                             "SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY=0.5", "SCRAWLET_DRAW_PANEL=0"});
+    EXPECT_NE(run->standardError().find("on (circle, 200.0pt, dim 0.5)"), std::string::npos)
+        << run->standardError();
+    // Clear round the pointer, dim elsewhere on A, B untouched.
+    EXPECT_TRUE(awaitScreen({{800, 150}, {950, 540}, {770, 540}}, 0.5));
+
+    ASSERT_TRUE(input->movePointer({800, 150}));
+    EXPECT_TRUE(awaitScreen({{300, 300}, {360, 300}, {950, 540}, {770, 540}}, 0.5));
+
+    // At A's right edge the hole is cut there: not moved inward (770 stays dim), not spilling
+    // onto B (which stays as it was).
+    ASSERT_TRUE(input->movePointer({955, 540}));
+    EXPECT_TRUE(awaitScreen({{300, 300}, {360, 300}, {800, 150}, {770, 540}}, 0.5));
+
+    // On B: A is left alone, B dimmed far from the pointer.
+    ASSERT_TRUE(input->movePointer({1000, 540}));
+    EXPECT_TRUE(awaitScreen({{1800, 900}}, 0.5));
+
+    finishWith(*run, SIGUSR2);
+    const auto summary = summaryDocument();
+    EXPECT_EQ(summary["spotlightEnabled"], true);
+    EXPECT_EQ(summary["spotlightActive"], true);
+    EXPECT_GE(summary["spotlightPresentedFrames"].get<int>(), 4);
+    const auto toggles = events("spotlightToggle");
+    ASSERT_EQ(toggles.size(), 1u);
+    EXPECT_EQ(toggles[0]["note"], "active=true shape=circle size=200.0 dimAllDisplays=false");
+}
+
+TEST_F(PointerAids, DimAllDarkensTheOtherDisplayWholeAndTheHighlightFollowsThePointer) {
+    auto run = startAndAwaitBanner(
+        {"SCRAWLET_DRAW_SPOTLIGHT=1", "SCRAWLET_DRAW_SPOTLIGHT_SIZE=200",
+         "SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY=2", "SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL=1",
+         "SCRAWLET_DRAW_CURSOR_HIGHLIGHT=1", "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SHAPE=filledCircle",
+         "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_COLOUR=#FF0000",
+         "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_OPACITY=1", "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SIZE=40",
+         "SCRAWLET_DRAW_PANEL=0"});
+    // A dim opacity above 1 is fully black; the highlight sits in the hole at the pointer.
+    const QRgb red = qRgb(255, 0, 0);
+    const QRgb black = qRgb(0, 0, 0);
+    const auto awaitAt = [&](QPoint point, QRgb colour) {
+        return QTest::qWaitFor([&] { return near(onScreen(point), colour); }, 5000);
+    };
+    EXPECT_TRUE(awaitAt(kStart, red)) << std::hex << onScreen(kStart);
+    EXPECT_TRUE(awaitAt({360, 300}, desktopAt({360, 300}))) << std::hex << onScreen({360, 300});
+    EXPECT_TRUE(awaitAt({800, 150}, black)) << std::hex << onScreen({800, 150});
+    EXPECT_TRUE(awaitAt({970, 540}, black)) << std::hex << onScreen({970, 540});
+
+    ASSERT_TRUE(input->movePointer({1800, 900}));
+    EXPECT_TRUE(awaitAt({1800, 900}, red)) << std::hex << onScreen({1800, 900});
+    // The old spot is dark now that hole and highlight have left it, on a display dimmed whole.
+    EXPECT_TRUE(awaitAt(kStart, black)) << std::hex << onScreen(kStart);
+
+    finishWith(*run, SIGUSR2);
+    const auto summary = summaryDocument();
+    EXPECT_EQ(summary["cursorHighlightActive"], true);
+    EXPECT_GE(summary["cursorHighlightPresentedFrames"].get<int>(), 2);
+    const auto toggles = events("cursorHighlightToggle");
+    ASSERT_EQ(toggles.size(), 1u);
+    EXPECT_EQ(toggles[0]["note"], "active=true shape=filledCircle size=40.0");
+}
+
+}  // namespace
