@@ -16,6 +16,9 @@ std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider() {
 std::unique_ptr<KeyGrabber> createKeyGrabber() {
     return nullptr;
 }
+std::unique_ptr<KeyMonitor> createKeyMonitor() {
+    return nullptr;
+}
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     return nullptr;
 }
