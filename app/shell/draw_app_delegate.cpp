@@ -4,6 +4,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "app/capture/keystroke_display.h"
 #include "app/log/frontmost_log.h"
 #include "app/platform/atomic_file.h"
 #include "app/platform/monotonic_clock.h"
@@ -94,6 +95,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         panels_->setCompositing(compositing_);
         displays_.addFeature(*panels_);
     }
+    buildKeystrokeDisplay();
     measurements_->schedule();
     if (surfaces_->empty()) {
         return ConfigExit{"draw: no drawable screen", 2};

@@ -25,6 +25,10 @@
 #include "app/shell/finish_deferral.h"
 #include "app/shell/signal_relay.h"
 
+namespace scrawlet::capture {
+class KeystrokeDisplay;
+}
+
 namespace scrawlet::shell {
 
 class CompositingNotice;
@@ -61,6 +65,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::optional<ConfigExit> choosePresentPath();
     void routeActions();
     void pickTool(core::Tool tool);
+    void buildKeystrokeDisplay();
+    ink::Outcome toggleKeystrokeDisplay();
+    core::KeystrokeDisplaySettings keystrokeDisplayLiveSettings() const;
     void toggleInteractive();
     void toggleAnnotation();
     void observeWorkspaces();
@@ -94,6 +101,7 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<DrawShortcuts> shortcuts_;
     std::unique_ptr<ControlPanels> panels_;
     std::unique_ptr<StatusMenu> statusMenu_;
+    std::unique_ptr<capture::KeystrokeDisplay> keystrokes_;
     std::unique_ptr<DrawMeasurements> measurements_;
     std::unique_ptr<SignalRelay> signals_;
     std::optional<core::AnnotationSettings> pendingSettings_;

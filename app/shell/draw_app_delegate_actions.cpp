@@ -1,4 +1,8 @@
 // Draw mode's actions: who carries out each action the tool controller does not own.
+#include <iostream>
+
+#include "app/capture/keystroke_display.h"
+#include "app/platform/platform_services.h"
 #include "app/shell/control_panels.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/ink_surfaces.h"
@@ -38,10 +42,42 @@ void DrawAppDelegate::routeActions() {
     router_.add(ActionID::panelToggle, [this] {
         return Outcome::handledIf(panels_ && panels_->toggle(), ActionID::panelToggle);
     });
+    router_.add(ActionID::keystrokeDisplayToggle, [this] { return toggleKeystrokeDisplay(); });
     router_.add(ActionID::appQuit, [this] {
         requestFinish("app.quit");
         return Outcome::handled();
     });
+}
+
+core::KeystrokeDisplaySettings DrawAppDelegate::keystrokeDisplayLiveSettings() const {
+    return config_.settingsWithOverrides(config_.currentSettings()).keystrokeDisplay;
+}
+
+// Always built, so that its shortcut works later; "enabled" in the settings is the state at
+// launch, as the draw configuration's flag is.
+void DrawAppDelegate::buildKeystrokeDisplay() {
+    const core::KeystrokeDisplaySettings settings = keystrokeDisplayLiveSettings();
+    keystrokes_ = std::make_unique<capture::KeystrokeDisplay>(settings, placer_.get(),
+                                                              &platform::createKeyMonitor);
+    displays_.addFeature(*keystrokes_);
+    if (config_.keystrokeDisplay || settings.enabled) {
+        const Outcome outcome = router_.dispatch(ActionID::keystrokeDisplayToggle);
+        if (!outcome.text().empty()) {
+            std::cerr << "draw: " << outcome.text() << "\n";
+        }
+    }
+}
+
+// The settings file is read again at every switch, so an edit made meanwhile shows.
+Outcome DrawAppDelegate::toggleKeystrokeDisplay() {
+    if (!keystrokes_) {
+        return ink::ActionRouter::unowned(ActionID::keystrokeDisplayToggle);
+    }
+    keystrokes_->apply(keystrokeDisplayLiveSettings());
+    if (const auto switched = keystrokes_->setActive(!keystrokes_->isActive()); !switched) {
+        return Outcome::nothingToDo("the keystroke display cannot see keys: " + switched.error());
+    }
+    return Outcome::handled();
 }
 
 void DrawAppDelegate::pickTool(core::Tool tool) {
