@@ -1,7 +1,8 @@
 // End-to-end measurements of the scrawlet program in draw mode under a private Xvfb with
 // xcompmgr, split into two monitors: start-up to the first overlay on screen, resident memory
-// at rest and after drawing, idle CPU, an XTest key press to the panel showing the new tool, and
-// one shortcut re-registration pass in this process. Prints one `name value` line per result.
+// at rest and after drawing, idle CPU, an XTest key press to the panel showing the new tool, a
+// typed key to the keystroke pill on screen with the CPU once it has faded, and one shortcut
+// re-registration pass in this process. Prints one `name value` line per result.
 #include <signal.h>
 #include <unistd.h>
 
@@ -29,6 +30,7 @@
 #include "app/shell/action_catalog_store.h"
 #include "app/shortcuts/hotkey_centre.h"
 #include "bench/measurement.h"
+#include "core/settings.h"
 #include "tests/e2e/x_session.h"
 #include "tests/support/child_process.h"
 #include "tests/support/json_lines.h"
@@ -55,8 +57,12 @@ constexpr std::uint32_t kKeyP = 0x70;
 constexpr QPoint kCentreMark(480, 540);
 constexpr QRgb kMarkColour = qRgb(0, 255, 255);
 constexpr QRgb kActiveButton = qRgb(61, 133, 255);
+// Inside the keystroke pill at its default place and size on monitor A, left of any caption.
+constexpr QPoint kPillSample(960 - 24 - 182 + 12, 1080 - 24 - 26);
+constexpr int kTypedKeys = 10;
+constexpr double kFadedIdleSeconds = 5;
 // A hang anywhere ends the run; the X session's processes die with this one.
-constexpr unsigned kWatchdogSeconds = 170;
+constexpr unsigned kWatchdogSeconds = 200;
 
 // The scrawlet process running now, for the watchdog to end.
 std::atomic<pid_t> runningChild = -1;
@@ -353,6 +359,57 @@ bool measureToolKeys(const std::string& display) {
     return true;
 }
 
+// Each key waits for the last pill to fade out (one second), so every caption appears anew.
+bool measureKeystrokes(const std::string& display) {
+    auto input = scrawlet::platform::createSyntheticInput();
+    if (!input || !input->canInject()) {
+        std::fprintf(stderr, "draw_run: no XTest input\n");
+        return false;
+    }
+    scrawlet::testing::TemporaryFolder folder;
+    auto document = nlohmann::json::parse(scrawlet::core::Settings::defaultDocument);
+    document["keystrokeDisplay"]["fade"]["mode"] = "oneSecond";
+    const auto settings = folder.write("settings.json", document.dump());
+    const QRgb bare = onScreen(kPillSample);
+    Run run(display, {"SCRAWLET_DRAW_KEYSTROKE_DISPLAY=1", "SCRAWLET_DRAW_PANEL=0",
+                      "SCRAWLET_DRAW_SETTINGS=" + settings.string()});
+    if (!run.awaitBanner()) {
+        return false;
+    }
+    pause(0.5);
+    std::vector<double> latency;
+    for (int i = 0; i < kTypedKeys; ++i) {
+        const auto pressed = Clock::now();
+        if (!input->setKey(kKeyL, true) || !input->setKey(kKeyL, false)) {
+            return run.fail("could not be sent a key");
+        }
+        const auto shown = awaitColour(kPillSample, bare, pressed, 5, false);
+        if (!shown) {
+            return run.fail("never showed the keystroke pill");
+        }
+        latency.push_back(*shown);
+        if (!awaitColour(kPillSample, bare, Clock::now(), 5)) {
+            return run.fail("never took the keystroke pill away");
+        }
+    }
+    // The display stays on, with nothing left to fade.
+    pause(0.2);
+    const auto wallStart = Clock::now();
+    const auto cpuStart = cpuSecondsOf(run.pid());
+    pause(kFadedIdleSeconds);
+    const auto cpuEnd = cpuSecondsOf(run.pid());
+    const double wall = secondsSince(wallStart);
+    if (!cpuStart || !cpuEnd) {
+        return run.fail("left /proc early");
+    }
+    if (!run.finish()) {
+        return false;
+    }
+    printSpread("key_to_keystroke_pill", latency);
+    print("keystroke_display_faded_cpu_percent", (*cpuEnd - *cpuStart) / wall * 100);
+    return true;
+}
+
 // In this process, with no scrawlet running to hold the chords already.
 bool measureReregistration() {
     using scrawlet::core::ActionScope;
@@ -393,7 +450,7 @@ int run(const scrawlet::e2e::XSession& session) {
     const std::string& display = session.displayName();
     const bool ok = measureStartup(display) && measureIdle(display) &&
                     measureDrawnMemory(display) && measureToolKeys(display) &&
-                    measureReregistration();
+                    measureKeystrokes(display) && measureReregistration();
     return ok ? 0 : 1;
 }
 

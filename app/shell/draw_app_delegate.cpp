@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "app/capture/cursor_highlight.h"
+#include "app/capture/keystroke_display.h"
 #include "app/capture/pointer_follower.h"
 #include "app/capture/spotlight.h"
 #include "app/log/frontmost_log.h"
@@ -98,6 +99,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         displays_.addFeature(*panels_);
     }
     buildPointerAids();
+    buildKeystrokeDisplay();
     measurements_->schedule();
     if (surfaces_->empty()) {
         return ConfigExit{"draw: no drawable screen", 2};

@@ -28,6 +28,7 @@
 namespace scrawlet::capture {
 class CursorHighlight;
 class PointerFollower;
+class KeystrokeDisplay;
 class Spotlight;
 }  // namespace scrawlet::capture
 
@@ -72,6 +73,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     ink::Outcome toggleSpotlight();
     ink::Outcome toggleCursorHighlight();
     void pickTool(core::Tool tool);
+    void buildKeystrokeDisplay();
+    ink::Outcome toggleKeystrokeDisplay();
+    core::KeystrokeDisplaySettings keystrokeDisplayLiveSettings() const;
     void toggleInteractive();
     void toggleAnnotation();
     void observeWorkspaces();
@@ -108,6 +112,7 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<capture::PointerFollower> pointer_;
     std::unique_ptr<capture::Spotlight> spotlight_;
     std::unique_ptr<capture::CursorHighlight> cursorHighlight_;
+    std::unique_ptr<capture::KeystrokeDisplay> keystrokes_;
     std::unique_ptr<DrawMeasurements> measurements_;
     std::unique_ptr<SignalRelay> signals_;
     std::optional<core::AnnotationSettings> pendingSettings_;

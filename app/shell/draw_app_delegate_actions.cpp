@@ -1,5 +1,8 @@
 // Draw mode's actions: who carries out each action the tool controller does not own.
+#include <iostream>
+
 #include "app/capture/cursor_highlight.h"
+#include "app/capture/keystroke_display.h"
 #include "app/capture/spotlight.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/control_panels.h"
@@ -43,6 +46,7 @@ void DrawAppDelegate::routeActions() {
     });
     router_.add(ActionID::spotlightToggle, [this] { return toggleSpotlight(); });
     router_.add(ActionID::cursorHighlightToggle, [this] { return toggleCursorHighlight(); });
+    router_.add(ActionID::keystrokeDisplayToggle, [this] { return toggleKeystrokeDisplay(); });
     router_.add(ActionID::appQuit, [this] {
         requestFinish("app.quit");
         return Outcome::handled();
@@ -97,6 +101,37 @@ void DrawAppDelegate::applyAidSettings(const core::Settings& settings) {
     if (cursorHighlight_) {
         cursorHighlight_->apply(run.cursorHighlight);
     }
+}
+
+core::KeystrokeDisplaySettings DrawAppDelegate::keystrokeDisplayLiveSettings() const {
+    return config_.settingsWithOverrides(config_.currentSettings()).keystrokeDisplay;
+}
+
+// Always built, so that its shortcut works later; "enabled" in the settings is the state at
+// launch, as the draw configuration's flag is.
+void DrawAppDelegate::buildKeystrokeDisplay() {
+    const core::KeystrokeDisplaySettings settings = keystrokeDisplayLiveSettings();
+    keystrokes_ = std::make_unique<capture::KeystrokeDisplay>(settings, placer_.get(),
+                                                              &platform::createKeyMonitor);
+    displays_.addFeature(*keystrokes_);
+    if (config_.keystrokeDisplay || settings.enabled) {
+        const Outcome outcome = router_.dispatch(ActionID::keystrokeDisplayToggle);
+        if (!outcome.text().empty()) {
+            std::cerr << "draw: " << outcome.text() << "\n";
+        }
+    }
+}
+
+// The settings file is read again at every switch, so an edit made meanwhile shows.
+Outcome DrawAppDelegate::toggleKeystrokeDisplay() {
+    if (!keystrokes_) {
+        return ink::ActionRouter::unowned(ActionID::keystrokeDisplayToggle);
+    }
+    keystrokes_->apply(keystrokeDisplayLiveSettings());
+    if (const auto switched = keystrokes_->setActive(!keystrokes_->isActive()); !switched) {
+        return Outcome::nothingToDo("the keystroke display cannot see keys: " + switched.error());
+    }
+    return Outcome::handled();
 }
 
 void DrawAppDelegate::pickTool(core::Tool tool) {

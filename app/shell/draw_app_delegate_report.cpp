@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "app/capture/cursor_highlight.h"
+#include "app/capture/keystroke_display.h"
 #include "app/capture/spotlight.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/ink_surfaces.h"
@@ -69,7 +70,15 @@ void DrawAppDelegate::printBanner() const {
     } else {
         text += line("cursor highlight", onOff(false));
     }
-    text += line("keystroke display", onOff(false));
+    if (keystrokes_) {
+        const core::KeystrokeDisplaySettings& keys = keystrokes_->settings();
+        text += line("keystroke display", onOff(keystrokes_->isActive()) + " (" +
+                                              std::string(core::rawValue(keys.position)) + ", " +
+                                              core::shortestDecimal(keys.sizePoints) + "pt, fade " +
+                                              std::string(core::rawValue(keys.fade.mode)) + ")");
+    } else {
+        text += line("keystroke display", onOff(false));
+    }
     text += line("summary", config_.summaryPath);
     if (!compositing_) {
         // Without a compositing manager the overlays would be an opaque sheet over the desktop.
@@ -92,7 +101,7 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
 #else
     input.buildConfiguration = "Debug";
 #endif
-    const SummaryContributor* contributors[] = {surfaces_.get()};
+    const SummaryContributor* contributors[] = {surfaces_.get(), keystrokes_.get()};
     for (const SummaryContributor* contributor : contributors) {
         if (contributor) {
             contributor->contribute(input);
@@ -108,6 +117,10 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
         input.cursorHighlight.activity =
             activity(cursorHighlight_->stats(),
                      config_.cursorHighlight || cursorHighlight_->settings().enabled);
+    }
+    if (keystrokes_) {
+        input.keystrokeDisplay.enabled =
+            config_.keystrokeDisplay || keystrokes_->settings().enabled;
     }
     if (tools_) {
         const core::StrokeStyle pen = core::StrokeStyle::style(core::Tool::pen, tools_->settings());

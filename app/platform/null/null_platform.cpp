@@ -20,6 +20,9 @@ std::unique_ptr<PointerMonitor> createPointerMonitor() {
     return nullptr;
 }
 
+std::unique_ptr<KeyMonitor> createKeyMonitor() {
+    return nullptr;
+}
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     return nullptr;
 }
