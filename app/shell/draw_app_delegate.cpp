@@ -4,10 +4,10 @@
 #include <csignal>
 #include <iostream>
 
-#include "app/capture/cursor_highlight.h"
-#include "app/capture/keystroke_display.h"
-#include "app/capture/pointer_follower.h"
-#include "app/capture/spotlight.h"
+#include "app/aids/cursor_highlight.h"
+#include "app/aids/keystroke_display.h"
+#include "app/aids/pointer_follower.h"
+#include "app/aids/spotlight.h"
 #include "app/log/frontmost_log.h"
 #include "app/platform/atomic_file.h"
 #include "app/platform/monotonic_clock.h"

@@ -25,12 +25,12 @@
 #include "app/shell/finish_deferral.h"
 #include "app/shell/signal_relay.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 class CursorHighlight;
 class PointerFollower;
 class KeystrokeDisplay;
 class Spotlight;
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids
 
 namespace scrawlet::shell {
 
@@ -109,10 +109,10 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<DrawShortcuts> shortcuts_;
     std::unique_ptr<ControlPanels> panels_;
     std::unique_ptr<StatusMenu> statusMenu_;
-    std::unique_ptr<capture::PointerFollower> pointer_;
-    std::unique_ptr<capture::Spotlight> spotlight_;
-    std::unique_ptr<capture::CursorHighlight> cursorHighlight_;
-    std::unique_ptr<capture::KeystrokeDisplay> keystrokes_;
+    std::unique_ptr<aids::PointerFollower> pointer_;
+    std::unique_ptr<aids::Spotlight> spotlight_;
+    std::unique_ptr<aids::CursorHighlight> cursorHighlight_;
+    std::unique_ptr<aids::KeystrokeDisplay> keystrokes_;
     std::unique_ptr<DrawMeasurements> measurements_;
     std::unique_ptr<SignalRelay> signals_;
     std::optional<core::AnnotationSettings> pendingSettings_;

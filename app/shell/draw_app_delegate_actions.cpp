@@ -1,9 +1,9 @@
 // Draw mode's actions: who carries out each action the tool controller does not own.
 #include <iostream>
 
-#include "app/capture/cursor_highlight.h"
-#include "app/capture/keystroke_display.h"
-#include "app/capture/spotlight.h"
+#include "app/aids/cursor_highlight.h"
+#include "app/aids/keystroke_display.h"
+#include "app/aids/spotlight.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/control_panels.h"
 #include "app/shell/draw_app_delegate.h"
@@ -56,14 +56,14 @@ void DrawAppDelegate::routeActions() {
 // Both aids are built whatever the configuration says, so that their shortcuts work; they stay
 // off until asked, at launch or later.
 void DrawAppDelegate::buildPointerAids() {
-    pointer_ = std::make_unique<capture::PointerFollower>(platform::createPointerMonitor());
+    pointer_ = std::make_unique<aids::PointerFollower>(platform::createPointerMonitor());
     const core::Settings settings = config_.settingsWithOverrides(config_.currentSettings());
     const platform::WindowPlacement placement = overlayPlacement(config_, true);
-    spotlight_ = std::make_unique<capture::Spotlight>(settings.spotlight, placement, placer_.get(),
-                                                      *pointer_);
+    spotlight_ =
+        std::make_unique<aids::Spotlight>(settings.spotlight, placement, placer_.get(), *pointer_);
     displays_.addFeature(*spotlight_);
-    cursorHighlight_ = std::make_unique<capture::CursorHighlight>(
-        settings.cursorHighlight, placement, placer_.get(), *pointer_);
+    cursorHighlight_ = std::make_unique<aids::CursorHighlight>(settings.cursorHighlight, placement,
+                                                               placer_.get(), *pointer_);
     displays_.addFeature(*cursorHighlight_);
     if (config_.spotlight) {
         spotlight_->setActive(true);
@@ -111,8 +111,8 @@ core::KeystrokeDisplaySettings DrawAppDelegate::keystrokeDisplayLiveSettings() c
 // launch, as the draw configuration's flag is.
 void DrawAppDelegate::buildKeystrokeDisplay() {
     const core::KeystrokeDisplaySettings settings = keystrokeDisplayLiveSettings();
-    keystrokes_ = std::make_unique<capture::KeystrokeDisplay>(settings, placer_.get(),
-                                                              &platform::createKeyMonitor);
+    keystrokes_ = std::make_unique<aids::KeystrokeDisplay>(settings, placer_.get(),
+                                                           &platform::createKeyMonitor);
     displays_.addFeature(*keystrokes_);
     if (config_.keystrokeDisplay || settings.enabled) {
         const Outcome outcome = router_.dispatch(ActionID::keystrokeDisplayToggle);

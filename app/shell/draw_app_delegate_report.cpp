@@ -3,9 +3,9 @@
 
 #include <iostream>
 
-#include "app/capture/cursor_highlight.h"
-#include "app/capture/keystroke_display.h"
-#include "app/capture/spotlight.h"
+#include "app/aids/cursor_highlight.h"
+#include "app/aids/keystroke_display.h"
+#include "app/aids/spotlight.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/ink_surfaces.h"
 #include "app/shell/run_summary.h"
@@ -101,13 +101,13 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
 #else
     input.buildConfiguration = "Debug";
 #endif
-    const SummaryContributor* contributors[] = {surfaces_.get(), keystrokes_.get()};
+    const SummaryContributor* contributors[] = {surfaces_.get()};
     for (const SummaryContributor* contributor : contributors) {
         if (contributor) {
             contributor->contribute(input);
         }
     }
-    const auto activity = [](const capture::AidStats& stats, bool enabled) {
+    const auto activity = [](const aids::AidStats& stats, bool enabled) {
         return AidActivity{enabled, stats.active, stats.presentedFrames, stats.idleTicks};
     };
     if (spotlight_) {
@@ -119,8 +119,13 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
                      config_.cursorHighlight || cursorHighlight_->settings().enabled);
     }
     if (keystrokes_) {
-        input.keystrokeDisplay.enabled =
-            config_.keystrokeDisplay || keystrokes_->settings().enabled;
+        const core::KeystrokeDisplaySettings& keys = keystrokes_->settings();
+        input.keystrokeDisplay.enabled = config_.keystrokeDisplay || keys.enabled;
+        input.keystrokeDisplay.active = keystrokes_->isActive();
+        input.keystrokeDisplay.shownCount = keystrokes_->shownCount();
+        input.keystrokeDisplay.position = keys.position;
+        input.keystrokeDisplay.sizePoints = keys.sizePoints;
+        input.keystrokeDisplay.fadeMode = keys.fade.mode;
     }
     if (tools_) {
         const core::StrokeStyle pen = core::StrokeStyle::style(core::Tool::pen, tools_->settings());

@@ -1,4 +1,4 @@
-#include "app/capture/cursor_highlight.h"
+#include "app/aids/cursor_highlight.h"
 
 #include <QScreen>
 #include <algorithm>
@@ -8,7 +8,7 @@
 #include "app/log/frontmost_log.h"
 #include "core/number_format.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
 CursorHighlight::CursorHighlight(const core::CursorHighlightSettings& settings,
                                  platform::WindowPlacement placement,
@@ -43,17 +43,17 @@ void CursorHighlight::setFrame(std::uint32_t displayID, const core::AidRect& fra
     }
 }
 
-bool CursorHighlight::attach(const shell::Display& display) {
+bool CursorHighlight::attach(const platform::Display& display) {
     const QRect g = display.screen->geometry();
     setFrame(display.key.id, {double(g.x()), double(g.y()), double(g.width()), double(g.height())});
     return true;
 }
 
-void CursorHighlight::detach(const shell::Display& display) {
+void CursorHighlight::detach(const platform::Display& display) {
     setFrame(display.key.id, {});
 }
 
-void CursorHighlight::reanchor(const shell::Display& display) {
+void CursorHighlight::reanchor(const platform::Display& display) {
     attach(display);
 }
 
@@ -111,4 +111,4 @@ void CursorHighlight::tick(QPoint pointer) {
     }
 }
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

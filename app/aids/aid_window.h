@@ -8,7 +8,7 @@
 
 #include "core/pointer_aid_geometry.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
 class AidWindow : public QRasterWindow {
   public:
@@ -60,4 +60,4 @@ class HighlightWindow : public AidWindow {
     core::CursorHighlightSettings settings_;
 };
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

@@ -12,13 +12,13 @@
 #include <optional>
 #include <vector>
 
-#include "app/capture/aid_window.h"
-#include "app/capture/pointer_follower.h"
+#include "app/aids/aid_window.h"
+#include "app/aids/pointer_follower.h"
+#include "app/platform/display_feature.h"
 #include "app/platform/window_placement.h"
-#include "app/shell/display_registry.h"
 #include "core/settings.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
 struct AidStats {
     bool active = false;
@@ -26,15 +26,15 @@ struct AidStats {
     std::uint64_t idleTicks = 0;
 };
 
-class Spotlight : public shell::DisplayFeature {
+class Spotlight : public platform::DisplayFeature {
   public:
     Spotlight(const core::SpotlightSettings& settings, platform::WindowPlacement placement,
               platform::WindowPlacer* placer, PointerFollower& follower);
     ~Spotlight() override;
 
-    bool attach(const shell::Display& display) override;
-    void detach(const shell::Display& display) override;
-    void reanchor(const shell::Display& display) override;
+    bool attach(const platform::Display& display) override;
+    void detach(const platform::Display& display) override;
+    void reanchor(const platform::Display& display) override;
 
     // New settings, shown at once when active.
     void apply(const core::SpotlightSettings& settings);
@@ -75,4 +75,4 @@ class Spotlight : public shell::DisplayFeature {
     std::uint64_t idleTicks_ = 0;
 };
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

@@ -11,25 +11,25 @@
 #include <optional>
 #include <vector>
 
-#include "app/capture/aid_window.h"
-#include "app/capture/pointer_follower.h"
-#include "app/capture/spotlight.h"
+#include "app/aids/aid_window.h"
+#include "app/aids/pointer_follower.h"
+#include "app/aids/spotlight.h"
+#include "app/platform/display_feature.h"
 #include "app/platform/window_placement.h"
-#include "app/shell/display_registry.h"
 #include "core/settings.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
-class CursorHighlight : public shell::DisplayFeature {
+class CursorHighlight : public platform::DisplayFeature {
   public:
     CursorHighlight(const core::CursorHighlightSettings& settings,
                     platform::WindowPlacement placement, platform::WindowPlacer* placer,
                     PointerFollower& follower);
     ~CursorHighlight() override;
 
-    bool attach(const shell::Display& display) override;
-    void detach(const shell::Display& display) override;
-    void reanchor(const shell::Display& display) override;
+    bool attach(const platform::Display& display) override;
+    void detach(const platform::Display& display) override;
+    void reanchor(const platform::Display& display) override;
 
     void apply(const core::CursorHighlightSettings& settings);
     void setActive(bool active);
@@ -56,4 +56,4 @@ class CursorHighlight : public shell::DisplayFeature {
     std::uint64_t idleTicks_ = 0;
 };
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

@@ -1,4 +1,4 @@
-#include "app/capture/keystroke_display_panel.h"
+#include "app/aids/keystroke_display_panel.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>
@@ -8,7 +8,7 @@
 #include <QVariant>
 #include <cmath>
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 namespace {
 
 constexpr double kPillOpacity = 0.72;
@@ -68,4 +68,4 @@ void KeystrokeDisplayPanel::paintEvent(QPaintEvent*) {
     painter.drawText(bounds, Qt::AlignCenter, text_);
 }
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

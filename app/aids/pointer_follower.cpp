@@ -1,4 +1,4 @@
-#include "app/capture/pointer_follower.h"
+#include "app/aids/pointer_follower.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -7,7 +7,7 @@
 #include <cmath>
 #include <iostream>
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
 PointerFollower::PointerFollower(std::unique_ptr<platform::PointerMonitor> monitor)
     : monitor_(std::move(monitor)) {
@@ -94,4 +94,4 @@ void PointerFollower::press(platform::PointerMonitor::Button button) {
     }
 }
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

@@ -7,7 +7,7 @@
 #include <QRasterWindow>
 #include <QString>
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
 class KeystrokeDisplayPanel : public QRasterWindow {
     Q_OBJECT
@@ -35,4 +35,4 @@ class KeystrokeDisplayPanel : public QRasterWindow {
     QFont font_;
 };
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

@@ -1,4 +1,4 @@
-#include "app/capture/aid_window.h"
+#include "app/aids/aid_window.h"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -6,7 +6,7 @@
 #include <QSurfaceFormat>
 #include <QVariant>
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
 AidWindow::AidWindow() {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
@@ -96,4 +96,4 @@ void HighlightWindow::paintEvent(QPaintEvent*) {
     }
 }
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

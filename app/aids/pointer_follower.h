@@ -14,7 +14,7 @@
 
 #include "app/platform/pointer_monitor.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
 class PointerFollower : public QObject {
   public:
@@ -49,4 +49,4 @@ class PointerFollower : public QObject {
     bool deliveryPosted_ = false;
 };
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

@@ -19,20 +19,17 @@
 #include <memory>
 #include <string>
 
-#include "app/capture/keystroke_display_panel.h"
+#include "app/aids/keystroke_display_panel.h"
+#include "app/platform/display_feature.h"
 #include "app/platform/key_monitor.h"
 #include "app/platform/window_placement.h"
-#include "app/shell/display_registry.h"
-#include "app/shell/run_summary.h"
 #include "core/settings.h"
 
 class QScreen;
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 
-class KeystrokeDisplay : public QObject,
-                         public shell::DisplayFeature,
-                         public shell::SummaryContributor {
+class KeystrokeDisplay : public QObject, public platform::DisplayFeature {
     Q_OBJECT
 
   public:
@@ -54,10 +51,9 @@ class KeystrokeDisplay : public QObject,
     const core::KeystrokeDisplaySettings& settings() const { return settings_; }
     const KeystrokeDisplayPanel& panel() const { return panel_; }
 
-    bool attach(const shell::Display& display) override;
-    void detach(const shell::Display& display) override;
-    void reanchor(const shell::Display& display) override;
-    void contribute(shell::RunSummaryInput& input) const override;
+    bool attach(const platform::Display& display) override;
+    void detach(const platform::Display& display) override;
+    void reanchor(const platform::Display& display) override;
 
   private:
     void place();
@@ -76,4 +72,4 @@ class KeystrokeDisplay : public QObject,
     std::uint64_t shownCount_ = 0;
 };
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

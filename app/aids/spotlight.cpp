@@ -1,4 +1,4 @@
-#include "app/capture/spotlight.h"
+#include "app/aids/spotlight.h"
 
 #include <QRegion>
 #include <QScreen>
@@ -8,7 +8,7 @@
 #include "app/log/frontmost_log.h"
 #include "core/number_format.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 namespace {
 
 QRect toQRect(const core::PixelBox& box) {
@@ -62,7 +62,7 @@ void Spotlight::setFrame(std::size_t index, std::optional<QRect> frame) {
     lastPointer_.reset();
 }
 
-bool Spotlight::attach(const shell::Display& display) {
+bool Spotlight::attach(const platform::Display& display) {
     if (find(display.key.id)) {
         reanchor(display);
         return true;
@@ -80,7 +80,7 @@ bool Spotlight::attach(const shell::Display& display) {
     return true;
 }
 
-void Spotlight::detach(const shell::Display& display) {
+void Spotlight::detach(const platform::Display& display) {
     if (Surface* surface = find(display.key.id)) {
         setFrame(static_cast<std::size_t>(surface - surfaces_.data()), std::nullopt);
         if (active_) {
@@ -89,7 +89,7 @@ void Spotlight::detach(const shell::Display& display) {
     }
 }
 
-void Spotlight::reanchor(const shell::Display& display) {
+void Spotlight::reanchor(const platform::Display& display) {
     Surface* surface = find(display.key.id);
     if (!surface) {
         attach(display);
@@ -236,4 +236,4 @@ bool Spotlight::showEdge(const QRect& display, QPoint pointer) {
     return changed;
 }
 
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids

@@ -1,4 +1,4 @@
-#include "app/capture/keystroke_display.h"
+#include "app/aids/keystroke_display.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -9,7 +9,7 @@
 #include "core/json_text.h"
 #include "core/keystroke_pill.h"
 
-namespace scrawlet::capture {
+namespace scrawlet::aids {
 namespace {
 
 // The level of the aid windows: above the overlays' default and every managed window.
@@ -144,25 +144,17 @@ void KeystrokeDisplay::followScreen(QScreen* screen) {
     }
 }
 
-bool KeystrokeDisplay::attach(const shell::Display&) {
+bool KeystrokeDisplay::attach(const platform::Display&) {
     place();
     return true;
 }
 
-void KeystrokeDisplay::detach(const shell::Display&) {
+void KeystrokeDisplay::detach(const platform::Display&) {
     place();
 }
 
-void KeystrokeDisplay::reanchor(const shell::Display&) {
+void KeystrokeDisplay::reanchor(const platform::Display&) {
     place();
 }
 
-void KeystrokeDisplay::contribute(shell::RunSummaryInput& input) const {
-    input.keystrokeDisplay.active = isActive();
-    input.keystrokeDisplay.shownCount = shownCount_;
-    input.keystrokeDisplay.position = settings_.position;
-    input.keystrokeDisplay.sizePoints = settings_.sizePoints;
-    input.keystrokeDisplay.fadeMode = settings_.fade.mode;
-}
-
-}  // namespace scrawlet::capture
+}  // namespace scrawlet::aids
