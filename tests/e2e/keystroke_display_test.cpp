@@ -100,4 +100,20 @@ TEST_F(KeystrokeDisplayRun, KeysTypedElsewhereShowInOrderThenFadeAway) {
     EXPECT_EQ(summary["keystrokeDisplayFadeMode"], "oneSecond");
 }
 
+// Off at start, the display comes on from its global shortcut and shows the keys after it.
+TEST_F(KeystrokeDisplayRun, ItsShortcutTurnsItOnAndOff) {
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_SETTINGS=" + settingsFile()});
+    ASSERT_NE(run->standardError().find("keystroke display:  off"), std::string::npos);
+    constexpr std::uint32_t kAlt = 0xffe9, kKeyY = 0x79;
+    press({kControl, kAlt}, kKeyY);
+    ASSERT_TRUE(awaitEvents("keystrokeDisplayToggle", 1));
+    press({}, kKeyA);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !shownTexts().empty(); }, 10000));
+    EXPECT_EQ(shownTexts().front(), "A");
+    press({kControl, kAlt}, kKeyY);
+    ASSERT_TRUE(awaitEvents("keystrokeDisplayToggle", 2));
+    finishWith(*run, SIGTERM);
+    EXPECT_EQ(summaryDocument()["keystrokeDisplayActive"], false);
+}
+
 }  // namespace
