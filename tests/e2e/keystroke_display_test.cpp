@@ -116,4 +116,23 @@ TEST_F(KeystrokeDisplayRun, ItsShortcutTurnsItOnAndOff) {
     EXPECT_EQ(summaryDocument()["keystrokeDisplayActive"], false);
 }
 
+// The pointer aids and the keystroke display share the root's raw-event selection: turning
+// the spotlight off must not take the keys away from the display.
+TEST_F(KeystrokeDisplayRun, KeysStillShowAfterTheSpotlightGoesOff) {
+    auto run =
+        startAndAwaitBanner({"SCRAWLET_DRAW_KEYSTROKE_DISPLAY=1", "SCRAWLET_DRAW_SPOTLIGHT=1",
+                             "SCRAWLET_DRAW_SETTINGS=" + settingsFile()});
+    constexpr std::uint32_t kAlt = 0xffe9, kKeyF = 0x66;
+    press({kControl, kAlt}, kKeyF);
+    ASSERT_TRUE(awaitEvents("spotlightToggle", 2));
+    press({}, kKeyA);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const auto texts = shownTexts();
+            return !texts.empty() && texts.back() == "A";
+        },
+        10000));
+    finishWith(*run, SIGTERM);
+}
+
 }  // namespace

@@ -120,28 +120,10 @@ class X11KeyMonitor final : public KeyMonitor, private QAbstractNativeEventFilte
         return true;
     }
 
-    // Selections are per client and window, and Qt's connection may have its own on the root
-    // for the master devices: the raw-key bit is added to, or taken from, what is there.
     std::expected<void, std::string> selectRawKeys(bool on) {
-        xcb_connection_t* c = x_.connection;
-        std::uint32_t mask = 0;
-        const x11::Owned<xcb_input_xi_get_selected_events_reply_t> selected(
-            xcb_input_xi_get_selected_events_reply(c, xcb_input_xi_get_selected_events(c, x_.root),
-                                                   nullptr));
-        if (selected) {
-            auto masks = xcb_input_xi_get_selected_events_masks_iterator(selected.get());
-            for (; masks.rem; xcb_input_event_mask_next(&masks)) {
-                if (masks.data->deviceid == XCB_INPUT_DEVICE_ALL_MASTER && masks.data->mask_len)
-                    mask = xcb_input_event_mask_mask(masks.data)[0];
-            }
-        }
-        mask = on ? mask | kRawKeyPressMask : mask & ~kRawKeyPressMask;
-        struct {
-            xcb_input_event_mask_t head;
-            std::uint32_t bits;
-        } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, mask};
-        return x11::check(c, xcb_input_xi_select_events_checked(c, x_.root, 1, &selection.head),
-                          on ? "asking for raw key presses" : "giving up raw key presses");
+        return x11::selectRootXiEvents(
+            x_, kRawKeyPressMask, on,
+            on ? "asking for raw key presses" : "giving up raw key presses");
     }
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) override {

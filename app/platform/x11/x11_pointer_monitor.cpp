@@ -25,7 +25,7 @@ class X11PointerMonitor final : public PointerMonitor, private QAbstractNativeEv
         if (auto* application = QCoreApplication::instance())
             application->removeNativeEventFilter(this);
         if (watching_)
-            (void)select(0);
+            (void)select(false);
     }
 
     std::expected<void, std::string> setWatching(bool watching) override {
@@ -33,9 +33,7 @@ class X11PointerMonitor final : public PointerMonitor, private QAbstractNativeEv
             return {};
         if (opcode_ == 0)
             return std::unexpected(std::string("the X server lacks the XInput extension"));
-        const auto selected = select(watching ? XCB_INPUT_XI_EVENT_MASK_RAW_MOTION |
-                                                    XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS
-                                              : 0);
+        const auto selected = select(watching);
         if (selected)
             watching_ = watching;
         return selected;
@@ -44,14 +42,10 @@ class X11PointerMonitor final : public PointerMonitor, private QAbstractNativeEv
   private:
     // Master devices only: selecting every device would report each movement twice, once for
     // the physical device and once for the master pointer it drives.
-    std::expected<void, std::string> select(std::uint32_t bits) {
-        struct {
-            xcb_input_event_mask_t head;
-            std::uint32_t bits;
-        } mask{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, bits};
-        return x11::check(x_.connection,
-                          xcb_input_xi_select_events_checked(x_.connection, x_.root, 1, &mask.head),
-                          "selecting raw pointer events");
+    std::expected<void, std::string> select(bool on) {
+        return x11::selectRootXiEvents(
+            x_, XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS, on,
+            "selecting raw pointer events");
     }
 
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr*) override {

@@ -1,5 +1,7 @@
 #include "app/platform/x11/xcb_support.h"
 
+#include <xcb/xinput.h>
+
 #include <QGuiApplication>
 #include <cstring>
 
@@ -87,6 +89,28 @@ std::expected<void, std::string> selectRootEvents(const XConnection& x, std::uin
     const std::uint32_t combined = attributes->your_event_mask | mask;
     return check(c, xcb_change_window_attributes_checked(c, x.root, XCB_CW_EVENT_MASK, &combined),
                  "selecting events on the root");
+}
+
+std::expected<void, std::string> selectRootXiEvents(const XConnection& x, std::uint32_t bits,
+                                                    bool on, std::string_view what) {
+    xcb_connection_t* c = x.connection;
+    std::uint32_t mask = 0;
+    const Owned<xcb_input_xi_get_selected_events_reply_t> selected(
+        xcb_input_xi_get_selected_events_reply(c, xcb_input_xi_get_selected_events(c, x.root),
+                                               nullptr));
+    if (selected) {
+        auto masks = xcb_input_xi_get_selected_events_masks_iterator(selected.get());
+        for (; masks.rem; xcb_input_event_mask_next(&masks)) {
+            if (masks.data->deviceid == XCB_INPUT_DEVICE_ALL_MASTER && masks.data->mask_len)
+                mask = xcb_input_event_mask_mask(masks.data)[0];
+        }
+    }
+    mask = on ? mask | bits : mask & ~bits;
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t bits;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, mask};
+    return check(c, xcb_input_xi_select_events_checked(c, x.root, 1, &selection.head), what);
 }
 
 bool isMapped(xcb_connection_t* c, xcb_window_t window) {

@@ -67,6 +67,12 @@ std::expected<void, std::string> check(xcb_connection_t* c, xcb_void_cookie_t co
 // added to what Qt selected rather than replacing it.
 std::expected<void, std::string> selectRootEvents(const XConnection& x, std::uint32_t mask);
 
+// Adds `bits` to (or takes them from) the XInput 2 events selected on the root for the master
+// devices. Selections are per client and window, and the key monitor, the pointer monitor and
+// Qt share one connection: each changes only its own bits.
+std::expected<void, std::string> selectRootXiEvents(const XConnection& x, std::uint32_t bits,
+                                                    bool on, std::string_view what);
+
 bool isMapped(xcb_connection_t* c, xcb_window_t window);
 
 // The property change a native event filter was handed, or null for any other message.
