@@ -11,6 +11,7 @@ namespace scrawlet::aids {
 AidWindow::AidWindow() {
     setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
              Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
+    // A zero user time on mapping keeps the focus with the user's application.
     setProperty("_q_showWithoutActivating", true);
     QSurfaceFormat format = requestedFormat();
     format.setAlphaBufferSize(8);

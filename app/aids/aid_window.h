@@ -1,4 +1,4 @@
-// The windows the pointer aids show: translucent, frameless, never focused, without a taskbar
+// The windows the aids show: translucent, frameless, never focused, without a taskbar
 // entry and letting every pointer event through. Each paints only when its look changes; the
 // aids move and shape them as the pointer moves. Main thread only.
 #pragma once

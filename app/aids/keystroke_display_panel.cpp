@@ -4,8 +4,6 @@
 #include <QFontMetricsF>
 #include <QPainter>
 #include <QPainterPath>
-#include <QSurfaceFormat>
-#include <QVariant>
 #include <cmath>
 
 namespace scrawlet::aids {
@@ -17,13 +15,6 @@ constexpr double kPillOpacity = 0.72;
 
 KeystrokeDisplayPanel::KeystrokeDisplayPanel()
     : font_(QFontDatabase::systemFont(QFontDatabase::FixedFont)) {
-    setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-             Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
-    // A zero user time on mapping keeps the focus with the user's application.
-    setProperty("_q_showWithoutActivating", true);
-    QSurfaceFormat format = requestedFormat();
-    format.setAlphaBufferSize(8);
-    setFormat(format);
     font_.setWeight(QFont::DemiBold);
     setSizePoints(sizePoints_);
     resize(10, 10);

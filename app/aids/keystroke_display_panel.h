@@ -4,12 +4,13 @@
 #pragma once
 
 #include <QFont>
-#include <QRasterWindow>
 #include <QString>
+
+#include "app/aids/aid_window.h"
 
 namespace scrawlet::aids {
 
-class KeystrokeDisplayPanel : public QRasterWindow {
+class KeystrokeDisplayPanel : public AidWindow {
     Q_OBJECT
 
   public:
