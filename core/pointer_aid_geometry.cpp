@@ -5,15 +5,6 @@
 
 namespace scrawlet::core {
 
-std::optional<std::size_t> displayUnder(AidPoint pointer, std::span<const AidRect> frames) {
-    for (std::size_t i = 0; i < frames.size(); ++i) {
-        if (frames[i].contains(pointer)) {
-            return i;
-        }
-    }
-    return std::nullopt;
-}
-
 double clampedUnit(double value) {
     if (std::isnan(value)) {
         return 0;
@@ -37,35 +28,6 @@ PixelBox coveringBox(const AidRect& rect) {
     const double bottom = std::ceil(rect.y + rect.height);
     return {static_cast<int>(left), static_cast<int>(top), static_cast<int>(right - left),
             static_cast<int>(bottom - top)};
-}
-
-PixelBox intersection(const PixelBox& a, const PixelBox& b) {
-    const int left = std::max(a.x, b.x);
-    const int top = std::max(a.y, b.y);
-    const int right = std::min(a.x + a.width, b.x + b.width);
-    const int bottom = std::min(a.y + a.height, b.y + b.height);
-    if (right <= left || bottom <= top) {
-        return {};
-    }
-    return {left, top, right - left, bottom - top};
-}
-
-std::size_t boxesAround(const PixelBox& hole, int width, int height, std::array<PixelBox, 4>& out) {
-    if (hole.empty()) {
-        out[0] = {0, 0, width, height};
-        return 1;
-    }
-    std::size_t count = 0;
-    const auto add = [&](PixelBox box) {
-        if (!box.empty()) {
-            out[count++] = box;
-        }
-    };
-    add({0, 0, width, hole.y});
-    add({0, hole.y + hole.height, width, height - hole.y - hole.height});
-    add({0, hole.y, hole.x, hole.height});
-    add({hole.x + hole.width, hole.y, width - hole.x - hole.width, hole.height});
-    return count;
 }
 
 SurfaceDim surfaceDim(bool underPointer, bool dimAllDisplays) {
@@ -98,6 +60,33 @@ std::array<AidPoint, 4> rhombusCorners(const AidRect& rect) {
     const double midY = rect.y + rect.height / 2;
     return {AidPoint{midX, rect.y}, AidPoint{rect.x + rect.width, midY},
             AidPoint{midX, rect.y + rect.height}, AidPoint{rect.x, midY}};
+}
+
+RippleLook rippleAt(double progress, double sizePoints, double alpha) {
+    const double t = clampedUnit(progress);
+    return {sizePoints * (1 + t), clampedUnit(alpha) * (1 - t)};
+}
+
+std::size_t rippleFrameCount(double frameSeconds) {
+    if (!(frameSeconds > 0)) {
+        return 1;
+    }
+    return std::max<std::size_t>(
+        1, static_cast<std::size_t>(std::ceil(kRippleSeconds / frameSeconds)));
+}
+
+// Each channel mirrored between the largest and the smallest keeps lightness and saturation and
+// turns the hue by half a circle.
+Colour rightClickColour(const Colour& colour) {
+    const int high = std::max({colour.red, colour.green, colour.blue});
+    const int low = std::min({colour.red, colour.green, colour.blue});
+    if (high == low) {
+        return {0, 51, 255, colour.alpha};
+    }
+    const auto mirror = [&](std::uint8_t channel) {
+        return static_cast<std::uint8_t>(high + low - channel);
+    };
+    return {mirror(colour.red), mirror(colour.green), mirror(colour.blue), colour.alpha};
 }
 
 }  // namespace scrawlet::core

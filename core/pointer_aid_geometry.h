@@ -44,9 +44,6 @@ struct PixelBox {
     bool operator==(const PixelBox&) const = default;
 };
 
-// The first display, in the given order, whose frame holds the point.
-std::optional<std::size_t> displayUnder(AidPoint pointer, std::span<const AidRect> frames);
-
 // `value` brought into 0…1; NaN counts as 0.
 double clampedUnit(double value);
 
@@ -57,11 +54,6 @@ double spotlightCornerRadius(RegionShape shape, double sizePoints);
 
 // The smallest whole-pixel box that holds `rect`.
 PixelBox coveringBox(const AidRect& rect);
-PixelBox intersection(const PixelBox& a, const PixelBox& b);
-
-// The display of `width` × `height` without `hole` (already cut to the display), as up to four
-// boxes: the band above, the band below, then left and right of the hole. Returns the count.
-std::size_t boxesAround(const PixelBox& hole, int width, int height, std::array<PixelBox, 4>& out);
 
 // What a spotlight surface shows: the hole on the display under the pointer, the whole display
 // dimmed on the others when all are dimmed, else nothing.
@@ -80,5 +72,20 @@ double highlightAlpha(const Colour& colour, double opacity);
 inline constexpr double kSquircleRadiusFraction = 0.3;
 // The rhombus through the middles of the rectangle's four sides, top first, clockwise.
 std::array<AidPoint, 4> rhombusCorners(const AidRect& rect);
+
+// A click ripple: a ring that grows from the highlight's size to twice it while it fades out.
+inline constexpr double kRippleSeconds = 0.35;
+struct RippleLook {
+    double diameter = 0;
+    double alpha = 0;
+};
+// `progress` runs from 0 at the press to 1 at the end; `alpha` is the highlight's own.
+RippleLook rippleAt(double progress, double sizePoints, double alpha);
+// Pictures in a ripple shown one per `frameSeconds`; at least one.
+std::size_t rippleFrameCount(double frameSeconds);
+// The right button's ripples: the colour's hue turned halfway round, so that the audience can
+// tell the buttons apart; greys, which have no hue, become the highlight's default yellow's
+// opposite.
+Colour rightClickColour(const Colour& colour);
 
 }  // namespace scrawlet::core

@@ -1,114 +1,64 @@
 #include "app/aids/cursor_highlight.h"
 
+#include <QGuiApplication>
 #include <QScreen>
-#include <algorithm>
 #include <cmath>
-#include <iostream>
 
-#include "app/log/frontmost_log.h"
+#include "app/aids/pointer_pictures.h"
 #include "core/number_format.h"
 
 namespace scrawlet::aids {
+namespace {
+
+// A ripple picture per refresh of the primary display.
+std::chrono::milliseconds frameInterval() {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const double hz = screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60.0;
+    return std::chrono::milliseconds(std::max(1L, std::lround(1000.0 / hz)));
+}
+
+}  // namespace
 
 CursorHighlight::CursorHighlight(const core::CursorHighlightSettings& settings,
-                                 platform::WindowPlacement placement,
-                                 platform::WindowPlacer* placer, PointerFollower& follower)
-    : settings_(settings), follower_(follower), window_(std::make_unique<HighlightWindow>()) {
-    listener_ = follower_.add([this](QPoint pointer) { tick(pointer); });
-    window_->setSettings(settings_);
-    placement.transparentForInput = true;
-    if (placer) {
-        if (const auto placed = placer->place(*window_, placement); !placed) {
-            std::cerr << "draw: cursor highlight placement: " << placed.error() << "\n";
-        }
-    }
-}
+                                 platform::PointerStage* stage)
+    : PointerAid(stage), settings_(settings) {}
 
 CursorHighlight::~CursorHighlight() {
-    follower_.setWanted(listener_, false);
-}
-
-void CursorHighlight::setFrame(std::uint32_t displayID, const core::AidRect& frame) {
-    const auto found = std::find_if(surfaces_.begin(), surfaces_.end(),
-                                    [&](const Surface& s) { return s.displayID == displayID; });
-    if (found == surfaces_.end()) {
-        surfaces_.push_back({displayID, frame});
-        frames_.push_back(frame);
-    } else {
-        found->frame = frame;
-        frames_[static_cast<std::size_t>(found - surfaces_.begin())] = frame;
+    if (isActive() && stage_) {
+        hide();
     }
-    if (active_) {
-        tick(PointerFollower::position());
-    }
-}
-
-bool CursorHighlight::attach(const platform::Display& display) {
-    const QRect g = display.screen->geometry();
-    setFrame(display.key.id, {double(g.x()), double(g.y()), double(g.width()), double(g.height())});
-    return true;
-}
-
-void CursorHighlight::detach(const platform::Display& display) {
-    setFrame(display.key.id, {});
-}
-
-void CursorHighlight::reanchor(const platform::Display& display) {
-    attach(display);
 }
 
 void CursorHighlight::apply(const core::CursorHighlightSettings& settings) {
     settings_ = settings;
-    window_->setSettings(settings_);
-    if (active_) {
-        tick(PointerFollower::position());
-    }
+    refresh();
 }
 
-void CursorHighlight::setActive(bool active) {
-    if (active == active_) {
-        return;
-    }
-    active_ = active;
-    follower_.setWanted(listener_, active);
-    if (active) {
-        tick(PointerFollower::position());
-    } else {
-        window_->setVisible(false);
-    }
-    log::FrontmostLog::shared().record(
-        "cursorHighlightToggle", std::nullopt,
-        std::string("active=") + (active ? "true" : "false") +
-            " shape=" + std::string(core::rawValue(settings_.shape)) +
-            " size=" + core::shortestDecimal(settings_.sizePoints));
+AidStats CursorHighlight::stats() const {
+    const auto counters = stage_ ? stage_->counters() : platform::PointerStage::Counters{};
+    return {isActive(), counters.followerFrames, counters.followerIdle};
 }
 
-void CursorHighlight::tick(QPoint pointer) {
-    if (!active_) {
-        return;
+void CursorHighlight::show() {
+    platform::PointerStage::Follower follower;
+    for (const Frame& frame : frames_) {
+        follower.displays.push_back(frame.pixels);
     }
-    const core::AidPoint at{double(pointer.x()), double(pointer.y())};
-    if (!core::displayUnder(at, std::span(frames_))) {
-        ++idleTicks_;
-        return;
-    }
-    const core::AidRect frame = core::highlightFrame(at, settings_.sizePoints);
-    const core::PixelBox box = core::coveringBox(frame);
-    const QRect geometry(box.x, box.y, box.width, box.height);
-    bool changed = false;
-    if (window_->geometry() != geometry) {
-        window_->setGeometry(geometry);
-        changed = true;
-    }
-    if (!window_->isVisible()) {
-        window_->setVisible(true);
-        changed = true;
-    }
-    if (changed) {
-        ++presentedFrames_;
-    } else {
-        ++idleTicks_;
-    }
+    follower.stamp = highlightStamp(settings_, scale());
+    stage_->setFollower(std::move(follower));
+    stage_->setRipples(settings_.clickRipple
+                           ? std::optional(ripplePictures(settings_, scale(), frameInterval()))
+                           : std::nullopt);
+}
+
+void CursorHighlight::hide() {
+    stage_->setFollower(std::nullopt);
+    stage_->setRipples(std::nullopt);
+}
+
+std::string CursorHighlight::toggleNote() const {
+    return "shape=" + std::string(core::rawValue(settings_.shape)) +
+           " size=" + core::shortestDecimal(settings_.sizePoints);
 }
 
 }  // namespace scrawlet::aids

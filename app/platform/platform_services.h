@@ -12,7 +12,7 @@
 #include "app/platform/instance_lock.h"
 #include "app/platform/key_grabber.h"
 #include "app/platform/key_monitor.h"
-#include "app/platform/pointer_monitor.h"
+#include "app/platform/pointer_stage.h"
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
@@ -21,7 +21,7 @@ namespace scrawlet::platform {
 
 std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider();
 std::unique_ptr<KeyGrabber> createKeyGrabber();
-std::unique_ptr<PointerMonitor> createPointerMonitor();
+std::unique_ptr<PointerStage> createPointerStage();
 std::unique_ptr<KeyMonitor> createKeyMonitor();
 std::unique_ptr<SyntheticInput> createSyntheticInput();
 std::unique_ptr<WindowPlacer> createWindowPlacer();

@@ -6,7 +6,6 @@
 
 #include "app/aids/cursor_highlight.h"
 #include "app/aids/keystroke_display.h"
-#include "app/aids/pointer_follower.h"
 #include "app/aids/spotlight.h"
 #include "app/log/frontmost_log.h"
 #include "app/platform/atomic_file.h"

@@ -18,6 +18,7 @@
 #include "app/platform/compositing_watcher.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/gl_presenter.h"
+#include "app/platform/pointer_stage.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
 #include "app/shell/display_registry.h"
@@ -27,7 +28,6 @@
 
 namespace scrawlet::aids {
 class CursorHighlight;
-class PointerFollower;
 class KeystrokeDisplay;
 class Spotlight;
 }  // namespace scrawlet::aids
@@ -109,7 +109,7 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<DrawShortcuts> shortcuts_;
     std::unique_ptr<ControlPanels> panels_;
     std::unique_ptr<StatusMenu> statusMenu_;
-    std::unique_ptr<aids::PointerFollower> pointer_;
+    std::unique_ptr<platform::PointerStage> pointerStage_;
     std::unique_ptr<aids::Spotlight> spotlight_;
     std::unique_ptr<aids::CursorHighlight> cursorHighlight_;
     std::unique_ptr<aids::KeystrokeDisplay> keystrokes_;

@@ -56,14 +56,12 @@ void DrawAppDelegate::routeActions() {
 // Both aids are built whatever the configuration says, so that their shortcuts work; they stay
 // off until asked, at launch or later.
 void DrawAppDelegate::buildPointerAids() {
-    pointer_ = std::make_unique<aids::PointerFollower>(platform::createPointerMonitor());
+    pointerStage_ = platform::createPointerStage();
     const core::Settings settings = config_.settingsWithOverrides(config_.currentSettings());
-    const platform::WindowPlacement placement = overlayPlacement(config_, true);
-    spotlight_ =
-        std::make_unique<aids::Spotlight>(settings.spotlight, placement, placer_.get(), *pointer_);
+    spotlight_ = std::make_unique<aids::Spotlight>(settings.spotlight, pointerStage_.get());
     displays_.addFeature(*spotlight_);
-    cursorHighlight_ = std::make_unique<aids::CursorHighlight>(settings.cursorHighlight, placement,
-                                                               placer_.get(), *pointer_);
+    cursorHighlight_ =
+        std::make_unique<aids::CursorHighlight>(settings.cursorHighlight, pointerStage_.get());
     displays_.addFeature(*cursorHighlight_);
     if (config_.spotlight) {
         spotlight_->setActive(true);

@@ -13,18 +13,6 @@ using namespace scrawlet::core;
 // Two side-by-side displays, the second offset downwards as on a staggered desk.
 const std::vector<AidRect> kDisplays{{0, 0, 960, 1080}, {960, 100, 1280, 720}};
 
-TEST(SpotlightGeometry, PointerFindsTheFirstDisplayHoldingIt) {
-    EXPECT_EQ(displayUnder({0, 0}, kDisplays), 0u);
-    EXPECT_EQ(displayUnder({959.5, 500}, kDisplays), 0u);
-    // The shared edge belongs to the display to its right, not to both.
-    EXPECT_EQ(displayUnder({960, 500}, kDisplays), 1u);
-    EXPECT_EQ(displayUnder({2239, 819}, kDisplays), 1u);
-    EXPECT_EQ(displayUnder({2240, 500}, kDisplays), std::nullopt);
-    // Above the staggered display: on no display.
-    EXPECT_EQ(displayUnder({1000, 50}, kDisplays), std::nullopt);
-    EXPECT_EQ(displayUnder({10, 10}, {}), std::nullopt);
-}
-
 TEST(SpotlightGeometry, HoleIsCentredOnThePointerInDisplayCoordinates) {
     // Top-left origin: a pointer 100 below the display's top puts the hole's top at 100 − s/2.
     EXPECT_EQ(spotlightHole({1500, 400}, kDisplays[1], 320), (AidRect{380, 140, 320, 320}));
@@ -34,47 +22,13 @@ TEST(SpotlightGeometry, HoleIsCentredOnThePointerInDisplayCoordinates) {
     EXPECT_DOUBLE_EQ(spotlightCornerRadius(RegionShape::roundedRect, 200), 24);
 }
 
-TEST(SpotlightGeometry, DimCoversTheDisplayExceptTheHoleCutByTheEdge) {
-    const struct {
-        AidPoint pointer;
-        double size;
-        PixelBox hole;  // cut to the 960 × 1080 display
-    } cases[] = {
-        {{480, 540}, 320, {320, 380, 320, 320}},
-        // A fractional edge widens the box to whole pixels.
-        {{480, 540}, 100.5, {429, 489, 102, 102}},
-        // Corner: only the quarter on the display is cut out.
-        {{0, 0}, 320, {0, 0, 160, 160}},
-        {{950, 1070}, 320, {790, 910, 170, 170}},
-    };
-    for (const auto& c : cases) {
-        const PixelBox cut = intersection(
-            coveringBox(spotlightHole(c.pointer, kDisplays[0], c.size)), {0, 0, 960, 1080});
-        EXPECT_EQ(cut, c.hole) << c.pointer.x << "," << c.pointer.y;
-        std::array<PixelBox, 4> pieces;
-        const std::size_t count = boxesAround(cut, 960, 1080, pieces);
-        // The pieces and the hole tile the display exactly: no gap, no overlap.
-        long long area = static_cast<long long>(cut.width) * cut.height;
-        for (std::size_t i = 0; i < count; ++i) {
-            EXPECT_FALSE(pieces[i].empty());
-            EXPECT_TRUE(intersection(pieces[i], cut).empty());
-            EXPECT_EQ(intersection(pieces[i], {0, 0, 960, 1080}), pieces[i]);
-            for (std::size_t j = i + 1; j < count; ++j) {
-                EXPECT_TRUE(intersection(pieces[i], pieces[j]).empty());
-            }
-            area += static_cast<long long>(pieces[i].width) * pieces[i].height;
-        }
-        EXPECT_EQ(area, 960LL * 1080);
-    }
-    std::array<PixelBox, 4> pieces;
-    ASSERT_EQ(boxesAround({}, 960, 1080, pieces), 1u);
-    EXPECT_EQ(pieces[0], (PixelBox{0, 0, 960, 1080}));
-}
-
-TEST(SpotlightGeometry, HoleOffTheDisplayLeavesItDimmedWhole) {
-    const PixelBox cut =
-        intersection(coveringBox(spotlightHole({1500, 400}, kDisplays[0], 320)), {0, 0, 960, 1080});
-    EXPECT_TRUE(cut.empty());
+TEST(SpotlightGeometry, HoleBoxIsWholePixelsRoundTheSquare) {
+    EXPECT_EQ(coveringBox(spotlightHole({480, 540}, kDisplays[0], 320)),
+              (PixelBox{320, 380, 320, 320}));
+    // A fractional edge widens the box to whole pixels on both sides.
+    EXPECT_EQ(coveringBox(spotlightHole({480, 540}, kDisplays[0], 100.5)),
+              (PixelBox{429, 489, 102, 102}));
+    EXPECT_EQ(coveringBox(spotlightHole({0, 0}, {0, 0, 0, 0}, 7)), (PixelBox{-4, -4, 8, 8}));
 }
 
 TEST(SpotlightGeometry, OtherDisplaysAreDimmedOnlyWhenAllAre) {
@@ -116,3 +70,34 @@ TEST(CursorHighlightGeometry, OutlineIsInsetByHalfTheBorderAndOnlyTheDiscIsFille
 }
 
 }  // namespace
+
+TEST(ClickRipple, GrowsFromTheHighlightToTwiceItWhileFadingOut) {
+    const RippleLook start = rippleAt(0, 48, 0.5);
+    EXPECT_DOUBLE_EQ(start.diameter, 48);
+    EXPECT_DOUBLE_EQ(start.alpha, 0.5);
+    const RippleLook middle = rippleAt(0.5, 48, 0.5);
+    EXPECT_DOUBLE_EQ(middle.diameter, 72);
+    EXPECT_DOUBLE_EQ(middle.alpha, 0.25);
+    const RippleLook end = rippleAt(1, 48, 0.5);
+    EXPECT_DOUBLE_EQ(end.diameter, 96);
+    EXPECT_DOUBLE_EQ(end.alpha, 0);
+    // Out of range progress and alpha are held to the ends.
+    EXPECT_DOUBLE_EQ(rippleAt(3, 48, 7).diameter, 96);
+    EXPECT_DOUBLE_EQ(rippleAt(-1, 48, 7).alpha, 1);
+}
+
+TEST(ClickRipple, LastsItsTimeAtAnyRefresh) {
+    EXPECT_EQ(rippleFrameCount(1.0 / 60), 21u);
+    EXPECT_EQ(rippleFrameCount(1.0 / 144), 51u);
+    EXPECT_EQ(rippleFrameCount(1.0), 1u);
+    EXPECT_EQ(rippleFrameCount(0), 1u);
+    EXPECT_EQ(rippleFrameCount(std::numeric_limits<double>::quiet_NaN()), 1u);
+}
+
+TEST(ClickRipple, RightButtonTurnsTheHueKeepingLightnessAndAlpha) {
+    EXPECT_EQ(rightClickColour({255, 204, 0, 200}), (Colour{0, 51, 255, 200}));
+    EXPECT_EQ(rightClickColour({255, 0, 0, 255}), (Colour{0, 255, 255, 255}));
+    // Greys have no hue to turn; they get a colour of their own all the same.
+    EXPECT_NE(rightClickColour({128, 128, 128, 255}), (Colour{128, 128, 128, 255}));
+    EXPECT_EQ(rightClickColour({128, 128, 128, 90}).alpha, 90);
+}

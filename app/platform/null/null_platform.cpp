@@ -16,7 +16,7 @@ std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider() {
 std::unique_ptr<KeyGrabber> createKeyGrabber() {
     return nullptr;
 }
-std::unique_ptr<PointerMonitor> createPointerMonitor() {
+std::unique_ptr<PointerStage> createPointerStage() {
     return nullptr;
 }
 

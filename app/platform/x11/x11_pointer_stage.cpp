@@ -1,0 +1,700 @@
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+#include <xcb/shape.h>
+#include <xcb/xinput.h>
+
+#include <QGuiApplication>
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cerrno>
+#include <iostream>
+#include <mutex>
+#include <thread>
+
+#include "app/platform/platform_services.h"
+#include "app/platform/x11/xcb_support.h"
+
+// Last: its macros break Qt's headers.
+#include <X11/Xlib.h>
+
+namespace scrawlet::platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Ripples play at once for this many presses; a further press takes the oldest one's window.
+constexpr std::size_t kMaximumRipples = 6;
+
+struct Setup {
+    xcb_connection_t* c = nullptr;
+    xcb_window_t root = XCB_NONE;
+    xcb_visualid_t visual = 0;
+    xcb_colormap_t colormap = XCB_NONE;
+    xcb_gcontext_t gc = XCB_NONE;
+    std::uint8_t xiOpcode = 0;
+    bool swapBytes = false;
+    xcb_atom_t pid = XCB_NONE, windowType = XCB_NONE, utility = XCB_NONE;
+};
+
+std::string displayNameOfQt() {
+    auto* native =
+        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return native && native->display() ? XDisplayString(native->display()) : "";
+}
+
+// A depth-32 TrueColor visual laid out as premultiplied ARGB32 is what QImage hands over.
+xcb_visualid_t argbVisual(const xcb_screen_t& screen) {
+    for (auto depths = xcb_screen_allowed_depths_iterator(&screen); depths.rem;
+         xcb_depth_next(&depths)) {
+        if (depths.data->depth != 32)
+            continue;
+        for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem;
+             xcb_visualtype_next(&visuals)) {
+            const xcb_visualtype_t& v = *visuals.data;
+            if (v._class == XCB_VISUAL_CLASS_TRUE_COLOR && v.red_mask == 0xff0000 &&
+                v.green_mask == 0xff00 && v.blue_mask == 0xff)
+                return v.visual_id;
+        }
+    }
+    return 0;
+}
+
+std::expected<Setup, std::string> connect(const std::string& name) {
+    Setup s;
+    int screenNumber = 0;
+    s.c = xcb_connect(name.empty() ? nullptr : name.c_str(), &screenNumber);
+    const auto fail = [&](std::string why) {
+        xcb_disconnect(s.c);
+        return std::unexpected(std::move(why));
+    };
+    if (xcb_connection_has_error(s.c))
+        return fail("cannot open a second connection to the X server");
+    const xcb_setup_t* setup = xcb_get_setup(s.c);
+    auto screens = xcb_setup_roots_iterator(setup);
+    for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
+    if (!screens.rem)
+        return fail("the X server lacks the screen it was asked for");
+    const xcb_screen_t& screen = *screens.data;
+    s.root = screen.root;
+    s.visual = argbVisual(screen);
+    if (!s.visual)
+        return fail("the X server offers no 32-bit visual with an alpha channel");
+    s.swapBytes = (setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST) !=
+                  (std::endian::native == std::endian::little);
+    const auto* shape = xcb_get_extension_data(s.c, &xcb_shape_id);
+    if (!shape || !shape->present)
+        return fail("the X server lacks the SHAPE extension");
+    const auto* input = xcb_get_extension_data(s.c, &xcb_input_id);
+    if (!input || !input->present)
+        return fail("the X server lacks XInput");
+    const x11::Owned<xcb_input_xi_query_version_reply_t> version(
+        xcb_input_xi_query_version_reply(s.c, xcb_input_xi_query_version(s.c, 2, 2), nullptr));
+    // Raw events reach every client that asks only from version 2.1 on.
+    if (!version || version->major_version < 2 ||
+        (version->major_version == 2 && version->minor_version < 1))
+        return fail("the X server lacks XInput 2.1");
+    s.xiOpcode = input->major_opcode;
+    s.colormap = xcb_generate_id(s.c);
+    xcb_create_colormap(s.c, XCB_COLORMAP_ALLOC_NONE, s.colormap, s.root, s.visual);
+    const xcb_pixmap_t model = xcb_generate_id(s.c);
+    xcb_create_pixmap(s.c, 32, model, s.root, 1, 1);
+    s.gc = xcb_generate_id(s.c);
+    const std::uint32_t noExposures = 0;
+    xcb_create_gc(s.c, s.gc, model, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
+    xcb_free_pixmap(s.c, model);
+    const auto atoms = x11::internAtoms(
+        s.c, {"_NET_WM_PID", "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_UTILITY"});
+    s.pid = atoms[0];
+    s.windowType = atoms[1];
+    s.utility = atoms[2];
+    return s;
+}
+
+// One window of the stage: override-redirect, never taking input, showing its background
+// pixmap, which the server repaints from without asking us.
+struct StageWindow {
+    xcb_window_t window = XCB_NONE;
+    xcb_pixmap_t pixmap = XCB_NONE;
+    QRect frame;
+    bool mapped = false;
+};
+
+class X11PointerStage final : public PointerStage {
+  public:
+    X11PointerStage(Setup setup, int wake) : s_(setup), wake_(wake) {
+        dim_.frames = &dimFrames_;
+        dim_.idle = &dimIdle_;
+        follower_.spills = true;
+        follower_.frames = &followerFrames_;
+        follower_.idle = &followerIdle_;
+        thread_ = std::thread([this] { run(); });
+    }
+
+    ~X11PointerStage() override {
+        {
+            std::lock_guard lock(mutex_);
+            stop_ = true;
+        }
+        signal();
+        thread_.join();
+        // The server frees every window and pixmap of a closing connection.
+        xcb_disconnect(s_.c);
+        ::close(wake_);
+    }
+
+    void setDim(std::optional<Dim> dim) override {
+        if (dim)
+            dim->hole.image = premultiplied(dim->hole.image);
+        std::lock_guard lock(mutex_);
+        pending_.dim = std::move(dim);
+        pending_.dimChanged = true;
+        signal();
+    }
+
+    void setFollower(std::optional<Follower> follower) override {
+        if (follower)
+            follower->stamp.image = premultiplied(follower->stamp.image);
+        std::lock_guard lock(mutex_);
+        pending_.follower = std::move(follower);
+        pending_.followerChanged = true;
+        signal();
+    }
+
+    void setRipples(std::optional<Ripples> ripples) override {
+        if (ripples) {
+            for (auto* frames : {&ripples->left, &ripples->right})
+                for (QImage& frame : *frames) frame = premultiplied(frame);
+        }
+        std::lock_guard lock(mutex_);
+        pending_.ripples = std::move(ripples);
+        pending_.ripplesChanged = true;
+        signal();
+    }
+
+    Counters counters() const override {
+        return {dimFrames_.load(), dimIdle_.load(), followerFrames_.load(), followerIdle_.load(),
+                rippleCount_.load()};
+    }
+
+    std::string failure() const override {
+        std::lock_guard lock(mutex_);
+        return failure_;
+    }
+
+  private:
+    struct Pending {
+        std::optional<Dim> dim;
+        std::optional<Follower> follower;
+        std::optional<Ripples> ripples;
+        bool dimChanged = false, followerChanged = false, ripplesChanged = false;
+    };
+    struct Plane {
+        StageWindow w;
+        Away away = Away::hidden;
+        QRect stamped;  // where the stamp is drawn, in the plane's coordinates
+    };
+    // Display-sized pictures in which a stamp moves with the pointer: the dim with its hole, or
+    // a clear plane carrying the follower. Nothing is moved, so nothing but the two boxes the
+    // stamp leaves and enters is redrawn and reported to the compositing manager.
+    struct Layer {
+        std::vector<Plane> planes;
+        xcb_gcontext_t gc = XCB_NONE;  // fills with the background
+        std::uint32_t background = 0;
+        xcb_pixmap_t stamp = XCB_NONE;
+        QRect stampBox;  // relative to the pointer
+        // The dim's hole stays on the display under the pointer; the follower shows on every
+        // display its box reaches.
+        bool spills = false;
+        std::atomic<std::uint64_t>* frames = nullptr;
+        std::atomic<std::uint64_t>* idle = nullptr;
+    };
+    struct Ripple {
+        StageWindow w;
+        const std::vector<xcb_pixmap_t>* frames = nullptr;
+        Clock::time_point start;
+        std::size_t shown = 0;
+        bool playing = false;
+    };
+
+    static QImage premultiplied(const QImage& image) {
+        return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    }
+
+    void signal() const {
+        const std::uint64_t one = 1;
+        (void)!::write(wake_, &one, sizeof one);
+    }
+
+    // ---- the stage's thread ----
+
+    void run() {
+        pollfd fds[2] = {{xcb_get_file_descriptor(s_.c), POLLIN, 0}, {wake_, POLLIN, 0}};
+        for (;;) {
+            if (::poll(fds, 2, timeoutMs()) < 0 && errno != EINTR) {
+                fail(std::string("waiting for pointer events failed: ") + std::strerror(errno));
+                return;
+            }
+            if (fds[1].revents & POLLIN) {
+                std::uint64_t count = 0;
+                (void)!::read(wake_, &count, sizeof count);
+            }
+            while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_event(s_.c)}) handle(*event);
+            Pending pending;
+            {
+                std::lock_guard lock(mutex_);
+                if (stop_)
+                    return;
+                std::swap(pending, pending_);
+            }
+            if (xcb_connection_has_error(s_.c)) {
+                fail("the connection to the X server broke");
+                return;
+            }
+            take(std::move(pending));
+            // Replies read while waiting may have brought events along; they are not on the
+            // socket any more, so poll() would not wake for them.
+            do {
+                step();
+            } while (drainQueued());
+        }
+    }
+
+    void fail(std::string why) {
+        std::cerr << "draw: pointer aids stopped: " << why << "\n";
+        std::lock_guard lock(mutex_);
+        failure_ = std::move(why);
+    }
+
+    bool drainQueued() {
+        bool any = false;
+        while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_queued_event(s_.c)}) {
+            handle(*event);
+            any = true;
+        }
+        return any;
+    }
+
+    void handle(const xcb_generic_event_t& event) {
+        switch (event.response_type & 0x7f) {
+            case XCB_GE_GENERIC: {
+                const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
+                if (generic.extension != s_.xiOpcode)
+                    break;
+                if (generic.event_type == XCB_INPUT_RAW_MOTION) {
+                    moved_ = true;
+                } else if (generic.event_type == XCB_INPUT_RAW_BUTTON_PRESS) {
+                    const auto& press =
+                        reinterpret_cast<const xcb_input_raw_button_press_event_t&>(event);
+                    // Buttons 4 to 7 are the wheel's steps, not presses.
+                    if (press.detail < 4 || press.detail > 7)
+                        presses_.push_back(press.detail == 3);
+                }
+                break;
+            }
+            // A managed window that maps or restacks may cover ours; override-redirect ones
+            // are ours, menus and tooltips.
+            case XCB_MAP_NOTIFY:
+                restack_ |=
+                    !reinterpret_cast<const xcb_map_notify_event_t&>(event).override_redirect;
+                break;
+            case XCB_CONFIGURE_NOTIFY:
+                restack_ |=
+                    !reinterpret_cast<const xcb_configure_notify_event_t&>(event).override_redirect;
+                break;
+            default:
+                break;
+        }
+    }
+
+    void take(Pending pending) {
+        bool changed = false;
+        if (pending.dimChanged) {
+            buildDim(std::move(pending.dim));
+            changed = true;
+        }
+        if (pending.followerChanged) {
+            buildFollower(std::move(pending.follower));
+            changed = true;
+        }
+        if (pending.ripplesChanged) {
+            buildRipples(std::move(pending.ripples));
+            changed = true;
+        }
+        if (!changed)
+            return;
+        watch(!dim_.planes.empty() || !follower_.planes.empty() || !leftFrames_.empty());
+        moved_ = true;
+        restack_ = true;
+    }
+
+    void step() {
+        if (moved_ || !presses_.empty()) {
+            if (const auto pointer = queryPointer()) {
+                if (moved_) {
+                    show(dim_, *pointer);
+                    show(follower_, *pointer);
+                }
+                for (const bool right : presses_) startRipple(*pointer, right);
+            }
+            moved_ = false;
+            presses_.clear();
+        }
+        animate(Clock::now());
+        if (restack_) {
+            raise();
+            restack_ = false;
+        }
+        xcb_flush(s_.c);
+    }
+
+    std::optional<QPoint> queryPointer() {
+        const x11::Owned<xcb_query_pointer_reply_t> reply(
+            xcb_query_pointer_reply(s_.c, xcb_query_pointer(s_.c, s_.root), nullptr));
+        if (!reply || !reply->same_screen)
+            return std::nullopt;
+        return QPoint(reply->root_x, reply->root_y);
+    }
+
+    void watch(bool on) {
+        if (on == watching_)
+            return;
+        watching_ = on;
+        const std::uint32_t rootMask = on ? XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY : 0;
+        xcb_change_window_attributes(s_.c, s_.root, XCB_CW_EVENT_MASK, &rootMask);
+        struct {
+            xcb_input_event_mask_t head;
+            std::uint32_t bits;
+        } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+                    on ? std::uint32_t(XCB_INPUT_XI_EVENT_MASK_RAW_MOTION |
+                                       XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS)
+                       : 0u};
+        xcb_input_xi_select_events(s_.c, s_.root, 1, &selection.head);
+    }
+
+    // ---- windows and pictures ----
+
+    xcb_pixmap_t makePixmap(QSize size) {
+        const xcb_pixmap_t pixmap = xcb_generate_id(s_.c);
+        xcb_create_pixmap(s_.c, 32, pixmap, s_.root, std::uint16_t(std::max(1, size.width())),
+                          std::uint16_t(std::max(1, size.height())));
+        return pixmap;
+    }
+
+    xcb_pixmap_t upload(const QImage& image) {
+        const xcb_pixmap_t pixmap = makePixmap(image.size());
+        if (image.isNull())
+            return pixmap;
+        QImage pixels = image;
+        if (s_.swapBytes) {
+            for (int y = 0; y < pixels.height(); ++y) {
+                auto* row = reinterpret_cast<std::uint32_t*>(pixels.scanLine(y));
+                std::transform(row, row + pixels.width(), row,
+                               [](std::uint32_t p) { return std::byteswap(p); });
+            }
+        }
+        const auto stride = static_cast<std::uint32_t>(pixels.bytesPerLine());
+        const std::uint32_t maximum = xcb_get_maximum_request_length(s_.c) * 4u - 64u;
+        const int rows = std::max(1, static_cast<int>(maximum / stride));
+        for (int y = 0; y < pixels.height(); y += rows) {
+            const int count = std::min(rows, pixels.height() - y);
+            xcb_put_image(s_.c, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, s_.gc,
+                          std::uint16_t(pixels.width()), std::uint16_t(count), 0, std::int16_t(y),
+                          0, 32, stride * std::uint32_t(count), pixels.constScanLine(y));
+        }
+        return pixmap;
+    }
+
+    StageWindow makeWindow(QRect frame, xcb_pixmap_t background) {
+        StageWindow w{xcb_generate_id(s_.c), background, frame, false};
+        const std::uint32_t values[] = {background, 0, 1, s_.colormap};
+        xcb_create_window(
+            s_.c, 32, w.window, s_.root, std::int16_t(frame.x()), std::int16_t(frame.y()),
+            std::uint16_t(std::max(1, frame.width())), std::uint16_t(std::max(1, frame.height())),
+            0, XCB_WINDOW_CLASS_INPUT_OUTPUT, s_.visual,
+            XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP,
+            values);
+        // No input region: every pointer event goes to what lies below.
+        xcb_shape_rectangles(s_.c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
+                             w.window, 0, 0, 0, nullptr);
+        const std::uint32_t pid = static_cast<std::uint32_t>(::getpid());
+        xcb_change_property(s_.c, XCB_PROP_MODE_REPLACE, w.window, s_.pid, XCB_ATOM_CARDINAL, 32, 1,
+                            &pid);
+        xcb_change_property(s_.c, XCB_PROP_MODE_REPLACE, w.window, s_.windowType, XCB_ATOM_ATOM, 32,
+                            1, &s_.utility);
+        static constexpr char kClass[] = "scrawlet\0Scrawlet";
+        xcb_change_property(s_.c, XCB_PROP_MODE_REPLACE, w.window, XCB_ATOM_WM_CLASS,
+                            XCB_ATOM_STRING, 8, sizeof kClass, kClass);
+        return w;
+    }
+
+    void destroy(StageWindow& w) {
+        if (w.window != XCB_NONE)
+            xcb_destroy_window(s_.c, w.window);
+        w = {};
+    }
+
+    void setMapped(StageWindow& w, bool mapped) {
+        if (w.mapped == mapped)
+            return;
+        w.mapped = mapped;
+        if (mapped) {
+            xcb_map_window(s_.c, w.window);
+            restack_ = true;
+        } else {
+            xcb_unmap_window(s_.c, w.window);
+        }
+    }
+
+    // Back to front: the dim, the follower over it, the ripples over both.
+    void raise() {
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+        const auto up = [&](const StageWindow& w) {
+            if (w.mapped)
+                xcb_configure_window(s_.c, w.window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        };
+        for (const Layer* layer : {&dim_, &follower_})
+            for (const Plane& plane : layer->planes) up(plane.w);
+        for (const Ripple& ripple : ripples_) up(ripple.w);
+    }
+
+    void fill(const Layer& layer, const Plane& plane, QRect box) {
+        const xcb_rectangle_t r{std::int16_t(box.x()), std::int16_t(box.y()),
+                                std::uint16_t(box.width()), std::uint16_t(box.height())};
+        xcb_poly_fill_rectangle(s_.c, plane.w.pixmap, layer.gc, 1, &r);
+    }
+
+    void repaint(const StageWindow& w, QRect box) {
+        if (w.mapped)
+            xcb_clear_area(s_.c, 0, w.window, std::int16_t(box.x()), std::int16_t(box.y()),
+                           std::uint16_t(box.width()), std::uint16_t(box.height()));
+    }
+
+    // ---- the layers ----
+
+    void clearLayer(Layer& layer) {
+        for (Plane& plane : layer.planes) {
+            xcb_free_pixmap(s_.c, plane.w.pixmap);
+            destroy(plane.w);
+        }
+        layer.planes.clear();
+        if (layer.stamp != XCB_NONE)
+            xcb_free_pixmap(s_.c, layer.stamp);
+        layer.stamp = XCB_NONE;
+    }
+
+    void buildLayer(Layer& layer, const std::vector<DimPlane>& planes, std::uint32_t background,
+                    const Stamp& stamp) {
+        clearLayer(layer);
+        if (layer.gc == XCB_NONE) {
+            const xcb_pixmap_t model = makePixmap({1, 1});
+            layer.gc = xcb_generate_id(s_.c);
+            const std::uint32_t noExposures = 0;
+            xcb_create_gc(s_.c, layer.gc, model, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
+            xcb_free_pixmap(s_.c, model);
+        }
+        layer.background = background;
+        xcb_change_gc(s_.c, layer.gc, XCB_GC_FOREGROUND, &background);
+        layer.stamp = upload(stamp.image);
+        layer.stampBox = QRect(stamp.offset, stamp.image.size());
+        for (const DimPlane& d : planes) {
+            if (d.frame.isEmpty())
+                continue;
+            Plane plane{makeWindow(d.frame, makePixmap(d.frame.size())), d.away, {}};
+            fill(layer, plane, QRect(QPoint(0, 0), d.frame.size()));
+            layer.planes.push_back(plane);
+        }
+    }
+
+    void buildDim(std::optional<Dim> dim) {
+        clearLayer(dim_);
+        if (!dim)
+            return;
+        const auto alpha =
+            static_cast<std::uint32_t>(std::lround(std::clamp(dim->alpha, 0.0, 1.0) * 255));
+        buildLayer(dim_, dim->planes, alpha << 24, dim->hole);
+    }
+
+    void buildFollower(std::optional<Follower> follower) {
+        clearLayer(follower_);
+        if (!follower || follower->stamp.image.isNull())
+            return;
+        std::vector<DimPlane> planes;
+        for (const QRect& display : follower->displays) planes.push_back({display, Away::hidden});
+        buildLayer(follower_, planes, 0, follower->stamp);
+    }
+
+    void show(Layer& layer, QPoint pointer) {
+        if (layer.planes.empty())
+            return;
+        const auto under =
+            std::find_if(layer.planes.begin(), layer.planes.end(),
+                         [&](const Plane& p) { return p.w.frame.contains(pointer); });
+        if (under == layer.planes.end()) {
+            ++*layer.idle;
+            return;
+        }
+        bool changed = false;
+        for (Plane& plane : layer.planes) {
+            const bool isUnder = &plane == &*under;
+            const QPoint local = pointer - plane.w.frame.topLeft();
+            const QRect stamp = layer.stampBox.translated(local);
+            const QRect box = isUnder || layer.spills
+                                  ? stamp.intersected(QRect(QPoint(0, 0), plane.w.frame.size()))
+                                  : QRect();
+            const bool mapped =
+                !box.isEmpty() || (layer.background != 0 && (isUnder || plane.away == Away::whole));
+            if (box == plane.stamped && mapped == plane.w.mapped)
+                continue;
+            changed = true;
+            if (!plane.stamped.isEmpty()) {
+                fill(layer, plane, plane.stamped);
+                repaint(plane.w, plane.stamped);
+            }
+            if (!box.isEmpty()) {
+                xcb_copy_area(s_.c, layer.stamp, plane.w.pixmap, layer.gc,
+                              std::int16_t(box.x() - stamp.x()), std::int16_t(box.y() - stamp.y()),
+                              std::int16_t(box.x()), std::int16_t(box.y()),
+                              std::uint16_t(box.width()), std::uint16_t(box.height()));
+                repaint(plane.w, box);
+            }
+            plane.stamped = box;
+            setMapped(plane.w, mapped);
+        }
+        ++*(changed ? layer.frames : layer.idle);
+    }
+
+    // ---- the ripples ----
+
+    void buildRipples(std::optional<Ripples> ripples) {
+        for (Ripple& ripple : ripples_) destroy(ripple.w);
+        ripples_.clear();
+        for (auto* frames : {&leftFrames_, &rightFrames_}) {
+            for (const xcb_pixmap_t pixmap : *frames) xcb_free_pixmap(s_.c, pixmap);
+            frames->clear();
+        }
+        if (!ripples || ripples->left.empty())
+            return;
+        rippleOffset_ = ripples->offset;
+        rippleSize_ = ripples->left.front().size();
+        frameInterval_ = std::max(ripples->frameInterval, std::chrono::milliseconds(1));
+        for (const QImage& frame : ripples->left)
+            leftFrames_.push_back(upload(frame.size() == rippleSize_ ? frame : QImage()));
+        for (const QImage& frame : ripples->right.empty() ? ripples->left : ripples->right)
+            rightFrames_.push_back(upload(frame.size() == rippleSize_ ? frame : QImage()));
+    }
+
+    void startRipple(QPoint pointer, bool right) {
+        if (leftFrames_.empty())
+            return;
+        auto slot = std::find_if(ripples_.begin(), ripples_.end(),
+                                 [](const Ripple& r) { return !r.playing; });
+        if (slot == ripples_.end()) {
+            if (ripples_.size() < kMaximumRipples) {
+                Ripple fresh;
+                fresh.w = makeWindow(QRect(QPoint(0, 0), rippleSize_), XCB_NONE);
+                ripples_.push_back(fresh);
+                slot = ripples_.end() - 1;
+            } else {
+                slot = std::min_element(
+                    ripples_.begin(), ripples_.end(),
+                    [](const Ripple& a, const Ripple& b) { return a.start < b.start; });
+            }
+        }
+        Ripple& ripple = *slot;
+        const QPoint at = pointer + rippleOffset_;
+        const std::uint32_t xy[] = {std::uint32_t(at.x()), std::uint32_t(at.y())};
+        xcb_configure_window(s_.c, ripple.w.window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, xy);
+        ripple.frames = right ? &rightFrames_ : &leftFrames_;
+        ripple.start = Clock::now();
+        ripple.shown = ripple.frames->size();  // nothing shown yet
+        ripple.playing = true;
+        ++rippleCount_;
+        // Drawn by animate() in the same step, then by the clock.
+        restack_ = true;
+    }
+
+    void animate(Clock::time_point now) {
+        for (Ripple& ripple : ripples_) {
+            if (!ripple.playing)
+                continue;
+            const auto frame = static_cast<std::size_t>((now - ripple.start) / frameInterval_);
+            if (frame >= ripple.frames->size()) {
+                ripple.playing = false;
+                setMapped(ripple.w, false);
+                continue;
+            }
+            if (frame == ripple.shown)
+                continue;
+            ripple.shown = frame;
+            const xcb_pixmap_t pixmap = (*ripple.frames)[frame];
+            xcb_change_window_attributes(s_.c, ripple.w.window, XCB_CW_BACK_PIXMAP, &pixmap);
+            if (ripple.w.mapped)
+                xcb_clear_area(s_.c, 0, ripple.w.window, 0, 0, 0, 0);
+            setMapped(ripple.w, true);
+        }
+    }
+
+    // Until the next ripple frame is due; forever when none plays.
+    int timeoutMs() const {
+        std::optional<Clock::time_point> next;
+        for (const Ripple& ripple : ripples_) {
+            if (!ripple.playing)
+                continue;
+            const auto due = ripple.start + frameInterval_ * static_cast<long>(ripple.shown + 1);
+            next = next ? std::min(*next, due) : due;
+        }
+        if (!next)
+            return -1;
+        const auto wait =
+            std::chrono::ceil<std::chrono::milliseconds>(*next - Clock::now()).count();
+        return static_cast<int>(std::clamp<long long>(wait, 0, 1000));
+    }
+
+    Setup s_;
+    const int wake_;
+    std::thread thread_;
+
+    mutable std::mutex mutex_;
+    Pending pending_;
+    bool stop_ = false;
+    std::string failure_;
+
+    std::atomic<std::uint64_t> dimFrames_{0}, dimIdle_{0}, followerFrames_{0}, followerIdle_{0},
+        rippleCount_{0};
+
+    // The thread's own.
+    bool watching_ = false;
+    bool moved_ = false;
+    bool restack_ = false;
+    std::vector<bool> presses_;  // true for the right button
+    Layer dim_;
+    Layer follower_;
+    std::vector<Ripple> ripples_;
+    std::vector<xcb_pixmap_t> leftFrames_, rightFrames_;
+    QPoint rippleOffset_;
+    QSize rippleSize_;
+    Clock::duration frameInterval_ = std::chrono::milliseconds(16);
+};
+
+}  // namespace
+
+std::unique_ptr<PointerStage> createPointerStage() {
+    if (!x11::qtConnection())
+        return nullptr;
+    auto setup = connect(displayNameOfQt());
+    if (!setup) {
+        std::cerr << "draw: pointer aids are off: " << setup.error() << "\n";
+        return nullptr;
+    }
+    const int wake = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wake < 0) {
+        std::cerr << "draw: pointer aids are off: " << std::strerror(errno) << "\n";
+        xcb_disconnect(setup->c);
+        return nullptr;
+    }
+    return std::make_unique<X11PointerStage>(*setup, wake);
+}
+
+}  // namespace scrawlet::platform
