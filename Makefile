@@ -4,7 +4,7 @@ SANITIZE_DIR ?= build-sanitize
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSCRAWLET_WERROR=ON
 
-.PHONY: deps configure build run test bench bench-e2e bench-draw clean format
+.PHONY: deps configure build run test bench bench-e2e bench-draw bench-aids clean format
 
 deps:
 	@scripts/install-deps
@@ -19,7 +19,8 @@ run: build
 	@if [ -x $(BUILD_DIR)/scrawlet ]; then exec $(BUILD_DIR)/scrawlet; \
 	else echo "scrawlet: built the model library and tests; there is no scrawlet executable yet"; fi
 
-BENCH_TARGETS = scrawlet_bench scrawlet_ink_latency scrawlet_draw_run scrawlet_ink_compare
+BENCH_TARGETS = scrawlet_bench scrawlet_ink_latency scrawlet_draw_run scrawlet_ink_compare \
+	scrawlet_pointer_aids
 
 # The sources' checks, the benchmarks built (not run), every test, then the unit tests again
 # under AddressSanitizer and UBSan.
@@ -47,6 +48,11 @@ bench-e2e: configure
 bench-draw: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_draw_run
 	@$(BUILD_DIR)/bench/scrawlet_draw_run
+
+# CPU, wake-ups and latency of the spotlight and the cursor highlight under a private Xvfb.
+bench-aids: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_pointer_aids
+	@$(BUILD_DIR)/bench/scrawlet_pointer_aids
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

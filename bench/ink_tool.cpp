@@ -37,7 +37,8 @@ bool toolInstalled(InkTool tool) {
     return tool == InkTool::scrawlet || ::access(kGromit, X_OK) == 0;
 }
 
-ToolRun::ToolRun(InkTool tool, const std::string& display) : tool_(tool) {
+ToolRun::ToolRun(InkTool tool, const std::string& display, const std::vector<std::string>& extra)
+    : tool_(tool) {
     const std::string home = home_.path().string();
     std::vector<std::string> environment = {
         "DISPLAY=" + display,
@@ -59,6 +60,7 @@ ToolRun::ToolRun(InkTool tool, const std::string& display) : tool_(tool) {
                                                   "SCRAWLET_DRAW_SUMMARY=" + home + "/draw.json",
                                                   "SCRAWLET_DRAW_LOG=" + home + "/draw.jsonl",
                                               });
+        environment.insert(environment.end(), extra.begin(), extra.end());
         // Lets one run measure a drawing path other than the one the program would choose.
         if (const char* path = std::getenv("SCRAWLET_DRAW_PRESENT")) {
             environment.push_back(std::string("SCRAWLET_DRAW_PRESENT=") + path);
@@ -126,8 +128,8 @@ bool ToolRun::finish() {
 
 bool ToolRun::fail(const std::string& why) {
     drain();
-    std::fprintf(stderr, "ink_compare: %s %s; its standard error:\n%s\n", toolName(tool_),
-                 why.c_str(), process_->standardError().c_str());
+    std::fprintf(stderr, "%s: %s %s; its standard error:\n%s\n", program_invocation_short_name,
+                 toolName(tool_), why.c_str(), process_->standardError().c_str());
     return false;
 }
 

@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tests/support/child_process.h"
 #include "tests/unit/app/temporary_folder.h"
@@ -30,7 +31,8 @@ bool toolInstalled(InkTool tool);
 
 class ToolRun {
   public:
-    ToolRun(InkTool tool, const std::string& display);
+    // `extra` is added to the scrawlet program's environment.
+    ToolRun(InkTool tool, const std::string& display, const std::vector<std::string>& extra = {});
     ~ToolRun();
     ToolRun(const ToolRun&) = delete;
     ToolRun& operator=(const ToolRun&) = delete;

@@ -131,4 +131,61 @@ TEST_F(PointerAids, DimAllDarkensTheOtherDisplayWholeAndTheHighlightFollowsThePo
     EXPECT_EQ(toggles[0]["note"], "active=true shape=filledCircle size=40.0");
 }
 
+// Off at start, both aids come on from their global shortcuts; a press then ripples out from
+// the pointer in the highlight's colour, and the shortcuts turn both off again.
+TEST_F(PointerAids, ShortcutsSwitchBothAidsAndAPressRipples) {
+    auto run = startAndAwaitBanner(
+        {"SCRAWLET_DRAW_SPOTLIGHT_SIZE=200", "SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY=0.5",
+         "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_COLOUR=#FF0000",
+         "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_OPACITY=1", "SCRAWLET_DRAW_CURSOR_HIGHLIGHT_SIZE=40",
+         "SCRAWLET_DRAW_PANEL=0"});
+    constexpr std::uint32_t kControl = 0xffe3, kAlt = 0xffe9, kKeyF = 0x66, kKeyH = 0x68;
+    const auto chord = [&](std::uint32_t key) {
+        for (const auto k : {kControl, kAlt, key}) ASSERT_TRUE(input->setKey(k, true));
+        for (const auto k : {key, kAlt, kControl}) ASSERT_TRUE(input->setKey(k, false));
+    };
+    chord(kKeyF);
+    ASSERT_TRUE(awaitEvents("spotlightToggle", 1));
+    EXPECT_TRUE(awaitScreen({{800, 150}, {950, 540}, {770, 540}}, 0.5));
+    chord(kKeyH);
+    ASSERT_TRUE(awaitEvents("cursorHighlightToggle", 1));
+
+    // The ring starts on the highlight's edge (20 from the pointer) and grows to twice that;
+    // a strip beyond the edge turns red at some moment of its 0.35 s.
+    const QPoint ringStrip = kStart + QPoint(24, 0);
+    const QRgb before = onScreen(ringStrip + QPoint(8, 0));
+    ASSERT_TRUE(input->setButton(Qt::LeftButton, true));
+    ASSERT_TRUE(input->setButton(Qt::LeftButton, false));
+    const bool rippled = QTest::qWaitFor(
+        [&] {
+            for (int dx = 0; dx < 16; ++dx) {
+                const QRgb now = onScreen(ringStrip + QPoint(dx, 0));
+                if (qRed(now) > qRed(before) + 40 && qGreen(now) <= qGreen(before) + 3) {
+                    return true;
+                }
+            }
+            return false;
+        },
+        5000);
+    EXPECT_TRUE(rippled);
+    // It fades out completely.
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return near(onScreen(ringStrip + QPoint(8, 0)), before); }, 5000));
+
+    chord(kKeyF);
+    ASSERT_TRUE(awaitEvents("spotlightToggle", 2));
+    chord(kKeyH);
+    ASSERT_TRUE(awaitEvents("cursorHighlightToggle", 2));
+    // The click left a dot of ink at the pointer; far from it the desktop is bare again.
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return near(onScreen({800, 150}), desktopAt({800, 150}));
+        },
+        5000));
+    finishWith(*run, SIGTERM);
+    const auto summary = summaryDocument();
+    EXPECT_EQ(summary["spotlightActive"], false);
+    EXPECT_EQ(summary["cursorHighlightActive"], false);
+}
+
 }  // namespace

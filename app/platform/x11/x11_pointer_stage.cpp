@@ -5,6 +5,7 @@
 #include <xcb/xinput.h>
 
 #include <QGuiApplication>
+#include <QRegion>
 #include <algorithm>
 #include <atomic>
 #include <bit>
@@ -459,14 +460,19 @@ class X11PointerStage final : public PointerStage {
         for (const Ripple& ripple : ripples_) up(ripple.w);
     }
 
-    void fill(const Layer& layer, const Plane& plane, QRect box) {
-        const xcb_rectangle_t r{std::int16_t(box.x()), std::int16_t(box.y()),
-                                std::uint16_t(box.width()), std::uint16_t(box.height())};
-        xcb_poly_fill_rectangle(s_.c, plane.w.pixmap, layer.gc, 1, &r);
+    void fill(const Layer& layer, const Plane& plane, const QRegion& region) {
+        std::vector<xcb_rectangle_t> rectangles;
+        for (const QRect& box : region)
+            rectangles.push_back({std::int16_t(box.x()), std::int16_t(box.y()),
+                                  std::uint16_t(box.width()), std::uint16_t(box.height())});
+        if (!rectangles.empty())
+            xcb_poly_fill_rectangle(s_.c, plane.w.pixmap, layer.gc,
+                                    std::uint32_t(rectangles.size()), rectangles.data());
     }
 
+    // A zero width or height would mean "to the window's edge" to the server.
     void repaint(const StageWindow& w, QRect box) {
-        if (w.mapped)
+        if (w.mapped && !box.isEmpty())
             xcb_clear_area(s_.c, 0, w.window, std::int16_t(box.x()), std::int16_t(box.y()),
                            std::uint16_t(box.width()), std::uint16_t(box.height()));
     }
@@ -548,15 +554,22 @@ class X11PointerStage final : public PointerStage {
             if (box == plane.stamped && mapped == plane.w.mapped)
                 continue;
             changed = true;
-            if (!plane.stamped.isEmpty()) {
-                fill(layer, plane, plane.stamped);
-                repaint(plane.w, plane.stamped);
-            }
-            if (!box.isEmpty()) {
+            // What the stamp leaves: where it stays, the copy below overwrites it anyway.
+            if (!plane.stamped.isEmpty())
+                fill(layer, plane, QRegion(plane.stamped).subtracted(box));
+            if (!box.isEmpty())
                 xcb_copy_area(s_.c, layer.stamp, plane.w.pixmap, layer.gc,
                               std::int16_t(box.x() - stamp.x()), std::int16_t(box.y() - stamp.y()),
                               std::int16_t(box.x()), std::int16_t(box.y()),
                               std::uint16_t(box.width()), std::uint16_t(box.height()));
+            // One box round both when that adds little: each box is a damage report the
+            // compositing manager handles on its own.
+            const QRect both = plane.stamped.united(box);
+            const auto area = [](const QRect& r) { return std::int64_t(r.width()) * r.height(); };
+            if (area(both) * 2 <= (area(plane.stamped) + area(box)) * 3) {
+                repaint(plane.w, both);
+            } else {
+                repaint(plane.w, plane.stamped);
                 repaint(plane.w, box);
             }
             plane.stamped = box;
