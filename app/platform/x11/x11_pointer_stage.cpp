@@ -148,19 +148,13 @@ class X11PointerStage final : public PointerStage {
     void setDim(std::optional<Dim> dim) override {
         if (dim)
             dim->hole.image = premultiplied(dim->hole.image);
-        std::lock_guard lock(mutex_);
-        pending_.dim = std::move(dim);
-        pending_.dimChanged = true;
-        signal();
+        post(pending_.dim, std::move(dim));
     }
 
     void setFollower(std::optional<Follower> follower) override {
         if (follower)
             follower->stamp.image = premultiplied(follower->stamp.image);
-        std::lock_guard lock(mutex_);
-        pending_.follower = std::move(follower);
-        pending_.followerChanged = true;
-        signal();
+        post(pending_.follower, std::move(follower));
     }
 
     void setRipples(std::optional<Ripples> ripples) override {
@@ -168,10 +162,7 @@ class X11PointerStage final : public PointerStage {
             for (auto* frames : {&ripples->left, &ripples->right})
                 for (QImage& frame : *frames) frame = premultiplied(frame);
         }
-        std::lock_guard lock(mutex_);
-        pending_.ripples = std::move(ripples);
-        pending_.ripplesChanged = true;
-        signal();
+        post(pending_.ripples, std::move(ripples));
     }
 
     Counters counters() const override {
@@ -185,12 +176,21 @@ class X11PointerStage final : public PointerStage {
     }
 
   private:
+    // A layer's slot holds something when the layer changed; what it holds may be "off".
     struct Pending {
-        std::optional<Dim> dim;
-        std::optional<Follower> follower;
-        std::optional<Ripples> ripples;
-        bool dimChanged = false, followerChanged = false, ripplesChanged = false;
+        std::optional<std::optional<Dim>> dim;
+        std::optional<std::optional<Follower>> follower;
+        std::optional<std::optional<Ripples>> ripples;
     };
+
+    template <class Value>
+    void post(std::optional<std::optional<Value>>& slot, std::optional<Value> value) {
+        {
+            std::lock_guard lock(mutex_);
+            slot = std::move(value);
+        }
+        signal();
+    }
     struct Plane {
         StageWindow w;
         Away away = Away::hidden;
@@ -310,21 +310,14 @@ class X11PointerStage final : public PointerStage {
     }
 
     void take(Pending pending) {
-        bool changed = false;
-        if (pending.dimChanged) {
-            buildDim(std::move(pending.dim));
-            changed = true;
-        }
-        if (pending.followerChanged) {
-            buildFollower(std::move(pending.follower));
-            changed = true;
-        }
-        if (pending.ripplesChanged) {
-            buildRipples(std::move(pending.ripples));
-            changed = true;
-        }
-        if (!changed)
+        if (!pending.dim && !pending.follower && !pending.ripples)
             return;
+        if (pending.dim)
+            buildDim(std::move(*pending.dim));
+        if (pending.follower)
+            buildFollower(std::move(*pending.follower));
+        if (pending.ripples)
+            buildRipples(std::move(*pending.ripples));
         watch(!dim_.planes.empty() || !follower_.planes.empty() || !leftFrames_.empty());
         moved_ = true;
         restack_ = true;
