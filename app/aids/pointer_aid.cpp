@@ -38,8 +38,9 @@ void PointerAid::setActive(bool active) {
     if (active == active_) {
         return;
     }
+    const bool was = shown();
     active_ = active;
-    if (stage_) {
+    if (shown() != was) {
         active ? show() : hide();
     }
     log::FrontmostLog::shared().record(
@@ -47,8 +48,16 @@ void PointerAid::setActive(bool active) {
         std::string("active=") + (active ? "true" : "false") + " " + toggleNote());
 }
 
+void PointerAid::setCompositing(bool compositing) {
+    const bool was = shown();
+    compositing_ = compositing;
+    if (shown() != was) {
+        compositing ? show() : hide();
+    }
+}
+
 void PointerAid::refresh() {
-    if (active_ && stage_) {
+    if (shown()) {
         show();
     }
 }

@@ -33,6 +33,9 @@ class PointerAid : public platform::DisplayFeature {
     // Records the change in the event log; nothing happens when the state is already `active`.
     void setActive(bool active);
     bool isActive() const { return active_; }
+    // Without a compositing manager the pictures would show opaque: an active aid waits
+    // hidden, like the overlays, and shows again when one runs.
+    void setCompositing(bool compositing);
 
   protected:
     struct Frame {
@@ -55,7 +58,10 @@ class PointerAid : public platform::DisplayFeature {
     std::vector<Frame> frames_;
 
   private:
+    bool shown() const { return active_ && compositing_ && stage_; }
+
     bool active_ = false;
+    bool compositing_ = true;
 };
 
 }  // namespace scrawlet::aids

@@ -207,6 +207,12 @@ void DrawAppDelegate::compositingChanged(bool running) {
     if (panels_) {
         panels_->setCompositing(running);
     }
+    if (spotlight_) {
+        spotlight_->setCompositing(running);
+    }
+    if (cursorHighlight_) {
+        cursorHighlight_->setCompositing(running);
+    }
     shortcuts_->refreshScopes();
     if (running) {
         compositingNotice_->hide();

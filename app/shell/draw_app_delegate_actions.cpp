@@ -59,9 +59,11 @@ void DrawAppDelegate::buildPointerAids() {
     pointerStage_ = platform::createPointerStage();
     const core::Settings settings = config_.settingsWithOverrides(config_.currentSettings());
     spotlight_ = std::make_unique<aids::Spotlight>(settings.spotlight, pointerStage_.get());
+    spotlight_->setCompositing(compositing_);
     displays_.addFeature(*spotlight_);
     cursorHighlight_ =
         std::make_unique<aids::CursorHighlight>(settings.cursorHighlight, pointerStage_.get());
+    cursorHighlight_->setCompositing(compositing_);
     displays_.addFeature(*cursorHighlight_);
     if (config_.spotlight) {
         spotlight_->setActive(true);

@@ -88,4 +88,40 @@ TEST_F(DrawWithoutCompositing, OverlaysWaitUnmappedBehindANoticeAndComeWithTheMa
     EXPECT_EQ(summaryDocument()["strokeCount"], 1);
 }
 
+// The pointer aids would be opaque too: on from launch, they wait hidden with the overlays and
+// come with the manager.
+TEST_F(DrawWithoutCompositing, PointerAidsWaitForTheManager) {
+    ASSERT_TRUE(input->movePointer({300, 300}));
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_SPOTLIGHT=1", "SCRAWLET_DRAW_CURSOR_HIGHLIGHT=1",
+                                    "SCRAWLET_DRAW_SPOTLIGHT_DIM_ALL=1"});
+    ASSERT_TRUE(awaitNotice(run->pid(), true)) << run->standardError();
+    EXPECT_TRUE(awaitColour(QPoint(1800, 900), kDesktop)) << std::hex << onScreen({1800, 900});
+    EXPECT_TRUE(awaitColour(QPoint(800, 150), kDesktop)) << std::hex << onScreen({800, 150});
+    ASSERT_TRUE(XSessionEnvironment::session().startCompositor());
+    ASSERT_TRUE(awaitEvents("compositingChanged", 1)) << run->standardError();
+    // Dimmed (0.6 by default) far from the pointer on both displays, against the desktop the
+    // manager paints, which shows in the hole.
+    const auto dimmedHere = [&](QPoint far) {
+        const QRgb clear = onScreen({360, 300});
+        const QRgb dim = onScreen(far);
+        const auto close = [](int value, int expected) { return std::abs(value - expected) <= 3; };
+        return close(qRed(dim), int(qRed(clear) * 0.4 + 0.5)) &&
+               close(qGreen(dim), int(qGreen(clear) * 0.4 + 0.5)) &&
+               close(qBlue(dim), int(qBlue(clear) * 0.4 + 0.5));
+    };
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return dimmedHere({800, 150});
+        },
+        5000))
+        << std::hex << onScreen({800, 150}) << " " << onScreen({360, 300});
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return dimmedHere({1800, 900});
+        },
+        5000))
+        << std::hex << onScreen({1800, 900});
+    finishWith(*run, SIGTERM);
+}
+
 }  // namespace
