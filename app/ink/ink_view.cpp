@@ -115,11 +115,21 @@ void InkView::setCursorEnabled(bool enabled) {
     applyCursor();
 }
 
-void InkView::setSelectingCaptureRegion(bool selecting) {
+void InkView::setSelectingCaptureRegion(bool selecting, const QString& hint) {
+    const bool was = selectingRegion_;
     selectingRegion_ = selecting;
+    if (selecting && !hint.isEmpty()) {
+        showHint(hint, true);
+    }
     if (!selecting) {
         regionOrigin_.reset();
         regionRect_ = {};
+        // At once, not faded: the screenshot that follows must not catch it.
+        if (was) {
+            hintTimer_.stop();
+            hintText_.clear();
+            hintHidingSince_.reset();
+        }
     }
     overlaysChanged();
     applyCursor();
@@ -409,8 +419,9 @@ void InkView::mouseReleaseEvent(QMouseEvent* event) {
     }
     leftButtonDown_ = false;
     if (selectingRegion_) {
-        if (regionOrigin_ && onRegionSelected_) {
-            onRegionSelected_(QRectF(*regionOrigin_, event->position()).normalized());
+        // Taken out first: a selection is answered once, and the handler may set another.
+        if (auto selected = std::exchange(onRegionSelected_, {}); regionOrigin_ && selected) {
+            selected(QRectF(*regionOrigin_, event->position()).normalized());
         }
         setSelectingCaptureRegion(false);
         return;

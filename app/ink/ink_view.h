@@ -79,7 +79,8 @@ class InkView : public gl::FramePanel, private InkCanvas::Listener {
     }
 
     // Region selection for captures: a drag reports its rectangle in view points.
-    void setSelectingCaptureRegion(bool selecting);
+    // Entering shows `hint` until the selection ends.
+    void setSelectingCaptureRegion(bool selecting, const QString& hint = {});
     bool isSelectingCaptureRegion() const { return selectingRegion_; }
     void setOnRegionSelected(std::function<void(const QRectF&)> handler) {
         onRegionSelected_ = std::move(handler);

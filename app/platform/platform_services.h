@@ -13,6 +13,8 @@
 #include "app/platform/key_grabber.h"
 #include "app/platform/key_monitor.h"
 #include "app/platform/pointer_stage.h"
+#include "app/platform/screen_reader.h"
+#include "app/platform/sound_player.h"
 #include "app/platform/synthetic_input.h"
 #include "app/platform/window_placement.h"
 #include "app/platform/workspace_watcher.h"
@@ -22,6 +24,8 @@ namespace scrawlet::platform {
 std::unique_ptr<FrontmostAppProvider> createFrontmostAppProvider();
 std::unique_ptr<KeyGrabber> createKeyGrabber();
 std::unique_ptr<PointerStage> createPointerStage();
+std::unique_ptr<ScreenReader> createScreenReader();
+std::unique_ptr<SoundPlayer> createSoundPlayer();
 std::unique_ptr<KeyMonitor> createKeyMonitor();
 std::unique_ptr<SyntheticInput> createSyntheticInput();
 std::unique_ptr<WindowPlacer> createWindowPlacer();

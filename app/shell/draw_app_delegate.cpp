@@ -18,6 +18,7 @@
 #include "app/shell/draw_shortcuts.h"
 #include "app/shell/ink_surfaces.h"
 #include "app/shell/run_summary.h"
+#include "app/shell/screenshots.h"
 #include "app/shell/status_menu.h"
 #include "app/shortcuts/permissions.h"
 #include "core/number_format.h"
@@ -26,8 +27,12 @@ namespace scrawlet::shell {
 
 DrawAppDelegate::DrawAppDelegate(DrawConfig config)
     : config_(std::move(config)),
-      finishDeferral_([this] { return surfaces_ && surfaces_->isSelectingCaptureRegion(); },
-                      [this](const std::string& reason) { finish(reason); }) {
+      finishDeferral_(
+          [this] {
+              return (surfaces_ && surfaces_->isSelectingCaptureRegion()) ||
+                     (screenshots_ && screenshots_->pending() > 0);
+          },
+          [this](const std::string& reason) { finish(reason); }) {
     timeLimit_.setSingleShot(true);
     // A coarse timer may fire up to 5 % early: a 5 s run would end at 4.75 s.
     timeLimit_.setTimerType(Qt::PreciseTimer);
@@ -97,6 +102,10 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         panels_->setCompositing(compositing_);
         displays_.addFeature(*panels_);
     }
+    screenshots_ = std::make_unique<Screenshots>(
+        config_, *surfaces_, *statusMenu_, placer_.get(),
+        Screenshots::Host{[this](core::ActionID id) { return shortcuts_->actionKeyLabel(id); },
+                          [this](const std::string& reason) { requestFinish(reason); }});
     buildPointerAids();
     buildKeystrokeDisplay();
     measurements_->schedule();
@@ -122,6 +131,9 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         compositingChanged(compositingWatcher_->running());
     }
     displays_.setOnReconciled([this](std::size_t screens) { displaysReconciled(screens); });
+    if (config_.captureHistoryTrials) {
+        screenshots_->runTrials(*config_.captureHistoryTrials);
+    }
     measurements_->startDriver();
     if (config_.maxDurationSeconds) {
         timeLimit_.start(static_cast<int>(std::max(0.0, *config_.maxDurationSeconds) * 1000));

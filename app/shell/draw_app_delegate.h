@@ -39,6 +39,7 @@ class ControlPanels;
 class DrawMeasurements;
 class DrawShortcuts;
 class InkSurfaces;
+class Screenshots;
 class StatusMenu;
 
 class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
@@ -110,6 +111,7 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<ControlPanels> panels_;
     std::unique_ptr<StatusMenu> statusMenu_;
     std::unique_ptr<platform::PointerStage> pointerStage_;
+    std::unique_ptr<Screenshots> screenshots_;
     std::unique_ptr<aids::Spotlight> spotlight_;
     std::unique_ptr<aids::CursorHighlight> cursorHighlight_;
     std::unique_ptr<aids::KeystrokeDisplay> keystrokes_;

@@ -8,6 +8,7 @@
 #include "app/shell/control_panels.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/ink_surfaces.h"
+#include "app/shell/screenshots.h"
 
 namespace scrawlet::shell {
 
@@ -43,6 +44,14 @@ void DrawAppDelegate::routeActions() {
     });
     router_.add(ActionID::panelToggle, [this] {
         return Outcome::handledIf(panels_ && panels_->toggle(), ActionID::panelToggle);
+    });
+    router_.add(ActionID::captureScreenshot, [this] {
+        return screenshots_ ? screenshots_->takeScreenshot()
+                            : ink::ActionRouter::unowned(ActionID::captureScreenshot);
+    });
+    router_.add(ActionID::captureRegion, [this] {
+        return screenshots_ ? screenshots_->toggleRegionCapture()
+                            : ink::ActionRouter::unowned(ActionID::captureRegion);
     });
     router_.add(ActionID::spotlightToggle, [this] { return toggleSpotlight(); });
     router_.add(ActionID::cursorHighlightToggle, [this] { return toggleCursorHighlight(); });

@@ -85,6 +85,14 @@ QString DrawShortcuts::toolKeyLabel(core::Tool tool) const {
         shortcuts::toolKeyLabel(*catalog_, config_.shortcutOverrides, tool));
 }
 
+QString DrawShortcuts::actionKeyLabel(core::ActionID id) const {
+    if (!hotkeys_ || !catalog_) {
+        return QString();
+    }
+    return QString::fromStdString(
+        shortcuts::actionKeyLabel(*catalog_, config_.shortcutOverrides, id));
+}
+
 void DrawShortcuts::refreshScopes() {
     if (!hotkeys_) {
         return;

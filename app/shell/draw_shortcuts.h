@@ -38,6 +38,7 @@ class DrawShortcuts : public QObject {
     bool typingChord(const core::Chord& chord);
     // The key shown on a tool's control-panel button; empty without shortcuts.
     QString toolKeyLabel(core::Tool tool) const;
+    QString actionKeyLabel(core::ActionID id) const;
     std::size_t refusedCount() const;
 
   private:

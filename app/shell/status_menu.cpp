@@ -71,6 +71,11 @@ void StatusMenu::toolChanged(core::Tool tool) {
     }
 }
 
+void StatusMenu::setSection(std::function<void(QMenu&)> section) {
+    section_ = std::move(section);
+    rebuild();
+}
+
 std::optional<core::Tool> StatusMenu::checkedTool() const {
     for (const auto& [itemTool, item] : toolItems_) {
         if (item->isChecked()) {
@@ -111,6 +116,10 @@ void StatusMenu::rebuild() {
             ->addAction(QString::number(refusedShortcuts_) +
                         QStringLiteral(" shortcut(s) taken by other apps"))
             ->setEnabled(false);
+    }
+    if (section_) {
+        section_(*menu_);
+        menu_->addSeparator();
     }
     connect(menu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,
             [this] { quit_(); });

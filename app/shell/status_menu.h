@@ -29,6 +29,10 @@ class StatusMenu : public QObject, public ink::ToolController::Observer {
     // Shows the icon; says so once when the desktop has no tray.
     void show();
     void setRefusedShortcutCount(std::size_t count);
+    // A feature's items, added above Quit each time the menu is built; `rebuild` builds it
+    // again when they change.
+    void setSection(std::function<void(QMenu&)> section);
+    void rebuild();
     void toolChanged(core::Tool tool) override;
 
     QMenu& menu() { return *menu_; }
@@ -36,12 +40,11 @@ class StatusMenu : public QObject, public ink::ToolController::Observer {
     std::optional<core::Tool> checkedTool() const;
 
   private:
-    void rebuild();
-
     core::Tool tool_;
     PickTool pick_;
     std::function<void()> quit_;
     std::size_t refusedShortcuts_ = 0;
+    std::function<void(QMenu&)> section_;
     std::unique_ptr<QMenu> menu_;
     std::unique_ptr<QActionGroup> toolGroup_;
     std::unique_ptr<QSystemTrayIcon> icon_;

@@ -35,7 +35,12 @@ void reportRefusedShortcuts(const std::vector<HotkeyCentre::Registration>& confl
 std::string toolKeyLabel(const core::ActionCatalog& catalog,
                          const core::ShortcutOverrides& overrides, core::Tool tool) {
     const auto id = core::actionSelecting(tool);
-    const core::Action* action = id ? catalog.action(core::rawValue(*id)) : nullptr;
+    return id ? actionKeyLabel(catalog, overrides, *id) : std::string();
+}
+
+std::string actionKeyLabel(const core::ActionCatalog& catalog,
+                           const core::ShortcutOverrides& overrides, core::ActionID id) {
+    const core::Action* action = catalog.action(core::rawValue(id));
     if (!action) {
         return {};
     }

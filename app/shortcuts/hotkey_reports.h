@@ -27,5 +27,8 @@ void reportRefusedShortcuts(const std::vector<HotkeyCentre::Registration>& confl
 // none or it does not parse.
 std::string toolKeyLabel(const core::ActionCatalog& catalog,
                          const core::ShortcutOverrides& overrides, core::Tool tool);
+// The same for one action.
+std::string actionKeyLabel(const core::ActionCatalog& catalog,
+                           const core::ShortcutOverrides& overrides, core::ActionID id);
 
 }  // namespace scrawlet::shortcuts

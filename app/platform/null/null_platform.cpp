@@ -19,6 +19,12 @@ std::unique_ptr<KeyGrabber> createKeyGrabber() {
 std::unique_ptr<PointerStage> createPointerStage() {
     return nullptr;
 }
+std::unique_ptr<ScreenReader> createScreenReader() {
+    return nullptr;
+}
+std::unique_ptr<SoundPlayer> createSoundPlayer() {
+    return nullptr;
+}
 
 std::unique_ptr<KeyMonitor> createKeyMonitor() {
     return nullptr;

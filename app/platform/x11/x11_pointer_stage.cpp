@@ -17,9 +17,6 @@
 #include "app/platform/platform_services.h"
 #include "app/platform/x11/xcb_support.h"
 
-// Last: its macros break Qt's headers.
-#include <X11/Xlib.h>
-
 namespace scrawlet::platform {
 namespace {
 
@@ -38,12 +35,6 @@ struct Setup {
     bool swapBytes = false;
     xcb_atom_t pid = XCB_NONE, windowType = XCB_NONE, utility = XCB_NONE;
 };
-
-std::string displayNameOfQt() {
-    auto* native =
-        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return native && native->display() ? XDisplayString(native->display()) : "";
-}
 
 // A depth-32 TrueColor visual laid out as premultiplied ARGB32 is what QImage hands over.
 xcb_visualid_t argbVisual(const xcb_screen_t& screen) {
@@ -689,7 +680,7 @@ class X11PointerStage final : public PointerStage {
 std::unique_ptr<PointerStage> createPointerStage() {
     if (!x11::qtConnection())
         return nullptr;
-    auto setup = connect(displayNameOfQt());
+    auto setup = connect(x11::qtDisplayName());
     if (!setup) {
         std::cerr << "draw: pointer aids are off: " << setup.error() << "\n";
         return nullptr;

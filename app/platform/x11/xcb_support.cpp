@@ -5,7 +5,16 @@
 #include <QGuiApplication>
 #include <cstring>
 
+// After Qt's headers, which its macros would break.
+#include <X11/Xlib.h>
+
 namespace scrawlet::platform::x11 {
+
+std::string qtDisplayName() {
+    auto* native =
+        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return native && native->display() ? XDisplayString(native->display()) : "";
+}
 
 std::optional<XConnection> qtConnection() {
     auto* native =

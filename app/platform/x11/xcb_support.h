@@ -30,6 +30,8 @@ struct XConnection {
     int screenNumber = 0;
 };
 std::optional<XConnection> qtConnection();
+// The display Qt connected to, for connections of our own beside Qt's; empty without one.
+std::string qtDisplayName();
 
 // An xcb implementation built on Qt's connection, or nothing when Qt does not run on xcb.
 template <class Interface, class Implementation>

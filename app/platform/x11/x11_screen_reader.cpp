@@ -1,0 +1,159 @@
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <xcb/shm.h>
+
+#include <QGuiApplication>
+#include <cstring>
+#include <mutex>
+
+#include "app/platform/platform_services.h"
+#include "app/platform/x11/xcb_support.h"
+
+namespace scrawlet::platform {
+namespace {
+
+// The root window holds the screen as shown: under a compositing manager the composited
+// picture, overlays included. Read through a shared-memory segment when the server offers
+// one (a 1920x1080 read is then a copy, not 8 MB through the socket).
+class X11ScreenReader final : public ScreenReader {
+  public:
+    X11ScreenReader(xcb_connection_t* c, xcb_window_t root, bool shm)
+        : c_(c), root_(root), shm_(shm) {}
+
+    ~X11ScreenReader() override {
+        release();
+        xcb_disconnect(c_);
+    }
+
+    std::expected<QImage, std::string> read(const QRect& rect) override {
+        std::lock_guard lock(mutex_);
+        if (xcb_connection_has_error(c_))
+            return std::unexpected(std::string("the connection to the X server broke"));
+        if (rect.isEmpty())
+            return std::unexpected(std::string("nothing to read"));
+        if (shm_) {
+            if (auto image = readShared(rect))
+                return image;
+            // A server that refuses the segment (a remote one) is read through the socket.
+            shm_ = false;
+        }
+        return readPlain(rect);
+    }
+
+  private:
+    std::expected<QImage, std::string> readShared(const QRect& rect) {
+        const std::size_t bytes = std::size_t(rect.width()) * std::size_t(rect.height()) * 4;
+        if (bytes > segmentBytes_) {
+            release();
+            const int id = ::shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+            if (id < 0)
+                return std::unexpected(std::string("no shared memory: ") + std::strerror(errno));
+            void* address = ::shmat(id, nullptr, 0);
+            if (address == reinterpret_cast<void*>(-1)) {
+                ::shmctl(id, IPC_RMID, nullptr);
+                return std::unexpected(std::string("no shared memory: ") + std::strerror(errno));
+            }
+            segment_ = xcb_generate_id(c_);
+            const auto attached =
+                x11::check(c_, xcb_shm_attach_checked(c_, segment_, std::uint32_t(id), 0),
+                           "attaching shared memory");
+            // Gone with the last detach, whatever happens to this process.
+            ::shmctl(id, IPC_RMID, nullptr);
+            if (!attached) {
+                ::shmdt(address);
+                return std::unexpected(attached.error());
+            }
+            address_ = address;
+            segmentBytes_ = bytes;
+        }
+        xcb_generic_error_t* error = nullptr;
+        const x11::Owned<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
+            c_,
+            xcb_shm_get_image(c_, root_, std::int16_t(rect.x()), std::int16_t(rect.y()),
+                              std::uint16_t(rect.width()), std::uint16_t(rect.height()), ~0u,
+                              XCB_IMAGE_FORMAT_Z_PIXMAP, segment_, 0),
+            &error));
+        if (!reply) {
+            const int code = error ? error->error_code : 0;
+            std::free(error);
+            return std::unexpected("reading the screen failed (X error " + std::to_string(code) +
+                                   ")");
+        }
+        if (reply->depth != 24 && reply->depth != 32)
+            return std::unexpected(std::string("the screen's pixel format is not supported"));
+        return toImage(static_cast<const uchar*>(address_), rect.size());
+    }
+
+    std::expected<QImage, std::string> readPlain(const QRect& rect) {
+        xcb_generic_error_t* error = nullptr;
+        const x11::Owned<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+            c_,
+            xcb_get_image(c_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, std::int16_t(rect.x()),
+                          std::int16_t(rect.y()), std::uint16_t(rect.width()),
+                          std::uint16_t(rect.height()), ~0u),
+            &error));
+        if (!reply) {
+            const int code = error ? error->error_code : 0;
+            std::free(error);
+            return std::unexpected("reading the screen failed (X error " + std::to_string(code) +
+                                   ")");
+        }
+        const auto length = static_cast<std::size_t>(xcb_get_image_data_length(reply.get()));
+        if ((reply->depth != 24 && reply->depth != 32) ||
+            length < std::size_t(rect.width()) * std::size_t(rect.height()) * 4)
+            return std::unexpected(std::string("the screen's pixel format is not supported"));
+        return toImage(xcb_get_image_data(reply.get()), rect.size());
+    }
+
+    // 32 bits a pixel, the padding byte made opaque.
+    static QImage toImage(const uchar* pixels, QSize size) {
+        QImage image(size, QImage::Format_RGB32);
+        const auto rowBytes = std::size_t(size.width()) * 4;
+        for (int y = 0; y < size.height(); ++y)
+            std::memcpy(image.scanLine(y), pixels + rowBytes * std::size_t(y), rowBytes);
+        return image;
+    }
+
+    void release() {
+        if (!address_)
+            return;
+        xcb_shm_detach(c_, segment_);
+        xcb_flush(c_);
+        ::shmdt(address_);
+        address_ = nullptr;
+        segmentBytes_ = 0;
+    }
+
+    std::mutex mutex_;
+    xcb_connection_t* c_;
+    xcb_window_t root_;
+    bool shm_;
+    xcb_shm_seg_t segment_ = 0;
+    void* address_ = nullptr;
+    std::size_t segmentBytes_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<ScreenReader> createScreenReader() {
+    const auto qt = x11::qtConnection();
+    if (!qt)
+        return nullptr;
+    int screenNumber = 0;
+    xcb_connection_t* c = xcb_connect(x11::qtDisplayName().c_str(), &screenNumber);
+    if (xcb_connection_has_error(c)) {
+        xcb_disconnect(c);
+        return nullptr;
+    }
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(c));
+    for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
+    if (!screens.rem) {
+        xcb_disconnect(c);
+        return nullptr;
+    }
+    const auto* extension = xcb_get_extension_data(c, &xcb_shm_id);
+    return std::make_unique<X11ScreenReader>(c, screens.data->root,
+                                             extension && extension->present);
+}
+
+}  // namespace scrawlet::platform
