@@ -4,7 +4,7 @@ SANITIZE_DIR ?= build-sanitize
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSCRAWLET_WERROR=ON
 
-.PHONY: deps configure build run test bench bench-e2e bench-draw bench-aids clean format
+.PHONY: deps configure build run test bench bench-e2e bench-draw bench-aids bench-screenshot clean format
 
 deps:
 	@scripts/install-deps
@@ -20,7 +20,7 @@ run: build
 	else echo "scrawlet: built the model library and tests; there is no scrawlet executable yet"; fi
 
 BENCH_TARGETS = scrawlet_bench scrawlet_ink_latency scrawlet_draw_run scrawlet_ink_compare \
-	scrawlet_pointer_aids
+	scrawlet_pointer_aids scrawlet_screenshot_bench
 
 # The sources' checks, the benchmarks built (not run), every test, then the unit tests again
 # under AddressSanitizer and UBSan.
@@ -53,6 +53,11 @@ bench-draw: configure
 bench-aids: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_pointer_aids
 	@$(BUILD_DIR)/bench/scrawlet_pointer_aids
+
+# Shortcut-to-file time of a 1920x1080 screenshot and the ink's latency while one is taken.
+bench-screenshot: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_screenshot_bench
+	@$(BUILD_DIR)/bench/scrawlet_screenshot_bench
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -216,6 +216,7 @@ StreamResult measureStream(Meter& meter, const Pids& pids, ZigzagRow row, int mo
         if (!std::isnan(seen[static_cast<std::size_t>(i)])) {
             result.latencyMs.push_back(
                 (seen[static_cast<std::size_t>(i)] - sent[static_cast<std::size_t>(i)]) * 1e3);
+            result.sentAt.push_back(sent[static_cast<std::size_t>(i)]);
         }
     }
     result.lost = static_cast<int>(pending.size());

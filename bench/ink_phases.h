@@ -57,6 +57,7 @@ SingleResult measureSingle(Meter& meter, ZigzagRow row, int motions);
 
 struct StreamResult {
     std::vector<double> latencyMs;  // empty when not polled
+    std::vector<double> sentAt;     // when each motion of `latencyMs` left
     int lost = 0;
     // Of the lost, those still missing once the button is up again.
     int lostAfterRelease = 0;

@@ -65,5 +65,40 @@ TEST(StatusMenu, ToolsAreOneExclusiveGroupThatFollowsTheController) {
     EXPECT_EQ(statusMenu.checkedTool(), core::Tool::line) << "kept across a rebuild";
 }
 
+TEST(StatusMenu, AFeatureSectionSitsAboveQuitAndIsBuiltAgainOnRequest) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    int argc = 1;
+    char name[] = "test";
+    char* argv[] = {name, nullptr};
+    QApplication application(argc, argv);
+    StatusMenu statusMenu(
+        core::Tool::pen, [](core::Tool) {}, [] {});
+    int entries = 0;
+    statusMenu.setSection([&](QMenu& menu) {
+        menu.addAction(QStringLiteral("Recent Captures"))->setEnabled(false);
+        for (int i = 0; i < entries; ++i) {
+            menu.addAction(QString::number(i));
+        }
+    });
+    const auto texts = [&] {
+        QStringList all;
+        for (QAction* action : statusMenu.menu().actions()) {
+            all << (action->isSeparator() ? QStringLiteral("-") : action->text());
+        }
+        return all;
+    };
+    ASSERT_GE(texts().size(), 3);
+    EXPECT_EQ(texts().mid(texts().size() - 3),
+              (QStringList{QStringLiteral("Recent Captures"), QStringLiteral("-"),
+                           QStringLiteral("Quit")}));
+    entries = 2;
+    statusMenu.rebuild();
+    EXPECT_EQ(texts().mid(texts().size() - 5),
+              (QStringList{QStringLiteral("Recent Captures"), QStringLiteral("0"),
+                           QStringLiteral("1"), QStringLiteral("-"), QStringLiteral("Quit")}));
+    // The tools are still one group after a rebuild.
+    EXPECT_EQ(checkedCount(statusMenu.menu()), 1);
+}
+
 }  // namespace
 }  // namespace scrawlet::shell
