@@ -36,9 +36,9 @@ namespace {
 
 using Failure = core::ScreenshotFailure;
 
-// Long enough for the view to present itself without the marquee and the hint, and for the
-// compositing manager to show that, before the screen is read.
-constexpr int kRegionSettleMs = 50;
+// Long enough for a view to present itself without the marquee and the hint, or a flash to
+// go, and for the compositing manager to show that, before the screen is read.
+constexpr int kSettleMs = 50;
 constexpr int kRecheckMs = 50;
 // Qt's PNG quality: higher is faster and larger. 1920x1080 of desktop and ink encodes in well
 // under the 250 ms a screenshot may take at this level, a few percent larger than the default.
@@ -262,7 +262,7 @@ ink::Outcome Screenshots::toggleRegionCapture() {
             return;
         }
         ++pending_;
-        QTimer::singleShot(kRegionSettleMs, this, [this, target, pixels, rect] {
+        QTimer::singleShot(kSettleMs, this, [this, target, pixels, rect] {
             --pending_;
             if (target) {
                 start(target, pixels, rect);
@@ -297,6 +297,25 @@ ink::Outcome Screenshots::start(ink::InkView* view, std::optional<core::PixelRec
         complete(job);
         return ink::Outcome::handled();
     }
+    // A flash still fading from the last screenshot would whiten this one.
+    bool flashing = false;
+    for (const QPointer<QWindow>& window : flashes_) {
+        if (window) {
+            window->hide();
+            window->deleteLater();
+            flashing = true;
+        }
+    }
+    flashes_.clear();
+    if (flashing) {
+        QTimer::singleShot(kSettleMs, this, [this, job] { read(job); });
+    } else {
+        read(job);
+    }
+    return ink::Outcome::handled();
+}
+
+void Screenshots::read(const std::shared_ptr<Job>& job) {
     QPointer<Screenshots> self(this);
     // Read, cut and encode off the main thread; the clipboard is the main thread's, then the
     // file is written off it again.
@@ -355,7 +374,6 @@ ink::Outcome Screenshots::start(ink::InkView* view, std::optional<core::PixelRec
             });
         });
     });
-    return ink::Outcome::handled();
 }
 
 void Screenshots::complete(const std::shared_ptr<Job>& job) {
@@ -379,6 +397,8 @@ void Screenshots::flash(ink::InkView& view, const QRectF& rect) {
     const QRect global = rect.toAlignedRect().translated(view.geometry().topLeft());
     auto* window = new FlashWindow(global);
     window->start(placer_, overlayPlacement(config_, true));
+    std::erase_if(flashes_, [](const QPointer<QWindow>& w) { return !w; });
+    flashes_.emplace_back(window);
 }
 
 void Screenshots::record(const core::CaptureHistory::Entry& entry) {

@@ -10,6 +10,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QRect>
+#include <QWindow>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -57,6 +58,7 @@ class Screenshots : public QObject {
     struct Job;
     ink::Outcome start(ink::InkView* view, std::optional<core::PixelRect> crop,
                        std::optional<QRectF> viewRect);
+    void read(const std::shared_ptr<Job>& job);
     void complete(const std::shared_ptr<Job>& job);
     void flash(ink::InkView& view, const QRectF& rect);
     void record(const core::CaptureHistory::Entry& entry);
@@ -72,6 +74,7 @@ class Screenshots : public QObject {
     std::unique_ptr<platform::SoundPlayer> sound_;
     std::unique_ptr<core::CaptureHistory> history_;
     int pending_ = 0;
+    std::vector<QPointer<QWindow>> flashes_;
 };
 
 }  // namespace scrawlet::shell

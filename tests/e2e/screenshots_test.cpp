@@ -135,7 +135,15 @@ TEST_F(Screenshots, TrialsFillTheHistoryUpToItsLimitAndEndTheRun) {
                                 "SCRAWLET_DRAW_CAPTURE_HISTORY_COUNT=2",
                                 "SCRAWLET_DRAW_CAPTURE_HISTORY_DRAG_TEST=1"});
     ASSERT_EQ(run->wait(std::chrono::seconds(30)), 0) << run->standardError();
-    EXPECT_EQ(files().size(), 3u);
+    const auto written = files();
+    ASSERT_EQ(written.size(), 3u);
+    // Each was taken as soon as the one before was written: none caught its flash.
+    const QImage first(QString::fromStdString(written[0].string()));
+    for (const auto& path : written) {
+        const QImage image(QString::fromStdString(path.string()));
+        EXPECT_EQ(image.pixel(100, 100), first.pixel(100, 100)) << path;
+        EXPECT_EQ(image.pixel(700, 900), first.pixel(700, 900)) << path;
+    }
     const auto history = events("captureHistory");
     ASSERT_EQ(history.size(), 3u);
     EXPECT_EQ(history[2]["count"], 2);
