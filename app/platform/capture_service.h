@@ -1,0 +1,90 @@
+// The window system's side of live display capture: which displays can be captured, and
+// streams that deliver images of one display at a time, with or without this application's
+// own windows in them. The bookkeeping above it (sessions, retries, rebuilds, counters) lives
+// with its owner and runs against any implementation of this, a test's included.
+//
+// Completions and samples may arrive on any thread; the owner hops to its own.
+#pragma once
+
+#include <QImage>
+#include <QRectF>
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace scrawlet::platform {
+
+class CaptureService {
+  public:
+    // What can be captured now.
+    struct Display {
+        std::uint32_t id = 0;
+        int width = 0;
+        int height = 0;
+    };
+    struct Content {
+        std::vector<Display> displays;
+        // Whether this process's windows are known to the service, so that they can be left
+        // out; a freshly started application may not be yet.
+        bool ownApplicationListed = false;
+    };
+    using ContentDone =
+        std::function<void(std::optional<Content> content, std::optional<std::string> error)>;
+
+    struct StreamConfig {
+        std::uint32_t displayID = 0;
+        int width = 0;
+        int height = 0;
+        int fps = 60;
+        bool excludeOwnWindows = true;
+    };
+
+    // A sample as the service delivers it: `status` 0 complete, 1 idle, 2 blank, 3 suspended,
+    // 4 started, 5 stopped, -1 unknown; idle and blank samples carry no image.
+    struct Sample {
+        int status = -1;
+        double presentation = 0;
+        QImage image;
+        QRectF contentRect;
+    };
+
+    class Stream {
+      public:
+        virtual ~Stream() = default;
+        // `done` runs once, on any thread, whether or not stopping went well.
+        virtual void stop(std::function<void()> done) = 0;
+    };
+
+    // What a stream reports to its owner, on the service's threads.
+    struct StreamEvents {
+        std::function<void(const Stream&, const Sample&)> sample;
+        std::function<void(const Stream&, const std::string& error)> stopped;
+    };
+
+    // The system events after which streams are best built again.
+    struct SystemEvents {
+        std::function<void()> screensWoke;
+        std::function<void()> displaysChanged;
+    };
+
+    virtual ~CaptureService() = default;
+
+    virtual void requestContent(ContentDone done) = 0;
+    // The display's size in pixels, if known.
+    virtual std::optional<std::pair<int, int>> displayPixelSize(std::uint32_t displayID) = 0;
+    // The error says why the stream could not take its output.
+    virtual std::expected<std::shared_ptr<Stream>, std::string> createStream(
+        const StreamConfig& config, StreamEvents events) = 0;
+    // `done` gets an error text, or nothing once the stream runs.
+    virtual void startStream(const std::shared_ptr<Stream>& stream,
+                             std::function<void(std::optional<std::string> error)> done) = 0;
+    // Nothing is delivered after `unwatch`.
+    virtual void watchSystemEvents(SystemEvents events) = 0;
+    virtual void unwatchSystemEvents() = 0;
+};
+
+}  // namespace scrawlet::platform
