@@ -7,6 +7,7 @@
 #pragma once
 
 #include <QImage>
+#include <QRect>
 #include <QRectF>
 #include <cstdint>
 #include <expected>
@@ -82,6 +83,9 @@ class CaptureService {
     // `done` gets an error text, or nothing once the stream runs.
     virtual void startStream(const std::shared_ptr<Stream>& stream,
                              std::function<void(std::optional<std::string> error)> done) = 0;
+    // What of a display its consumers watch, in the display's pixels; only that is captured,
+    // and nothing at all while no display has a region.
+    virtual void setRegion(std::uint32_t displayID, std::optional<QRect> region) = 0;
     // Nothing is delivered after `unwatch`.
     virtual void watchSystemEvents(SystemEvents events) = 0;
     virtual void unwatchSystemEvents() = 0;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "app/platform/capture_service.h"
 #include "app/platform/compositing_watcher.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/instance_lock.h"
@@ -26,6 +27,8 @@ std::unique_ptr<KeyGrabber> createKeyGrabber();
 std::unique_ptr<PointerStage> createPointerStage();
 std::unique_ptr<ScreenReader> createScreenReader();
 std::unique_ptr<SoundPlayer> createSoundPlayer();
+// Nothing, with the reason in `why`, when the X server lacks what capture needs.
+std::unique_ptr<CaptureService> createCaptureService(std::string* why);
 std::unique_ptr<KeyMonitor> createKeyMonitor();
 std::unique_ptr<SyntheticInput> createSyntheticInput();
 std::unique_ptr<WindowPlacer> createWindowPlacer();

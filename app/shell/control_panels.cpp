@@ -123,6 +123,19 @@ std::optional<QRect> ControlPanels::visibleWithin(const QRect& area) const {
     return std::nullopt;
 }
 
+std::optional<QRect> ControlPanels::firstPanelPixels() const {
+    for (const Entry& entry : panels_) {
+        if (const QScreen* screen = entry.panel->screen()) {
+            const double s = screen->devicePixelRatio();
+            const QRect panel = entry.panel->geometry();
+            const QPoint offset = panel.topLeft() - screen->geometry().topLeft();
+            return QRectF(offset.x() * s, offset.y() * s, panel.width() * s, panel.height() * s)
+                .toAlignedRect();
+        }
+    }
+    return std::nullopt;
+}
+
 void ControlPanels::show() {
     for (const Entry& entry : panels_) {
         entry.panel->setVisible(shown_ && annotating_ && compositing_ && entry.present);

@@ -39,6 +39,9 @@ class ControlPanels : public DisplayFeature, public ink::ToolController::Observe
     bool containsPointer() const;
     // The visible panel that lies on `area`, in global points.
     std::optional<QRect> visibleWithin(const QRect& area) const;
+    // The first panel on a screen, in its display's pixels with the origin at the display's
+    // top left.
+    std::optional<QRect> firstPanelPixels() const;
 
   private:
     struct Entry {

@@ -14,6 +14,7 @@
 #include "app/settings/settings_store.h"
 #include "app/shell/compositing_notice.h"
 #include "app/shell/control_panels.h"
+#include "app/shell/draw_capture.h"
 #include "app/shell/draw_measurements.h"
 #include "app/shell/draw_shortcuts.h"
 #include "app/shell/ink_surfaces.h"
@@ -108,6 +109,12 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
                           [this](const std::string& reason) { requestFinish(reason); }});
     buildPointerAids();
     buildKeystrokeDisplay();
+    std::vector<std::uint32_t> displays;
+    for (const auto& surface : surfaces_->surfaces()) {
+        displays.push_back(surface.display.id);
+    }
+    capture_ = DrawCapture::startIfAsked(
+        config_, displays, panels_ ? panels_->firstPanelPixels() : std::nullopt, this);
     measurements_->schedule();
     if (surfaces_->empty()) {
         return ConfigExit{"draw: no drawable screen", 2};

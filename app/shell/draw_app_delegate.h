@@ -40,6 +40,7 @@ class DrawMeasurements;
 class DrawShortcuts;
 class InkSurfaces;
 class Screenshots;
+class DrawCapture;
 class StatusMenu;
 
 class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
@@ -112,6 +113,7 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<StatusMenu> statusMenu_;
     std::unique_ptr<platform::PointerStage> pointerStage_;
     std::unique_ptr<Screenshots> screenshots_;
+    std::unique_ptr<DrawCapture> capture_;
     std::unique_ptr<aids::Spotlight> spotlight_;
     std::unique_ptr<aids::CursorHighlight> cursorHighlight_;
     std::unique_ptr<aids::KeystrokeDisplay> keystrokes_;

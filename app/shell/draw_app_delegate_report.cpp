@@ -7,6 +7,7 @@
 #include "app/aids/keystroke_display.h"
 #include "app/aids/spotlight.h"
 #include "app/shell/draw_app_delegate.h"
+#include "app/shell/draw_capture.h"
 #include "app/shell/ink_surfaces.h"
 #include "app/shell/run_summary.h"
 #include "app/shortcuts/permissions.h"
@@ -110,6 +111,9 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
     const auto activity = [](const aids::AidStats& stats, bool enabled) {
         return AidActivity{enabled, stats.active, stats.presentedFrames, stats.idleTicks};
     };
+    if (capture_) {
+        input.capture = capture_->totals();
+    }
     if (spotlight_) {
         input.spotlight.activity = activity(spotlight_->stats(), config_.spotlight);
     }

@@ -25,6 +25,12 @@ std::unique_ptr<ScreenReader> createScreenReader() {
 std::unique_ptr<SoundPlayer> createSoundPlayer() {
     return nullptr;
 }
+std::unique_ptr<CaptureService> createCaptureService(std::string* why) {
+    if (why) {
+        *why = "this build has no window-system backend";
+    }
+    return nullptr;
+}
 
 std::unique_ptr<KeyMonitor> createKeyMonitor() {
     return nullptr;

@@ -42,6 +42,7 @@ class FakeService : public Service {
                      std::function<void(std::optional<std::string>)> done) override {
         starts.push_back(std::move(done));
     }
+    void setRegion(std::uint32_t, std::optional<QRect>) override {}
     void watchSystemEvents(SystemEvents) override { watching = true; }
     void unwatchSystemEvents() override { watching = false; }
 

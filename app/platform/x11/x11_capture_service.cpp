@@ -1,0 +1,662 @@
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <unistd.h>
+#include <xcb/composite.h>
+#include <xcb/randr.h>
+#include <xcb/render.h>
+#include <xcb/shape.h>
+#include <xcb/shm.h>
+#include <xcb/xfixes.h>
+
+#include <QHash>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+
+#include "app/platform/platform_services.h"
+#include "app/platform/x11/xcb_support.h"
+
+namespace scrawlet::platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Frames handed out at once before the oldest segment must be read into again; a consumer
+// that keeps more than this many alive makes the service allocate more.
+constexpr std::size_t kSegmentsPerStream = 3;
+
+double nowSeconds() {
+    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+}
+
+// A shared-memory segment the server writes a frame into; frames are QImages over it, and it
+// is written again only once every QImage of the last frame has gone.
+struct Segment {
+    xcb_shm_seg_t id = 0;
+    uchar* address = nullptr;
+    std::size_t bytes = 0;
+    std::atomic<bool> inUse{false};
+};
+
+class X11CaptureService;
+
+class X11Stream final : public CaptureService::Stream {
+  public:
+    X11Stream(X11CaptureService& service, CaptureService::StreamConfig config,
+              CaptureService::StreamEvents events)
+        : service_(service), config_(config), events_(std::move(events)) {}
+    void stop(std::function<void()> done) override;
+
+    X11CaptureService& service_;
+    CaptureService::StreamConfig config_;
+    CaptureService::StreamEvents events_;
+    bool running = false;
+    Clock::time_point due;
+};
+
+// Captures by compositing every viewable top-level window but ours over the wallpaper into a
+// pixmap of the region watched, with XRender on the server, and reading it back through shared
+// memory. Windows are redirected (automatic mode, beside any compositing manager's own), so
+// each one's pixels are its own pixmap's, never the screen's, which holds our overlays.
+class X11CaptureService final : public CaptureService {
+  public:
+    X11CaptureService(xcb_connection_t* c, xcb_window_t root, xcb_visualid_t rootVisual, int wake)
+        : c_(c),
+          root_(root),
+          rootVisual_(rootVisual),
+          pid_(std::uint32_t(::getpid())),
+          randr_(xcb_get_extension_data(c, &xcb_randr_id)),
+          wakeFd_(wake) {
+        const auto atoms = x11::internAtoms(
+            c_, {"_NET_WM_PID", "_XROOTPMAP_ID", "ESETROOT_PMAP_ID", "_NET_WM_CM_S0"});
+        pidAtom_ = atoms[0];
+        wallpaperAtoms_ = {atoms[1], atoms[2]};
+        cmAtom_ = atoms[3];
+        loadFormats();
+        xcb_composite_redirect_subwindows(c_, root_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+        const std::uint32_t mask =
+            XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(c_, root_, XCB_CW_EVENT_MASK, &mask);
+        xcb_randr_select_input(c_, root_, XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE);
+        xcb_flush(c_);
+        thread_ = std::thread([this] { run(); });
+    }
+
+    ~X11CaptureService() override {
+        {
+            std::lock_guard lock(mutex_);
+            stop_ = true;
+        }
+        signal();
+        thread_.join();
+        ::close(wakeFd_);
+        for (auto& segment : segments_) {
+            xcb_shm_detach(c_, segment->id);
+            ::shmdt(segment->address);
+        }
+        xcb_disconnect(c_);
+    }
+
+    void requestContent(ContentDone done) override {
+        Content content;
+        for (const auto& monitor : monitors())
+            content.displays.push_back({monitor.id, monitor.rect.width(), monitor.rect.height()});
+        // Our windows are known by their process id from the moment they exist.
+        content.ownApplicationListed = true;
+        done(std::move(content), std::nullopt);
+    }
+
+    std::optional<std::pair<int, int>> displayPixelSize(std::uint32_t displayID) override {
+        for (const auto& monitor : monitors())
+            if (monitor.id == displayID)
+                return std::pair{monitor.rect.width(), monitor.rect.height()};
+        return std::nullopt;
+    }
+
+    std::expected<std::shared_ptr<Stream>, std::string> createStream(const StreamConfig& config,
+                                                                     StreamEvents events) override {
+        return std::make_shared<X11Stream>(*this, config, std::move(events));
+    }
+
+    void startStream(const std::shared_ptr<Stream>& stream,
+                     std::function<void(std::optional<std::string>)> done) override {
+        auto own = std::static_pointer_cast<X11Stream>(stream);
+        {
+            std::lock_guard lock(mutex_);
+            own->running = true;
+            own->due = Clock::now();
+            streams_.push_back(own);
+        }
+        signal();
+        done(std::nullopt);
+    }
+
+    void setRegion(std::uint32_t displayID, std::optional<QRect> region) override {
+        {
+            std::lock_guard lock(mutex_);
+            if (region && !region->isEmpty())
+                regions_[displayID] = *region;
+            else
+                regions_.erase(displayID);
+        }
+        signal();
+    }
+
+    void watchSystemEvents(SystemEvents events) override {
+        std::lock_guard lock(mutex_);
+        systemEvents_ = std::move(events);
+    }
+    void unwatchSystemEvents() override {
+        std::lock_guard lock(mutex_);
+        systemEvents_ = {};
+    }
+
+    void remove(X11Stream& stream) {
+        std::lock_guard lock(mutex_);
+        stream.running = false;
+        std::erase_if(streams_, [&](const auto& s) { return s.get() == &stream; });
+    }
+
+  private:
+    void signal() const {
+        const std::uint64_t one = 1;
+        (void)!::write(wakeFd_, &one, sizeof one);
+    }
+
+    struct Monitor {
+        std::uint32_t id = 0;
+        QRect rect;
+    };
+    struct Window {
+        xcb_window_t id = XCB_NONE;
+        QRect rect;  // outer, in root coordinates
+        bool argb = false;
+        bool shaped = false;
+        bool ours = false;
+        xcb_render_pictformat_t format = 0;
+    };
+    struct Named {
+        xcb_pixmap_t pixmap = XCB_NONE;
+        xcb_render_picture_t picture = XCB_NONE;
+        QSize size;
+    };
+
+    std::vector<Monitor> monitors() {
+        std::vector<Monitor> result;
+        const x11::Owned<xcb_randr_get_monitors_reply_t> reply(
+            xcb_randr_get_monitors_reply(c_, xcb_randr_get_monitors(c_, root_, 1), nullptr));
+        if (!reply)
+            return result;
+        for (auto it = xcb_randr_get_monitors_monitors_iterator(reply.get()); it.rem;
+             xcb_randr_monitor_info_next(&it)) {
+            result.push_back(
+                {it.data->name, QRect(it.data->x, it.data->y, it.data->width, it.data->height)});
+        }
+        return result;
+    }
+
+    void loadFormats() {
+        const x11::Owned<xcb_render_query_pict_formats_reply_t> reply(
+            xcb_render_query_pict_formats_reply(c_, xcb_render_query_pict_formats(c_), nullptr));
+        if (!reply)
+            return;
+        for (auto screens = xcb_render_query_pict_formats_screens_iterator(reply.get());
+             screens.rem; xcb_render_pictscreen_next(&screens)) {
+            for (auto depths = xcb_render_pictscreen_depths_iterator(screens.data); depths.rem;
+                 xcb_render_pictdepth_next(&depths)) {
+                for (auto visuals = xcb_render_pictdepth_visuals_iterator(depths.data); visuals.rem;
+                     xcb_render_pictvisual_next(&visuals)) {
+                    visualFormats_[visuals.data->visual] = {visuals.data->format,
+                                                            depths.data->depth};
+                }
+            }
+        }
+    }
+
+    // ---- the capture thread ----
+
+    void run() {
+        std::unique_lock lock(mutex_);
+        while (!stop_) {
+            const auto watched = nextDue();
+            const auto now = Clock::now();
+            if (!watched || watched->first->due > now) {
+                // Nothing watched: no frames and no timer, only the window system's events.
+                const int timeout = watched ? int(std::chrono::ceil<std::chrono::milliseconds>(
+                                                      watched->first->due - now)
+                                                      .count())
+                                            : -1;
+                lock.unlock();
+                waitForEvents(timeout);
+                lock.lock();
+                continue;
+            }
+            const auto [stream, region] = *watched;
+            const auto interval = std::chrono::duration_cast<Clock::duration>(
+                std::chrono::duration<double>(1.0 / std::max(1, stream->config_.fps)));
+            stream->due = std::max(stream->due + interval, now);
+            auto events = stream->events_;
+            lock.unlock();
+            handleEvents();
+            Sample sample;
+            sample.presentation = nowSeconds();
+            if (auto image = capture(region, stream->config_.excludeOwnWindows)) {
+                sample.status = 0;
+                sample.image = std::move(*image);
+                sample.contentRect = QRectF(QPointF(0, 0), QSizeF(sample.image.size()));
+            } else {
+                sample.status = 2;
+            }
+            if (events.sample)
+                events.sample(*stream, sample);
+            lock.lock();
+        }
+    }
+
+    void waitForEvents(int timeoutMs) {
+        handleEvents();
+        pollfd fds[2] = {{xcb_get_file_descriptor(c_), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
+        if (::poll(fds, 2, timeoutMs) > 0 && (fds[1].revents & POLLIN)) {
+            std::uint64_t count = 0;
+            (void)!::read(wakeFd_, &count, sizeof count);
+        }
+        handleEvents();
+    }
+
+    // The running stream whose frame is due first, with its region in root coordinates.
+    std::optional<std::pair<std::shared_ptr<X11Stream>, QRect>> nextDue() {
+        std::optional<std::pair<std::shared_ptr<X11Stream>, QRect>> next;
+        const auto all = monitorsCached();
+        for (const auto& stream : streams_) {
+            const auto region = regions_.find(stream->config_.displayID);
+            if (!stream->running || region == regions_.end())
+                continue;
+            const auto monitor = std::find_if(all.begin(), all.end(), [&](const Monitor& m) {
+                return m.id == stream->config_.displayID;
+            });
+            if (monitor == all.end())
+                continue;
+            const QRect global =
+                region->second.translated(monitor->rect.topLeft()).intersected(monitor->rect);
+            if (global.isEmpty())
+                continue;
+            if (!next || stream->due < next->first->due)
+                next = std::pair{stream, global};
+        }
+        return next;
+    }
+
+    std::vector<Monitor> monitorsCached() {
+        if (monitorsDirty_) {
+            monitors_ = monitors();
+            monitorsDirty_ = false;
+        }
+        return monitors_;
+    }
+
+    void handleEvents() {
+        bool displaysChanged = false;
+        while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_event(c_)}) {
+            const std::uint8_t type = event->response_type & 0x7f;
+            if (type == XCB_CONFIGURE_NOTIFY || type == XCB_MAP_NOTIFY ||
+                type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY ||
+                type == XCB_CREATE_NOTIFY || type == XCB_REPARENT_NOTIFY ||
+                type == XCB_CIRCULATE_NOTIFY) {
+                windowsDirty_ = true;
+            } else if (type == XCB_PROPERTY_NOTIFY) {
+                wallpaperDirty_ = true;
+            } else if (randr_ && type == randr_->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
+                displaysChanged = true;
+            }
+        }
+        if (displaysChanged) {
+            monitorsDirty_ = true;
+            SystemEvents events;
+            {
+                std::lock_guard lock(mutex_);
+                events = systemEvents_;
+            }
+            if (events.displaysChanged)
+                events.displaysChanged();
+        }
+    }
+
+    bool compositing() {
+        const x11::Owned<xcb_get_selection_owner_reply_t> owner(
+            xcb_get_selection_owner_reply(c_, xcb_get_selection_owner(c_, cmAtom_), nullptr));
+        return owner && owner->owner != XCB_NONE;
+    }
+
+    // Every viewable top-level, bottom first, ours marked.
+    void refreshWindows() {
+        windowsDirty_ = false;
+        for (auto& [id, named] : named_) release(named);
+        named_.clear();
+        windows_.clear();
+        composited_ = compositing();
+        const x11::Owned<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(c_, xcb_query_tree(c_, root_), nullptr));
+        if (!tree)
+            return;
+        const auto* children = xcb_query_tree_children(tree.get());
+        const int count = xcb_query_tree_children_length(tree.get());
+        std::vector<xcb_get_window_attributes_cookie_t> attributes;
+        std::vector<xcb_get_geometry_cookie_t> geometries;
+        std::vector<xcb_query_tree_cookie_t> subtrees;
+        for (int i = 0; i < count; ++i) {
+            attributes.push_back(xcb_get_window_attributes(c_, children[i]));
+            geometries.push_back(xcb_get_geometry(c_, children[i]));
+            subtrees.push_back(xcb_query_tree(c_, children[i]));
+        }
+        for (int i = 0; i < count; ++i) {
+            const x11::Owned<xcb_get_window_attributes_reply_t> a(
+                xcb_get_window_attributes_reply(c_, attributes[std::size_t(i)], nullptr));
+            const x11::Owned<xcb_get_geometry_reply_t> g(
+                xcb_get_geometry_reply(c_, geometries[std::size_t(i)], nullptr));
+            const x11::Owned<xcb_query_tree_reply_t> sub(
+                xcb_query_tree_reply(c_, subtrees[std::size_t(i)], nullptr));
+            if (!a || !g || a->map_state != XCB_MAP_STATE_VIEWABLE ||
+                a->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT)
+                continue;
+            std::vector<xcb_window_t> family{children[i]};
+            if (sub) {
+                const auto* inner = xcb_query_tree_children(sub.get());
+                family.insert(family.end(), inner,
+                              inner + xcb_query_tree_children_length(sub.get()));
+            }
+            const bool own = ours(family);
+            const auto format = visualFormats_.find(a->visual);
+            if (format == visualFormats_.end())
+                continue;
+            const int border = g->border_width;
+            Window w{children[i], QRect(g->x, g->y, g->width + 2 * border, g->height + 2 * border),
+                     format->second.second == 32, false, own, format->second.first};
+            const x11::Owned<xcb_shape_query_extents_reply_t> shape(xcb_shape_query_extents_reply(
+                c_, xcb_shape_query_extents(c_, children[i]), nullptr));
+            w.shaped = shape && shape->bounding_shaped;
+            windows_.push_back(w);
+        }
+    }
+
+    // A window is ours when it, or the client inside a window manager's frame, carries our
+    // process id.
+    bool ours(const std::vector<xcb_window_t>& family) {
+        std::vector<xcb_get_property_cookie_t> cookies;
+        for (const xcb_window_t w : family)
+            cookies.push_back(x11::requestProperty(c_, w, pidAtom_, XCB_ATOM_CARDINAL, 1));
+        bool found = false;
+        for (const auto cookie : cookies) {
+            const auto value = x11::getProperty(c_, cookie, XCB_ATOM_CARDINAL, 32);
+            if (value && !x11::propertyValues<std::uint32_t>(*value).empty() &&
+                x11::propertyValues<std::uint32_t>(*value).front() == pid_)
+                found = true;
+        }
+        return found;
+    }
+
+    void release(Named& named) {
+        if (named.picture != XCB_NONE)
+            xcb_render_free_picture(c_, named.picture);
+        if (named.pixmap != XCB_NONE)
+            xcb_free_pixmap(c_, named.pixmap);
+        named = {};
+    }
+
+    // The window's own pixmap as a picture; none for a window that is not redirected (a
+    // compositing manager's overlay, which shows everyone's windows, ours included).
+    std::optional<xcb_render_picture_t> pictureOf(const Window& w) {
+        auto& named = named_[w.id];
+        if (named.picture != XCB_NONE && named.size == w.rect.size())
+            return named.picture;
+        release(named);
+        named.pixmap = xcb_generate_id(c_);
+        if (!x11::check(c_, xcb_composite_name_window_pixmap_checked(c_, w.id, named.pixmap),
+                        "naming a window's pixmap")) {
+            named.pixmap = XCB_NONE;
+            return std::nullopt;
+        }
+        named.picture = xcb_generate_id(c_);
+        const std::uint32_t subwindows = XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS;
+        xcb_render_create_picture(c_, named.picture, named.pixmap, w.format,
+                                  XCB_RENDER_CP_SUBWINDOW_MODE, &subwindows);
+        named.size = w.rect.size();
+        return named.picture;
+    }
+
+    void ensureTarget(QSize size) {
+        if (targetSize_ == size)
+            return;
+        if (target_ != XCB_NONE) {
+            xcb_render_free_picture(c_, targetPicture_);
+            xcb_free_pixmap(c_, target_);
+        }
+        target_ = xcb_generate_id(c_);
+        xcb_create_pixmap(c_, 24, target_, root_, std::uint16_t(size.width()),
+                          std::uint16_t(size.height()));
+        targetPicture_ = xcb_generate_id(c_);
+        xcb_render_create_picture(c_, targetPicture_, target_, visualFormats_[rootVisual_].first, 0,
+                                  nullptr);
+        targetSize_ = size;
+    }
+
+    void paintWallpaper(const QRect& region) {
+        if (wallpaperDirty_) {
+            wallpaperDirty_ = false;
+            if (wallpaperPicture_ != XCB_NONE)
+                xcb_render_free_picture(c_, wallpaperPicture_);
+            wallpaperPicture_ = XCB_NONE;
+            for (const xcb_atom_t atom : wallpaperAtoms_) {
+                const auto value =
+                    x11::getProperty(c_, x11::requestProperty(c_, root_, atom, XCB_ATOM_PIXMAP, 1),
+                                     XCB_ATOM_PIXMAP, 32);
+                if (!value || x11::propertyValues<xcb_pixmap_t>(*value).empty())
+                    continue;
+                wallpaperPicture_ = xcb_generate_id(c_);
+                const std::uint32_t repeat = 1;
+                if (!x11::check(
+                        c_,
+                        xcb_render_create_picture_checked(
+                            c_, wallpaperPicture_,
+                            x11::propertyValues<xcb_pixmap_t>(*value).front(),
+                            visualFormats_[rootVisual_].first, XCB_RENDER_CP_REPEAT, &repeat),
+                        "naming the wallpaper")) {
+                    wallpaperPicture_ = XCB_NONE;
+                    continue;
+                }
+                break;
+            }
+        }
+        if (wallpaperPicture_ != XCB_NONE) {
+            xcb_render_composite(c_, XCB_RENDER_PICT_OP_SRC, wallpaperPicture_, XCB_NONE,
+                                 targetPicture_, std::int16_t(region.x()), std::int16_t(region.y()),
+                                 0, 0, 0, 0, std::uint16_t(region.width()),
+                                 std::uint16_t(region.height()));
+            return;
+        }
+        const xcb_render_color_t grey{0x3000, 0x3000, 0x3000, 0xffff};
+        const xcb_rectangle_t all{0, 0, std::uint16_t(region.width()),
+                                  std::uint16_t(region.height())};
+        xcb_render_fill_rectangles(c_, XCB_RENDER_PICT_OP_SRC, targetPicture_, grey, 1, &all);
+    }
+
+    std::optional<QImage> capture(const QRect& region, bool excludeOwn) {
+        if (windowsDirty_)
+            refreshWindows();
+        ensureTarget(region.size());
+        paintWallpaper(region);
+        for (const Window& w : windows_) {
+            const QRect overlap = w.rect.intersected(region);
+            if (overlap.isEmpty() || (w.ours && excludeOwn))
+                continue;
+            const auto picture = pictureOf(w);
+            if (!picture)
+                continue;
+            xcb_xfixes_region_t clip = XCB_NONE;
+            if (w.shaped) {
+                clip = xcb_generate_id(c_);
+                xcb_xfixes_create_region_from_window(c_, clip, w.id, XCB_SHAPE_SK_BOUNDING);
+                xcb_xfixes_set_picture_clip_region(c_, targetPicture_, clip,
+                                                   std::int16_t(w.rect.x() - region.x()),
+                                                   std::int16_t(w.rect.y() - region.y()));
+            }
+            const std::uint8_t op =
+                w.argb && composited_ ? XCB_RENDER_PICT_OP_OVER : XCB_RENDER_PICT_OP_SRC;
+            xcb_render_composite(
+                c_, op, *picture, XCB_NONE, targetPicture_, std::int16_t(overlap.x() - w.rect.x()),
+                std::int16_t(overlap.y() - w.rect.y()), 0, 0,
+                std::int16_t(overlap.x() - region.x()), std::int16_t(overlap.y() - region.y()),
+                std::uint16_t(overlap.width()), std::uint16_t(overlap.height()));
+            if (clip != XCB_NONE) {
+                xcb_xfixes_set_picture_clip_region(c_, targetPicture_, XCB_NONE, 0, 0);
+                xcb_xfixes_destroy_region(c_, clip);
+            }
+        }
+        return read(region.size());
+    }
+
+    Segment* freeSegment(std::size_t bytes) {
+        for (auto& segment : segments_) {
+            bool expected = false;
+            if (segment->bytes >= bytes && segment->inUse.compare_exchange_strong(expected, true))
+                return segment.get();
+        }
+        if (segments_.size() >= kSegmentsPerStream * 4)
+            return nullptr;
+        const int id = ::shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+        if (id < 0)
+            return nullptr;
+        void* address = ::shmat(id, nullptr, 0);
+        auto segment = std::make_unique<Segment>();
+        segment->id = xcb_generate_id(c_);
+        const bool attached =
+            address != reinterpret_cast<void*>(-1) &&
+            x11::check(c_, xcb_shm_attach_checked(c_, segment->id, std::uint32_t(id), 0),
+                       "attaching shared memory")
+                .has_value();
+        // Gone with the last detach, whatever happens to this process.
+        ::shmctl(id, IPC_RMID, nullptr);
+        if (!attached) {
+            if (address != reinterpret_cast<void*>(-1))
+                ::shmdt(address);
+            return nullptr;
+        }
+        segment->address = static_cast<uchar*>(address);
+        segment->bytes = bytes;
+        segment->inUse = true;
+        segments_.push_back(std::move(segment));
+        return segments_.back().get();
+    }
+
+    std::optional<QImage> read(QSize size) {
+        const std::size_t bytes = std::size_t(size.width()) * std::size_t(size.height()) * 4;
+        Segment* segment = freeSegment(bytes);
+        if (!segment)
+            return std::nullopt;
+        const x11::Owned<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
+            c_,
+            xcb_shm_get_image(c_, target_, 0, 0, std::uint16_t(size.width()),
+                              std::uint16_t(size.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP,
+                              segment->id, 0),
+            nullptr));
+        if (!reply) {
+            segment->inUse = false;
+            return std::nullopt;
+        }
+        // The image borrows the segment; the segment is free again when the last copy of the
+        // image goes.
+        return QImage(
+            segment->address, size.width(), size.height(), size.width() * 4, QImage::Format_RGB32,
+            [](void* s) { static_cast<Segment*>(s)->inUse = false; }, segment);
+    }
+
+    xcb_connection_t* c_;
+    xcb_window_t root_;
+    xcb_visualid_t rootVisual_;
+    std::uint32_t pid_;
+    const xcb_query_extension_reply_t* randr_;
+    const int wakeFd_;
+    xcb_atom_t pidAtom_ = XCB_NONE, cmAtom_ = XCB_NONE;
+    std::array<xcb_atom_t, 2> wallpaperAtoms_{};
+    std::unordered_map<xcb_visualid_t, std::pair<xcb_render_pictformat_t, std::uint8_t>>
+        visualFormats_;
+
+    std::mutex mutex_;
+    bool stop_ = false;
+    std::vector<std::shared_ptr<X11Stream>> streams_;
+    std::unordered_map<std::uint32_t, QRect> regions_;
+    SystemEvents systemEvents_;
+    std::thread thread_;
+
+    // The capture thread's own.
+    bool windowsDirty_ = true;
+    bool wallpaperDirty_ = true;
+    bool monitorsDirty_ = true;
+    bool composited_ = false;
+    std::vector<Monitor> monitors_;
+    std::vector<Window> windows_;
+    std::unordered_map<xcb_window_t, Named> named_;
+    xcb_pixmap_t target_ = XCB_NONE;
+    xcb_render_picture_t targetPicture_ = XCB_NONE;
+    QSize targetSize_;
+    xcb_render_picture_t wallpaperPicture_ = XCB_NONE;
+    std::vector<std::unique_ptr<Segment>> segments_;
+};
+
+void X11Stream::stop(std::function<void()> done) {
+    service_.remove(*this);
+    if (done)
+        done();
+}
+
+}  // namespace
+
+std::unique_ptr<CaptureService> createCaptureService(std::string* why) {
+    const auto qt = x11::qtConnection();
+    if (!qt) {
+        if (why)
+            *why = "there is no X display";
+        return nullptr;
+    }
+    int screenNumber = 0;
+    xcb_connection_t* c = xcb_connect(x11::qtDisplayName().c_str(), &screenNumber);
+    const auto fail = [&](const char* reason) -> std::unique_ptr<CaptureService> {
+        if (why)
+            *why = reason;
+        xcb_disconnect(c);
+        return nullptr;
+    };
+    if (xcb_connection_has_error(c))
+        return fail("cannot open a second connection to the X server");
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(c));
+    for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
+    if (!screens.rem)
+        return fail("the X server lacks the screen it was asked for");
+    const auto present = [&](xcb_extension_t* extension) {
+        const auto* data = xcb_get_extension_data(c, extension);
+        return data && data->present;
+    };
+    if (!present(&xcb_composite_id))
+        return fail("the X server lacks the Composite extension");
+    if (!present(&xcb_render_id))
+        return fail("the X server lacks the RENDER extension");
+    if (!present(&xcb_shm_id))
+        return fail("the X server lacks the MIT-SHM extension");
+    if (!present(&xcb_xfixes_id) || !present(&xcb_shape_id))
+        return fail("the X server lacks the XFIXES or SHAPE extension");
+    std::free(xcb_composite_query_version_reply(c, xcb_composite_query_version(c, 0, 4), nullptr));
+    std::free(xcb_xfixes_query_version_reply(c, xcb_xfixes_query_version(c, 5, 0), nullptr));
+    std::free(xcb_render_query_version_reply(c, xcb_render_query_version(c, 0, 11), nullptr));
+    const int wake = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wake < 0)
+        return fail("no event descriptor for the capture thread");
+    return std::make_unique<X11CaptureService>(c, screens.data->root, screens.data->root_visual,
+                                               wake);
+}
+
+}  // namespace scrawlet::platform

@@ -1,0 +1,75 @@
+// Live capture in draw mode on the two-monitor desktop: another application's window shows in
+// the captured frames, this application's control panel (with its magenta sentinel) does not,
+// unless the self-test turns exclusion off.
+#include <xcb/xcb.h>
+
+#include <QImage>
+
+#include "tests/e2e/draw_run.h"
+
+namespace {
+
+using namespace scrawlet::e2e;
+
+constexpr std::uint32_t kYellow = 0xffff00;
+
+// A plain window of another client, yellow, at a known place on monitor A.
+class OtherApplication {
+  public:
+    OtherApplication() : c_(xcb_connect(nullptr, nullptr)) {
+        const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
+        window_ = xcb_generate_id(c_);
+        const std::uint32_t values[] = {kYellow, 1};
+        xcb_create_window(c_, XCB_COPY_FROM_PARENT, window_, screen->root, 100, 100, 200, 150, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        xcb_map_window(c_, window_);
+        std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+    }
+    ~OtherApplication() { xcb_disconnect(c_); }
+
+  private:
+    xcb_connection_t* c_;
+    xcb_window_t window_;
+};
+
+class DrawCapture : public DrawRun {
+  protected:
+    std::filesystem::path dump() const { return tmp.path() / "frame.png"; }
+
+    nlohmann::ordered_json captureRun(std::vector<std::string> extra) {
+        OtherApplication other;
+        extra.insert(extra.end(), {"SCRAWLET_DRAW_CAPTURE=1", "SCRAWLET_DRAW_PANEL_SENTINEL=1",
+                                   "SCRAWLET_DRAW_CAPTURE_DUMP=" + dump().string()});
+        auto run = startAndAwaitBanner(extra);
+        banner = run->standardError();
+        // Frames keep coming while the displays are watched; wait for a good number of them.
+        EXPECT_TRUE(QTest::qWaitFor([&] { return std::filesystem::exists(dump()); }, 10000));
+        QTest::qWait(500);
+        finishWith(*run, SIGUSR2);
+        return summaryDocument();
+    }
+    std::string banner;
+};
+
+TEST_F(DrawCapture, FramesShowOtherWindowsButNotOurs) {
+    const auto summary = captureRun({});
+    EXPECT_NE(banner.find("draw: capture starting on 2 display(s), excluding this application\n"),
+              std::string::npos)
+        << banner;
+    EXPECT_GT(summary["captureFrameCount"].get<int>(), 5);
+    EXPECT_EQ(summary["captureSelfCaptureFrames"], 0);
+    EXPECT_EQ(summary["captureRebuilds"], 0);
+    const QImage frame(QString::fromStdString(dump().string()));
+    ASSERT_EQ(frame.size(), QSize(960, 1080));
+    EXPECT_EQ(frame.pixel(150, 150) & 0xffffff, kYellow) << std::hex << frame.pixel(150, 150);
+    EXPECT_NE(frame.pixel(50, 50) & 0xffffff, kYellow);
+}
+
+TEST_F(DrawCapture, TheSelfTestWithoutExclusionSeesThePanelSentinel) {
+    const auto summary = captureRun({"SCRAWLET_DRAW_CAPTURE_SELFTEST=1"});
+    EXPECT_NE(banner.find("[SELFTEST: exclusion OFF]"), std::string::npos) << banner;
+    EXPECT_GT(summary["captureSelfCaptureFrames"].get<int>(), 0);
+}
+
+}  // namespace
