@@ -375,8 +375,12 @@ class X11CaptureService final : public CaptureService {
             if (format == visualFormats_.end())
                 continue;
             const int border = g->border_width;
-            Window w{children[i], QRect(g->x, g->y, g->width + 2 * border, g->height + 2 * border),
-                     format->second.second == 32, false, own, format->second.first};
+            Window w{children[i],
+                     QRect(g->x, g->y, g->width + 2 * border, g->height + 2 * border),
+                     format->second.second == 32,
+                     false,
+                     own,
+                     format->second.first};
             const x11::Owned<xcb_shape_query_extents_reply_t> shape(xcb_shape_query_extents_reply(
                 c_, xcb_shape_query_extents(c_, children[i]), nullptr));
             w.shaped = shape && shape->bounding_shaped;

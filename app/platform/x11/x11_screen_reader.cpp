@@ -73,12 +73,8 @@ class X11ScreenReader final : public ScreenReader {
                               std::uint16_t(rect.width()), std::uint16_t(rect.height()), ~0u,
                               XCB_IMAGE_FORMAT_Z_PIXMAP, segment_, 0),
             &error));
-        if (!reply) {
-            const int code = error ? error->error_code : 0;
-            std::free(error);
-            return std::unexpected("reading the screen failed (X error " + std::to_string(code) +
-                                   ")");
-        }
+        if (!reply)
+            return std::unexpected(readFailure(error));
         if (reply->depth != 24 && reply->depth != 32)
             return std::unexpected(std::string("the screen's pixel format is not supported"));
         return toImage(static_cast<const uchar*>(address_), rect.size());
@@ -92,17 +88,20 @@ class X11ScreenReader final : public ScreenReader {
                           std::int16_t(rect.y()), std::uint16_t(rect.width()),
                           std::uint16_t(rect.height()), ~0u),
             &error));
-        if (!reply) {
-            const int code = error ? error->error_code : 0;
-            std::free(error);
-            return std::unexpected("reading the screen failed (X error " + std::to_string(code) +
-                                   ")");
-        }
+        if (!reply)
+            return std::unexpected(readFailure(error));
         const auto length = static_cast<std::size_t>(xcb_get_image_data_length(reply.get()));
         if ((reply->depth != 24 && reply->depth != 32) ||
             length < std::size_t(rect.width()) * std::size_t(rect.height()) * 4)
             return std::unexpected(std::string("the screen's pixel format is not supported"));
         return toImage(xcb_get_image_data(reply.get()), rect.size());
+    }
+
+    // Takes the error.
+    static std::string readFailure(xcb_generic_error_t* error) {
+        const int code = error ? error->error_code : 0;
+        std::free(error);
+        return "reading the screen failed (X error " + std::to_string(code) + ")";
     }
 
     // 32 bits a pixel, the padding byte made opaque.
