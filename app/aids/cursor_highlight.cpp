@@ -1,23 +1,9 @@
 #include "app/aids/cursor_highlight.h"
 
-#include <QGuiApplication>
-#include <QScreen>
-#include <cmath>
-
 #include "app/aids/pointer_pictures.h"
 #include "core/number_format.h"
 
 namespace scrawlet::aids {
-namespace {
-
-// A ripple picture per refresh of the primary display.
-std::chrono::milliseconds frameInterval() {
-    const QScreen* screen = QGuiApplication::primaryScreen();
-    const double hz = screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60.0;
-    return std::chrono::milliseconds(std::max(1L, std::lround(1000.0 / hz)));
-}
-
-}  // namespace
 
 CursorHighlight::CursorHighlight(const core::CursorHighlightSettings& settings,
                                  platform::PointerStage* stage)
@@ -47,7 +33,7 @@ void CursorHighlight::show() {
     follower.stamp = highlightStamp(settings_, scale());
     stage_->setFollower(std::move(follower));
     stage_->setRipples(settings_.clickRipple
-                           ? std::optional(ripplePictures(settings_, scale(), frameInterval()))
+                           ? std::optional(ripplePictures(settings_, scale(), refreshInterval()))
                            : std::nullopt);
 }
 

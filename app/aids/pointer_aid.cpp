@@ -1,7 +1,9 @@
 #include "app/aids/pointer_aid.h"
 
+#include <QGuiApplication>
 #include <QScreen>
 #include <algorithm>
+#include <cmath>
 #include <optional>
 
 #include "app/log/frontmost_log.h"
@@ -41,7 +43,7 @@ void PointerAid::setActive(bool active) {
     const bool was = shown();
     active_ = active;
     if (shown() != was) {
-        active ? show() : hide();
+        active ? present() : hide();
     }
     log::FrontmostLog::shared().record(
         toggleRecord(), std::nullopt,
@@ -52,13 +54,24 @@ void PointerAid::setCompositing(bool compositing) {
     const bool was = shown();
     compositing_ = compositing;
     if (shown() != was) {
-        compositing ? show() : hide();
+        compositing ? present() : hide();
     }
+}
+
+std::chrono::milliseconds PointerAid::refreshInterval() {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const double hz = screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60.0;
+    return std::chrono::milliseconds(std::max(1L, std::lround(1000.0 / hz)));
+}
+
+void PointerAid::present() {
+    stage_->setFrameInterval(refreshInterval());
+    show();
 }
 
 void PointerAid::refresh() {
     if (shown()) {
-        show();
+        present();
     }
 }
 

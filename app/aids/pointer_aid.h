@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QRect>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -45,6 +46,8 @@ class PointerAid : public platform::DisplayFeature {
     };
     // Shows the current pictures again when active; for new settings or displays.
     void refresh();
+    // One refresh of the primary display.
+    static std::chrono::milliseconds refreshInterval();
     // Device pixels per point, taken from the first display.
     double scale() const { return frames_.empty() ? 1.0 : frames_.front().scale; }
 
@@ -58,6 +61,7 @@ class PointerAid : public platform::DisplayFeature {
     std::vector<Frame> frames_;
 
   private:
+    void present();
     bool shown() const { return active_ && compositing_ && stage_; }
 
     bool active_ = false;

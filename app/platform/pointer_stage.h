@@ -75,6 +75,8 @@ class PointerStage {
     virtual void setDim(std::optional<Dim> dim) = 0;
     virtual void setFollower(std::optional<Follower> follower) = 0;
     virtual void setRipples(std::optional<Ripples> ripples) = 0;
+    // The display's refresh: the pictures follow the pointer at most once per interval.
+    virtual void setFrameInterval(std::chrono::milliseconds interval) = 0;
 
     virtual Counters counters() const = 0;
     // Why nothing is shown, once the stage has given up; empty while it works.

@@ -148,6 +148,14 @@ class X11PointerStage final : public PointerStage {
         post(pending_.follower, std::move(follower));
     }
 
+    void setFrameInterval(std::chrono::milliseconds interval) override {
+        {
+            std::lock_guard lock(mutex_);
+            pending_.frameInterval = std::max(interval, std::chrono::milliseconds(1));
+        }
+        signal();
+    }
+
     void setRipples(std::optional<Ripples> ripples) override {
         if (ripples) {
             for (auto* frames : {&ripples->left, &ripples->right})
@@ -172,6 +180,7 @@ class X11PointerStage final : public PointerStage {
         std::optional<std::optional<Dim>> dim;
         std::optional<std::optional<Follower>> follower;
         std::optional<std::optional<Ripples>> ripples;
+        std::optional<std::chrono::milliseconds> frameInterval;
     };
 
     template <class Value>
@@ -301,6 +310,8 @@ class X11PointerStage final : public PointerStage {
     }
 
     void take(Pending pending) {
+        if (pending.frameInterval)
+            updateInterval_ = *pending.frameInterval;
         if (!pending.dim && !pending.follower && !pending.ripples)
             return;
         if (pending.dim)
@@ -310,23 +321,30 @@ class X11PointerStage final : public PointerStage {
         if (pending.ripples)
             buildRipples(std::move(*pending.ripples));
         watch(!dim_.planes.empty() || !follower_.planes.empty() || !leftFrames_.empty());
-        moved_ = true;
+        forced_ = true;
         restack_ = true;
     }
 
+    // Pointers report far more often than a display refreshes (125 to 1000 times a second):
+    // the pictures follow at most once a refresh, the first move after a pause at once.
     void step() {
-        if (moved_ || !presses_.empty()) {
+        const auto now = Clock::now();
+        const bool update = forced_ || (moved_ && now - lastUpdate_ >= updateInterval_);
+        if (update || !presses_.empty()) {
             if (const auto pointer = queryPointer()) {
-                if (moved_) {
+                if (update) {
                     show(dim_, *pointer);
                     show(follower_, *pointer);
                 }
                 for (const bool right : presses_) startRipple(*pointer, right);
             }
-            moved_ = false;
+            if (update) {
+                moved_ = forced_ = false;
+                lastUpdate_ = now;
+            }
             presses_.clear();
         }
-        animate(Clock::now());
+        animate(now);
         if (restack_) {
             raise();
             restack_ = false;
@@ -636,6 +654,8 @@ class X11PointerStage final : public PointerStage {
     // Until the next ripple frame is due; forever when none plays.
     int timeoutMs() const {
         std::optional<Clock::time_point> next;
+        if (moved_)
+            next = lastUpdate_ + updateInterval_;
         for (const Ripple& ripple : ripples_) {
             if (!ripple.playing)
                 continue;
@@ -664,6 +684,9 @@ class X11PointerStage final : public PointerStage {
     // The thread's own.
     bool watching_ = false;
     bool moved_ = false;
+    bool forced_ = false;
+    Clock::time_point lastUpdate_{};
+    Clock::duration updateInterval_ = std::chrono::milliseconds(16);
     bool restack_ = false;
     std::vector<bool> presses_;  // true for the right button
     Layer dim_;
