@@ -37,7 +37,9 @@ class DrawCapture : public DrawRun {
   protected:
     std::filesystem::path dump() const { return tmp.path() / "frame.png"; }
 
-    nlohmann::ordered_json captureRun(std::vector<std::string> extra) {
+    // `during` runs once frames have started.
+    nlohmann::ordered_json captureRun(std::vector<std::string> extra,
+                                      const std::function<void()>& during = {}) {
         OtherApplication other;
         extra.insert(extra.end(), {"SCRAWLET_DRAW_CAPTURE=1", "SCRAWLET_DRAW_PANEL_SENTINEL=1",
                                    "SCRAWLET_DRAW_CAPTURE_DUMP=" + dump().string()});
@@ -45,6 +47,9 @@ class DrawCapture : public DrawRun {
         banner = run->standardError();
         // Frames keep coming while the displays are watched; wait for a good number of them.
         EXPECT_TRUE(QTest::qWaitFor([&] { return std::filesystem::exists(dump()); }, 10000));
+        if (during) {
+            during();
+        }
         QTest::qWait(500);
         finishWith(*run, SIGUSR2);
         return summaryDocument();
@@ -70,6 +75,24 @@ TEST_F(DrawCapture, TheSelfTestWithoutExclusionSeesThePanelSentinel) {
     const auto summary = captureRun({"SCRAWLET_DRAW_CAPTURE_SELFTEST=1"});
     EXPECT_NE(banner.find("[SELFTEST: exclusion OFF]"), std::string::npos) << banner;
     EXPECT_GT(summary["captureSelfCaptureFrames"].get<int>(), 0);
+}
+
+// The end of screen blanking is taken as the displays waking: each is captured afresh.
+TEST_F(DrawCapture, EachDisplayIsBuiltAgainWhenTheScreenStopsBlanking) {
+    const auto summary = captureRun({}, [&] {
+        xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+        xcb_force_screen_saver(c, XCB_SCREEN_SAVER_ACTIVE);
+        xcb_force_screen_saver(c, XCB_SCREEN_SAVER_RESET);
+        std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+        xcb_disconnect(c);
+        EXPECT_TRUE(awaitEvents("captureRebuild", 2));
+    });
+    EXPECT_EQ(summary["captureRebuilds"], 2);
+    const auto rebuilds = events("captureRebuild");
+    ASSERT_EQ(rebuilds.size(), 2u);
+    EXPECT_NE(rebuilds[0]["note"].get<std::string>().find(" why=screensDidWake"), std::string::npos)
+        << rebuilds[0].dump();
+    EXPECT_GT(summary["captureFrameCount"].get<int>(), 5);
 }
 
 }  // namespace

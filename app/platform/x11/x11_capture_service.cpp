@@ -6,6 +6,7 @@
 #include <xcb/composite.h>
 #include <xcb/randr.h>
 #include <xcb/render.h>
+#include <xcb/screensaver.h>
 #include <xcb/shape.h>
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
@@ -72,6 +73,7 @@ class X11CaptureService final : public CaptureService {
           rootVisual_(rootVisual),
           pid_(std::uint32_t(::getpid())),
           randr_(xcb_get_extension_data(c, &xcb_randr_id)),
+          screenSaver_(xcb_get_extension_data(c, &xcb_screensaver_id)),
           wakeFd_(wake) {
         const auto atoms = x11::internAtoms(
             c_, {"_NET_WM_PID", "_XROOTPMAP_ID", "ESETROOT_PMAP_ID", "_NET_WM_CM_S0"});
@@ -84,6 +86,9 @@ class X11CaptureService final : public CaptureService {
             XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(c_, root_, XCB_CW_EVENT_MASK, &mask);
         xcb_randr_select_input(c_, root_, XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE);
+        // The end of screen blanking counts as the displays waking.
+        if (screenSaver_ && screenSaver_->present)
+            xcb_screensaver_select_input(c_, root_, XCB_SCREENSAVER_EVENT_NOTIFY_MASK);
         xcb_flush(c_);
         thread_ = std::thread([this] { run(); });
     }
@@ -302,6 +307,7 @@ class X11CaptureService final : public CaptureService {
 
     void handleEvents() {
         bool displaysChanged = false;
+        bool screensWoke = false;
         while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_event(c_)}) {
             const std::uint8_t type = event->response_type & 0x7f;
             if (type == XCB_CONFIGURE_NOTIFY || type == XCB_MAP_NOTIFY ||
@@ -311,20 +317,28 @@ class X11CaptureService final : public CaptureService {
                 windowsDirty_ = true;
             } else if (type == XCB_PROPERTY_NOTIFY) {
                 wallpaperDirty_ = true;
-            } else if (randr_ && type == randr_->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
+            } else if (randr_ && randr_->present &&
+                       type == randr_->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
                 displaysChanged = true;
+            } else if (screenSaver_ && screenSaver_->present &&
+                       type == screenSaver_->first_event + XCB_SCREENSAVER_NOTIFY) {
+                const auto* notify =
+                    reinterpret_cast<const xcb_screensaver_notify_event_t*>(event.get());
+                screensWoke |= notify->state == XCB_SCREENSAVER_STATE_OFF;
             }
         }
-        if (displaysChanged) {
-            monitorsDirty_ = true;
-            SystemEvents events;
-            {
-                std::lock_guard lock(mutex_);
-                events = systemEvents_;
-            }
-            if (events.displaysChanged)
-                events.displaysChanged();
+        if (!displaysChanged && !screensWoke)
+            return;
+        monitorsDirty_ |= displaysChanged;
+        SystemEvents events;
+        {
+            std::lock_guard lock(mutex_);
+            events = systemEvents_;
         }
+        if (displaysChanged && events.displaysChanged)
+            events.displaysChanged();
+        if (screensWoke && events.screensWoke)
+            events.screensWoke();
     }
 
     bool compositing() {
@@ -584,6 +598,7 @@ class X11CaptureService final : public CaptureService {
     xcb_visualid_t rootVisual_;
     std::uint32_t pid_;
     const xcb_query_extension_reply_t* randr_;
+    const xcb_query_extension_reply_t* screenSaver_;
     const int wakeFd_;
     xcb_atom_t pidAtom_ = XCB_NONE, cmAtom_ = XCB_NONE;
     std::array<xcb_atom_t, 2> wallpaperAtoms_{};
