@@ -314,7 +314,7 @@ void DisplayCapture::sampled(Shared& shared, const Service::Stream& stream,
                   sample.status, sample.image, width, height, sample.contentRect});
     }
     if (sample.status == 0 && !sample.image.isNull() && onFrame) {
-        onFrame({identity.displayID, sample.image, QRectF(0, 0, width, height)});
+        onFrame({identity.displayID, sample.image, QRectF(0, 0, width, height), sample.region});
     }
 }
 

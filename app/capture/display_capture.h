@@ -43,6 +43,8 @@ class DisplayCapture {
         std::uint32_t displayID = 0;
         QImage image;
         QRectF contentRect;
+        // The part of the display the image shows, in the display's pixels.
+        QRect region;
     };
     struct Sample {
         std::uint32_t displayID = 0;

@@ -51,6 +51,8 @@ class CaptureService {
         double presentation = 0;
         QImage image;
         QRectF contentRect;
+        // The part of the display the image shows, in the display's pixels.
+        QRect region;
     };
 
     class Stream {

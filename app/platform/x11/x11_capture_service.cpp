@@ -145,10 +145,17 @@ class X11CaptureService final : public CaptureService {
     void setRegion(std::uint32_t displayID, std::optional<QRect> region) override {
         {
             std::lock_guard lock(mutex_);
-            if (region && !region->isEmpty())
+            if (region && !region->isEmpty()) {
+                // A region that moved is captured at once: the magnifier waits for it.
+                if (regions_[displayID] != *region) {
+                    for (const auto& stream : streams_)
+                        if (stream->config_.displayID == displayID)
+                            stream->due = Clock::now();
+                }
                 regions_[displayID] = *region;
-            else
+            } else {
                 regions_.erase(displayID);
+            }
         }
         signal();
     }
@@ -231,10 +238,10 @@ class X11CaptureService final : public CaptureService {
         while (!stop_) {
             const auto watched = nextDue();
             const auto now = Clock::now();
-            if (!watched || watched->first->due > now) {
+            if (!watched || watched->stream->due > now) {
                 // Nothing watched: no frames and no timer, only the window system's events.
                 const int timeout = watched ? int(std::chrono::ceil<std::chrono::milliseconds>(
-                                                      watched->first->due - now)
+                                                      watched->stream->due - now)
                                                       .count())
                                             : -1;
                 lock.unlock();
@@ -242,7 +249,7 @@ class X11CaptureService final : public CaptureService {
                 lock.lock();
                 continue;
             }
-            const auto [stream, region] = *watched;
+            const auto [stream, region, origin] = *watched;
             const auto interval = std::chrono::duration_cast<Clock::duration>(
                 std::chrono::duration<double>(1.0 / std::max(1, stream->config_.fps)));
             stream->due = std::max(stream->due + interval, now);
@@ -255,6 +262,7 @@ class X11CaptureService final : public CaptureService {
                 sample.status = 0;
                 sample.image = std::move(*image);
                 sample.contentRect = QRectF(QPointF(0, 0), QSizeF(sample.image.size()));
+                sample.region = region.translated(-origin);
             } else {
                 sample.status = 2;
             }
@@ -274,9 +282,14 @@ class X11CaptureService final : public CaptureService {
         handleEvents();
     }
 
-    // The running stream whose frame is due first, with its region in root coordinates.
-    std::optional<std::pair<std::shared_ptr<X11Stream>, QRect>> nextDue() {
-        std::optional<std::pair<std::shared_ptr<X11Stream>, QRect>> next;
+    // The running stream whose frame is due first, with its region.
+    struct Due {
+        std::shared_ptr<X11Stream> stream;
+        QRect region;   // in root coordinates
+        QPoint origin;  // the display's top-left corner
+    };
+    std::optional<Due> nextDue() {
+        std::optional<Due> next;
         const auto all = monitorsCached();
         for (const auto& stream : streams_) {
             const auto region = regions_.find(stream->config_.displayID);
@@ -291,8 +304,8 @@ class X11CaptureService final : public CaptureService {
                 region->second.translated(monitor->rect.topLeft()).intersected(monitor->rect);
             if (global.isEmpty())
                 continue;
-            if (!next || stream->due < next->first->due)
-                next = std::pair{stream, global};
+            if (!next || stream->due < next->stream->due)
+                next = Due{stream, global, monitor->rect.topLeft()};
         }
         return next;
     }

@@ -133,7 +133,7 @@ class DisplayCaptureTest : public ::testing::Test {
     }
     void sample(std::size_t stream, int status, QImage image = {}) {
         const auto& created = service.streams.at(stream);
-        created.events.sample(*created.stream, {status, 2.5, std::move(image), QRectF()});
+        created.events.sample(*created.stream, {status, 2.5, std::move(image), QRectF(), QRect()});
     }
 
     FakeService service;
