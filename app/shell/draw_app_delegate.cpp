@@ -7,6 +7,7 @@
 #include "app/aids/cursor_highlight.h"
 #include "app/aids/keystroke_display.h"
 #include "app/aids/spotlight.h"
+#include "app/capture/magnifier.h"
 #include "app/log/frontmost_log.h"
 #include "app/platform/atomic_file.h"
 #include "app/platform/monotonic_clock.h"
@@ -115,6 +116,12 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     }
     capture_ = DrawCapture::startIfAsked(
         config_, displays, panels_ ? panels_->firstPanelPixels() : std::nullopt, this);
+    if (config_.lens) {
+        (void)toggleLens();
+    }
+    if (config_.fullScreenZoom) {
+        (void)toggleFullScreenZoom();
+    }
     measurements_->schedule();
     if (surfaces_->empty()) {
         return ConfigExit{"draw: no drawable screen", 2};

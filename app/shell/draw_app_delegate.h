@@ -32,6 +32,10 @@ class KeystrokeDisplay;
 class Spotlight;
 }  // namespace scrawlet::aids
 
+namespace scrawlet::capture {
+class Magnifier;
+}
+
 namespace scrawlet::shell {
 
 class CompositingNotice;
@@ -77,6 +81,13 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void pickTool(core::Tool tool);
     void buildKeystrokeDisplay();
     ink::Outcome toggleKeystrokeDisplay();
+    // The magnifiers, which start capture at their first use.
+    bool ensureCapture();
+    core::ZoomSettings zoomSettings() const;
+    ink::Outcome toggleLens();
+    ink::Outcome toggleFullScreenZoom();
+    ink::Outcome adjustZoomLevel(double step);
+    void announceZoom(bool active, const char* mode);
     core::KeystrokeDisplaySettings keystrokeDisplayLiveSettings() const;
     void toggleInteractive();
     void toggleAnnotation();
@@ -114,6 +125,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<platform::PointerStage> pointerStage_;
     std::unique_ptr<Screenshots> screenshots_;
     std::unique_ptr<DrawCapture> capture_;
+    std::unique_ptr<capture::Magnifier> lens_;
+    std::unique_ptr<capture::Magnifier> fullScreenZoom_;
+    double zoomLevel_ = 2;
     std::unique_ptr<aids::Spotlight> spotlight_;
     std::unique_ptr<aids::CursorHighlight> cursorHighlight_;
     std::unique_ptr<aids::KeystrokeDisplay> keystrokes_;

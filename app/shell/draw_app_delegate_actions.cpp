@@ -53,6 +53,10 @@ void DrawAppDelegate::routeActions() {
         return screenshots_ ? screenshots_->toggleRegionCapture()
                             : ink::ActionRouter::unowned(ActionID::captureRegion);
     });
+    router_.add(ActionID::zoomToggleLens, [this] { return toggleLens(); });
+    router_.add(ActionID::zoomToggleFullScreen, [this] { return toggleFullScreenZoom(); });
+    router_.add(ActionID::zoomIncreaseLevel, [this] { return adjustZoomLevel(0.5); });
+    router_.add(ActionID::zoomDecreaseLevel, [this] { return adjustZoomLevel(-0.5); });
     router_.add(ActionID::spotlightToggle, [this] { return toggleSpotlight(); });
     router_.add(ActionID::cursorHighlightToggle, [this] { return toggleCursorHighlight(); });
     router_.add(ActionID::keystrokeDisplayToggle, [this] { return toggleKeystrokeDisplay(); });

@@ -6,6 +6,7 @@
 #include "app/aids/cursor_highlight.h"
 #include "app/aids/keystroke_display.h"
 #include "app/aids/spotlight.h"
+#include "app/capture/magnifier.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_capture.h"
 #include "app/shell/ink_surfaces.h"
@@ -113,6 +114,13 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
     };
     if (capture_) {
         input.capture = capture_->totals();
+    }
+    if (lens_) {
+        input.lens.activity = {config_.lens, lens_->isActive(), lens_->presentedFrames(),
+                               lens_->idleTicks()};
+        input.fullScreenZoom.activity = {config_.fullScreenZoom, fullScreenZoom_->isActive(),
+                                         fullScreenZoom_->presentedFrames(),
+                                         fullScreenZoom_->idleTicks()};
     }
     if (spotlight_) {
         input.spotlight.activity = activity(spotlight_->stats(), config_.spotlight);

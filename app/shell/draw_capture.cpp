@@ -15,20 +15,14 @@ std::unique_ptr<DrawCapture> DrawCapture::startIfAsked(const DrawConfig& config,
     if (!config.capture) {
         return nullptr;
     }
-    std::string why;
-    auto service = platform::createCaptureService(&why);
-    if (!service) {
-        std::cerr << "draw: capture cannot start: " << why << "\n";
+    auto draw = create(context);
+    if (!draw) {
         return nullptr;
     }
-    std::unique_ptr<DrawCapture> draw(new DrawCapture(std::move(service), context));
+    draw->wholeDisplays_ = true;
     draw->panelPixels_ = panelPixels;
     draw->dumpPath_ = config.captureDumpPath.value_or("");
     draw->capture_->excludeOurWindows = !config.captureSelfTest;
-    DrawCapture* observer = draw.get();
-    draw->capture_->onFrame = [observer](const capture::DisplayCapture::Frame& frame) {
-        observer->observe(frame);
-    };
     // The self-test watches whole displays.
     for (const std::uint32_t id : displays) {
         if (const auto size = draw->service_->displayPixelSize(id)) {
@@ -42,9 +36,44 @@ std::unique_ptr<DrawCapture> DrawCapture::startIfAsked(const DrawConfig& config,
     return draw;
 }
 
+std::unique_ptr<DrawCapture> DrawCapture::startForMagnifiers(
+    const std::vector<std::uint32_t>& displays, QObject* context) {
+    auto draw = create(context);
+    if (draw) {
+        draw->capture_->start(displays, 60);
+    }
+    return draw;
+}
+
+std::unique_ptr<DrawCapture> DrawCapture::create(QObject* context) {
+    std::string why;
+    auto service = platform::createCaptureService(&why);
+    if (!service) {
+        std::cerr << "draw: capture cannot start: " << why << "\n";
+        return nullptr;
+    }
+    std::unique_ptr<DrawCapture> draw(new DrawCapture(std::move(service), context));
+    DrawCapture* observer = draw.get();
+    draw->capture_->onFrame = [observer](const capture::DisplayCapture::Frame& frame) {
+        observer->observe(frame);
+    };
+    return draw;
+}
+
 DrawCapture::DrawCapture(std::unique_ptr<platform::CaptureService> service, QObject* context)
     : service_(std::move(service)),
       capture_(std::make_unique<capture::DisplayCapture>(*service_, capture::Loop::qt(context))) {}
+
+void DrawCapture::watch(std::uint32_t displayID, std::optional<QRect> pixels) {
+    if (!wholeDisplays_) {
+        service_->setRegion(displayID, pixels);
+    }
+}
+
+void DrawCapture::addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer) {
+    std::lock_guard lock(observersLock_);
+    observers_.push_back(std::move(observer));
+}
 
 DrawCapture::~DrawCapture() {
     capture_->stop({});
@@ -53,6 +82,12 @@ DrawCapture::~DrawCapture() {
 }
 
 void DrawCapture::observe(const capture::DisplayCapture::Frame& frame) {
+    {
+        std::lock_guard lock(observersLock_);
+        for (const auto& observer : observers_) {
+            observer(frame);
+        }
+    }
     if (!dumpPath_.empty() && !dumped_.exchange(true)) {
         // A failed dump is silent: the self-test's count is the result that matters.
         (void)frame.image.save(QString::fromStdString(dumpPath_), "PNG");

@@ -1,14 +1,18 @@
-// Live capture in draw mode when the run asks for it (`SCRAWLET_DRAW_CAPTURE`): every display
-// captured whole, with this application's windows left out unless the self-test wants them,
-// and a self-test observer that counts the frames showing the control panel's magenta
-// sentinel (which exclusion should make none) and dumps the first frame when asked.
-// Main thread only, apart from the observer, which runs on the capture thread.
+// Live capture in draw mode: started at launch when the run asks for it (`SCRAWLET_DRAW_CAPTURE`),
+// or by the first magnifier toggle. At launch every display is captured whole, with this
+// application's windows left out unless the self-test wants them, and a self-test observer
+// counts the frames showing the control panel's magenta sentinel (which exclusion should make
+// none) and dumps the first frame when asked; started for the magnifiers, only the parts they
+// watch are captured. Main thread only, apart from the observers, which run on the capture
+// thread.
 #pragma once
 
 #include <QObject>
 #include <QRect>
 #include <atomic>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -28,12 +32,21 @@ class DrawCapture {
                                                      const std::vector<std::uint32_t>& displays,
                                                      std::optional<QRect> panelPixels,
                                                      QObject* context);
+    // For the magnifiers; nothing, with the reason on standard error, when capture cannot run.
+    static std::unique_ptr<DrawCapture> startForMagnifiers(
+        const std::vector<std::uint32_t>& displays, QObject* context);
     ~DrawCapture();
+
+    // Which part of a display a consumer watches; ignored while whole displays are captured.
+    void watch(std::uint32_t displayID, std::optional<QRect> pixels);
+    // Runs for every frame, on the capture thread.
+    void addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer);
 
     CaptureTotals totals() const;
 
   private:
     DrawCapture(std::unique_ptr<platform::CaptureService> service, QObject* context);
+    static std::unique_ptr<DrawCapture> create(QObject* context);
     void observe(const capture::DisplayCapture::Frame& frame);
 
     std::unique_ptr<platform::CaptureService> service_;
@@ -42,6 +55,9 @@ class DrawCapture {
     std::string dumpPath_;
     std::atomic<bool> dumped_{false};
     std::atomic<std::uint64_t> selfCaptured_{0};
+    bool wholeDisplays_ = false;
+    std::mutex observersLock_;
+    std::vector<std::function<void(const capture::DisplayCapture::Frame&)>> observers_;
 };
 
 }  // namespace scrawlet::shell

@@ -93,6 +93,11 @@ QString DrawShortcuts::actionKeyLabel(core::ActionID id) const {
         shortcuts::actionKeyLabel(*catalog_, config_.shortcutOverrides, id));
 }
 
+void DrawShortcuts::setZooming(bool zooming) {
+    zooming_ = zooming;
+    refreshScopes();
+}
+
 void DrawShortcuts::refreshScopes() {
     if (!hotkeys_) {
         return;
@@ -102,6 +107,9 @@ void DrawShortcuts::refreshScopes() {
     // gets them while the overlays wait off screen for a compositing manager.
     if (surfaces_.onScreen() && !surfaces_.ignoresMouse()) {
         scopes.insert(core::ActionScope::annotating);
+    }
+    if (zooming_) {
+        scopes.insert(core::ActionScope::zooming);
     }
     hotkeys_->setLiveScopes(std::move(scopes));
 }

@@ -39,6 +39,8 @@ class DrawShortcuts : public QObject {
     // The key shown on a tool's control-panel button; empty without shortcuts.
     QString toolKeyLabel(core::Tool tool) const;
     QString actionKeyLabel(core::ActionID id) const;
+    // The zooming scope's shortcuts are live while a magnifier is on.
+    void setZooming(bool zooming);
     std::size_t refusedCount() const;
 
   private:
@@ -52,6 +54,7 @@ class DrawShortcuts : public QObject {
     std::optional<core::ActionCatalog> catalog_;
     std::unique_ptr<shortcuts::HotkeyCentre> hotkeys_;
     std::set<std::string> offeredGrants_;
+    bool zooming_ = false;
 };
 
 }  // namespace scrawlet::shell

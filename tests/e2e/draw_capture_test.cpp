@@ -95,4 +95,37 @@ TEST_F(DrawCapture, EachDisplayIsBuiltAgainWhenTheScreenStopsBlanking) {
     EXPECT_GT(summary["captureFrameCount"].get<int>(), 5);
 }
 
+// The lens shows another application's window magnified round the pointer, without this
+// application's ink, and goes away from its shortcut.
+TEST_F(DrawCapture, TheLensMagnifiesOtherWindowsButNotOurInk) {
+    OtherApplication other;  // yellow, x 100…300, y 100…250
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL=0"});
+    drag({120, 175}, {280, 175});
+    ASSERT_TRUE(awaitColour({200, 175}, kInk));
+    const QRgb desktop = onScreen({200, 330});
+    ASSERT_NE(desktop & 0xffffff, kYellow);
+    ASSERT_TRUE(input->movePointer({200, 175}));
+    const auto chord = [&](std::uint32_t key) {
+        for (const auto k : {0xffe3u, 0xffe9u, key}) ASSERT_TRUE(input->setKey(k, true));
+        for (const auto k : {key, 0xffe9u, 0xffe3u}) ASSERT_TRUE(input->setKey(k, false));
+    };
+    chord(0x7a);  // Ctrl+Alt+Z
+    ASSERT_TRUE(awaitEvents("lensToggle", 1)) << run->standardError();
+    EXPECT_EQ(events("lensToggle")[0]["note"], "active=true zoom=2.0 size=400.0");
+    // Level 2 round (200, 175) in a 400-point lens held at the top-left corner: 2 points of
+    // lens per point of screen, so y 240 of the window lands at y 330 and our stroke's line
+    // (y 175) would land at y 200, where the window's yellow shows instead.
+    EXPECT_TRUE(awaitColour({200, 330}, qRgb(255, 255, 0))) << std::hex << onScreen({200, 330});
+    EXPECT_EQ(onScreen({200, 200}) & 0xffffff, kYellow) << std::hex << onScreen({200, 200});
+    EXPECT_NE(onScreen({200, 20}) & 0xffffff, kYellow);
+
+    chord(0x7a);
+    ASSERT_TRUE(awaitEvents("lensToggle", 2));
+    EXPECT_TRUE(awaitColour({200, 330}, desktop)) << std::hex << onScreen({200, 330});
+    finishWith(*run, SIGUSR2);
+    const auto summary = summaryDocument();
+    EXPECT_EQ(summary["lensActive"], false);
+    EXPECT_GT(summary["lensPresentedFrames"].get<int>(), 0);
+}
+
 }  // namespace

@@ -19,6 +19,7 @@
 #include <mutex>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "app/platform/platform_services.h"
 #include "app/platform/x11/xcb_support.h"
@@ -218,6 +219,14 @@ class X11CaptureService final : public CaptureService {
             xcb_render_query_pict_formats_reply(c_, xcb_render_query_pict_formats(c_), nullptr));
         if (!reply)
             return;
+        for (auto formats = xcb_render_query_pict_formats_formats_iterator(reply.get());
+             formats.rem; xcb_render_pictforminfo_next(&formats)) {
+            const auto& f = *formats.data;
+            if (f.type == XCB_RENDER_PICT_TYPE_DIRECT && f.depth == 32 &&
+                f.direct.alpha_mask == 0xff && f.direct.alpha_shift == 24 &&
+                f.direct.red_shift == 16 && f.direct.green_shift == 8 && f.direct.blue_shift == 0)
+                argbFormat_ = f.id;
+        }
         for (auto screens = xcb_render_query_pict_formats_screens_iterator(reply.get());
              screens.rem; xcb_render_pictscreen_next(&screens)) {
             for (auto depths = xcb_render_pictscreen_depths_iterator(screens.data); depths.rem;
@@ -324,9 +333,19 @@ class X11CaptureService final : public CaptureService {
         while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_event(c_)}) {
             const std::uint8_t type = event->response_type & 0x7f;
             if (type == XCB_CONFIGURE_NOTIFY || type == XCB_MAP_NOTIFY ||
-                type == XCB_UNMAP_NOTIFY || type == XCB_DESTROY_NOTIFY ||
-                type == XCB_CREATE_NOTIFY || type == XCB_REPARENT_NOTIFY ||
-                type == XCB_CIRCULATE_NOTIFY) {
+                type == XCB_UNMAP_NOTIFY) {
+                // Our own windows come and go and move (a lens follows the pointer); while
+                // they are left out, that changes nothing in what is captured.
+                const xcb_window_t window =
+                    type == XCB_CONFIGURE_NOTIFY
+                        ? reinterpret_cast<const xcb_configure_notify_event_t*>(event.get())->window
+                    : type == XCB_MAP_NOTIFY
+                        ? reinterpret_cast<const xcb_map_notify_event_t*>(event.get())->window
+                        : reinterpret_cast<const xcb_unmap_notify_event_t*>(event.get())->window;
+                if (!(excludingOwn_ && ownWindows_.contains(window)))
+                    windowsDirty_ = true;
+            } else if (type == XCB_DESTROY_NOTIFY || type == XCB_CREATE_NOTIFY ||
+                       type == XCB_REPARENT_NOTIFY || type == XCB_CIRCULATE_NOTIFY) {
                 windowsDirty_ = true;
             } else if (type == XCB_PROPERTY_NOTIFY) {
                 wallpaperDirty_ = true;
@@ -366,6 +385,7 @@ class X11CaptureService final : public CaptureService {
         for (auto& [id, named] : named_) release(named);
         named_.clear();
         windows_.clear();
+        ownWindows_.clear();
         composited_ = compositing();
         const x11::Owned<xcb_query_tree_reply_t> tree(
             xcb_query_tree_reply(c_, xcb_query_tree(c_, root_), nullptr));
@@ -398,6 +418,8 @@ class X11CaptureService final : public CaptureService {
                               inner + xcb_query_tree_children_length(sub.get()));
             }
             const bool own = ours(family);
+            if (own)
+                ownWindows_.insert(children[i]);
             const auto format = visualFormats_.find(a->visual);
             if (format == visualFormats_.end())
                 continue;
@@ -467,11 +489,15 @@ class X11CaptureService final : public CaptureService {
             xcb_render_free_picture(c_, targetPicture_);
             xcb_free_pixmap(c_, target_);
         }
+        // With an alpha channel that everything drawn leaves opaque, so the frames' fourth byte
+        // is 0xff, as an RGB32 image promises its readers.
+        const bool argb = argbFormat_ != 0;
         target_ = xcb_generate_id(c_);
-        xcb_create_pixmap(c_, 24, target_, root_, std::uint16_t(size.width()),
+        xcb_create_pixmap(c_, argb ? 32 : 24, target_, root_, std::uint16_t(size.width()),
                           std::uint16_t(size.height()));
         targetPicture_ = xcb_generate_id(c_);
-        xcb_render_create_picture(c_, targetPicture_, target_, visualFormats_[rootVisual_].first, 0,
+        xcb_render_create_picture(c_, targetPicture_, target_,
+                                  argb ? argbFormat_ : visualFormats_[rootVisual_].first, 0,
                                   nullptr);
         targetSize_ = size;
     }
@@ -517,6 +543,7 @@ class X11CaptureService final : public CaptureService {
     }
 
     std::optional<QImage> capture(const QRect& region, bool excludeOwn) {
+        excludingOwn_ = excludeOwn;
         if (windowsDirty_)
             refreshWindows();
         ensureTarget(region.size());
@@ -617,6 +644,7 @@ class X11CaptureService final : public CaptureService {
     std::array<xcb_atom_t, 2> wallpaperAtoms_{};
     std::unordered_map<xcb_visualid_t, std::pair<xcb_render_pictformat_t, std::uint8_t>>
         visualFormats_;
+    xcb_render_pictformat_t argbFormat_ = 0;
 
     std::mutex mutex_;
     bool stop_ = false;
@@ -627,6 +655,8 @@ class X11CaptureService final : public CaptureService {
 
     // The capture thread's own.
     bool windowsDirty_ = true;
+    bool excludingOwn_ = true;
+    std::unordered_set<xcb_window_t> ownWindows_;
     bool wallpaperDirty_ = true;
     bool monitorsDirty_ = true;
     bool composited_ = false;
