@@ -1,7 +1,10 @@
 #include "app/aids/aid_window.h"
 
+#include <QGuiApplication>
+#include <QScreen>
 #include <QSurfaceFormat>
 #include <QVariant>
+#include <algorithm>
 
 namespace scrawlet::aids {
 
@@ -13,6 +16,19 @@ AidWindow::AidWindow() {
     QSurfaceFormat format = requestedFormat();
     format.setAlphaBufferSize(8);
     setFormat(format);
+}
+
+std::chrono::duration<double> refreshInterval(const QScreen* screen) {
+    if (!screen) {
+        screen = QGuiApplication::primaryScreen();
+    }
+    const double hz = screen ? screen->refreshRate() : 0;
+    return std::chrono::duration<double>(hz >= 1 ? 1.0 / hz : 1.0 / 60);
+}
+
+std::chrono::milliseconds refreshMilliseconds(const QScreen* screen) {
+    return std::max(std::chrono::milliseconds(1),
+                    std::chrono::round<std::chrono::milliseconds>(refreshInterval(screen)));
 }
 
 }  // namespace scrawlet::aids

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QRasterWindow>
+#include <chrono>
 
 namespace scrawlet::aids {
 
@@ -10,5 +11,10 @@ class AidWindow : public QRasterWindow {
   public:
     AidWindow();
 };
+
+// One refresh of `screen`, or of the primary display without one; 60 Hz when it does not say.
+std::chrono::duration<double> refreshInterval(const QScreen* screen = nullptr);
+// The same in whole milliseconds, at least one, for timers.
+std::chrono::milliseconds refreshMilliseconds(const QScreen* screen = nullptr);
 
 }  // namespace scrawlet::aids

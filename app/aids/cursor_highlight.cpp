@@ -1,5 +1,6 @@
 #include "app/aids/cursor_highlight.h"
 
+#include "app/aids/aid_window.h"
 #include "app/aids/pointer_pictures.h"
 #include "core/number_format.h"
 
@@ -32,9 +33,9 @@ void CursorHighlight::show() {
     }
     follower.stamp = highlightStamp(settings_, scale());
     stage_->setFollower(std::move(follower));
-    stage_->setRipples(settings_.clickRipple
-                           ? std::optional(ripplePictures(settings_, scale(), refreshInterval()))
-                           : std::nullopt);
+    stage_->setRipples(settings_.clickRipple ? std::optional(ripplePictures(settings_, scale(),
+                                                                            refreshMilliseconds()))
+                                             : std::nullopt);
 }
 
 void CursorHighlight::hide() {

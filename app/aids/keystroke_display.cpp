@@ -15,11 +15,6 @@ namespace {
 // The level of the aid windows: above the overlays' default and every managed window.
 constexpr long long kPillLevel = 1000;
 
-double refreshInterval(const QScreen* screen) {
-    const double hz = screen ? screen->refreshRate() : 0;
-    return hz >= 1 ? 1.0 / hz : 1.0 / 60;
-}
-
 }  // namespace
 
 KeystrokeDisplay::KeystrokeDisplay(const core::KeystrokeDisplaySettings& settings,
@@ -94,7 +89,7 @@ void KeystrokeDisplay::handle(const platform::KeyPress& press) {
 
 void KeystrokeDisplay::startClock(double ageSeconds) {
     const auto delay = core::KeystrokePill::nextTickDelay(
-        ageSeconds, settings_.fade.timeToLiveSeconds(), refreshInterval(screen_));
+        ageSeconds, settings_.fade.timeToLiveSeconds(), refreshInterval(screen_).count());
     if (!delay) {
         clock_.stop();
         return;

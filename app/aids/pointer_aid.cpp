@@ -1,11 +1,10 @@
 #include "app/aids/pointer_aid.h"
 
-#include <QGuiApplication>
 #include <QScreen>
 #include <algorithm>
-#include <cmath>
 #include <optional>
 
+#include "app/aids/aid_window.h"
 #include "app/log/frontmost_log.h"
 
 namespace scrawlet::aids {
@@ -58,14 +57,8 @@ void PointerAid::setCompositing(bool compositing) {
     }
 }
 
-std::chrono::milliseconds PointerAid::refreshInterval() {
-    const QScreen* screen = QGuiApplication::primaryScreen();
-    const double hz = screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60.0;
-    return std::chrono::milliseconds(std::max(1L, std::lround(1000.0 / hz)));
-}
-
 void PointerAid::present() {
-    stage_->setFrameInterval(refreshInterval());
+    stage_->setFrameInterval(refreshMilliseconds());
     show();
 }
 

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <QRect>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -46,8 +45,6 @@ class PointerAid : public platform::DisplayFeature {
     };
     // Shows the current pictures again when active; for new settings or displays.
     void refresh();
-    // One refresh of the primary display.
-    static std::chrono::milliseconds refreshInterval();
     // Device pixels per point, taken from the first display.
     double scale() const { return frames_.empty() ? 1.0 : frames_.front().scale; }
 

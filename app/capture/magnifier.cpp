@@ -1,7 +1,6 @@
 #include "app/capture/magnifier.h"
 
 #include <QCursor>
-#include <QGuiApplication>
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
@@ -137,9 +136,7 @@ void Magnifier::setActive(bool active) {
             s.centre.reset();
             s.panel->setShape(settings_.lensShape);
         }
-        const QScreen* screen = QGuiApplication::primaryScreen();
-        const double hz = screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60.0;
-        clock_.start(static_cast<int>(std::lround(1000.0 / hz)));
+        clock_.start(aids::refreshMilliseconds());
         tick();
     } else {
         clock_.stop();

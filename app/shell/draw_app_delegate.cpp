@@ -110,12 +110,9 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
                           [this](const std::string& reason) { requestFinish(reason); }});
     buildPointerAids();
     buildKeystrokeDisplay();
-    std::vector<std::uint32_t> displays;
-    for (const auto& surface : surfaces_->surfaces()) {
-        displays.push_back(surface.display.id);
-    }
-    capture_ = DrawCapture::startIfAsked(
-        config_, displays, panels_ ? panels_->firstPanelPixels() : std::nullopt, this);
+    capture_ =
+        DrawCapture::startIfAsked(config_, surfaces_->displayIDs(),
+                                  panels_ ? panels_->firstPanelPixels() : std::nullopt, this);
     if (config_.lens) {
         (void)toggleLens();
     }

@@ -21,11 +21,7 @@ core::ZoomSettings DrawAppDelegate::zoomSettings() const {
 
 bool DrawAppDelegate::ensureCapture() {
     if (!capture_) {
-        std::vector<std::uint32_t> displays;
-        for (const auto& surface : surfaces_->surfaces()) {
-            displays.push_back(surface.display.id);
-        }
-        capture_ = DrawCapture::startForMagnifiers(displays, this);
+        capture_ = DrawCapture::startForMagnifiers(surfaces_->displayIDs(), this);
         if (!capture_) {
             return false;
         }

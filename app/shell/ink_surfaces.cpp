@@ -152,6 +152,14 @@ void InkSurfaces::settingsChanged(const core::AnnotationSettings& settings) {
     }
 }
 
+std::vector<std::uint32_t> InkSurfaces::displayIDs() const {
+    std::vector<std::uint32_t> ids;
+    for (const Surface& surface : surfaces_) {
+        ids.push_back(surface.display.id);
+    }
+    return ids;
+}
+
 std::vector<ink::InkView*> InkSurfaces::views() const {
     std::vector<ink::InkView*> result;
     result.reserve(surfaces_.size());

@@ -60,6 +60,8 @@ class InkSurfaces : public DisplayFeature,
 
     const std::vector<Surface>& surfaces() const { return surfaces_; }
     std::vector<ink::InkView*> views() const;
+    // The surfaces' displays, in surface order.
+    std::vector<std::uint32_t> displayIDs() const;
     bool empty() const { return surfaces_.empty(); }
     // The visible view under the pointer, else the first view.
     ink::InkView* viewUnderPointer() const;

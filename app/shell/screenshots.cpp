@@ -207,13 +207,7 @@ struct Screenshots::Job {
 
 Screenshots::Screenshots(const DrawConfig& config, InkSurfaces& surfaces, StatusMenu& menu,
                          platform::WindowPlacer* placer, Host host)
-    : config_(config),
-      surfaces_(surfaces),
-      menu_(menu),
-      placer_(placer),
-      host_(std::move(host)),
-      reader_(platform::createScreenReader()),
-      sound_(platform::createSoundPlayer()) {
+    : config_(config), surfaces_(surfaces), menu_(menu), placer_(placer), host_(std::move(host)) {
     menu_.setSection([this](QMenu& m) { addSection(m); });
 }
 
@@ -285,6 +279,12 @@ ink::Outcome Screenshots::start(ink::InkView* view, std::optional<core::PixelRec
     job->flashRect = viewRect.value_or(QRectF(QPointF(0, 0), QSizeF(view->size())));
     job->folder = folder();
     job->startedAt = platform::monotonicSeconds();
+    // Opened at the first screenshot: a run that takes none pays nothing for them.
+    if (!opened_) {
+        opened_ = true;
+        reader_ = platform::createScreenReader();
+        sound_ = platform::createSoundPlayer();
+    }
     if (!reader_) {
         job->failure = Failure{Failure::Kind::unsupportedOS, {}};
     } else if (const QScreen* screen = view->screen()) {

@@ -72,6 +72,7 @@ class Screenshots : public QObject {
     Host host_;
     std::shared_ptr<platform::ScreenReader> reader_;
     std::unique_ptr<platform::SoundPlayer> sound_;
+    bool opened_ = false;
     std::unique_ptr<core::CaptureHistory> history_;
     int pending_ = 0;
     std::vector<QPointer<QWindow>> flashes_;

@@ -1,7 +1,5 @@
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/ipc.h>
-#include <sys/shm.h>
 #include <unistd.h>
 #include <xcb/composite.h>
 #include <xcb/randr.h>
@@ -40,9 +38,7 @@ double nowSeconds() {
 // A shared-memory segment the server writes a frame into; frames are QImages over it, and it
 // is written again only once every QImage of the last frame has gone.
 struct Segment {
-    xcb_shm_seg_t id = 0;
-    uchar* address = nullptr;
-    std::size_t bytes = 0;
+    x11::SharedSegment shared;
     std::atomic<bool> inUse{false};
 };
 
@@ -102,10 +98,7 @@ class X11CaptureService final : public CaptureService {
         signal();
         thread_.join();
         ::close(wakeFd_);
-        for (auto& segment : segments_) {
-            xcb_shm_detach(c_, segment->id);
-            ::shmdt(segment->address);
-        }
+        for (const auto& segment : segments_) x11::detachSharedSegment(c_, segment->shared);
         xcb_disconnect(c_);
     }
 
@@ -581,31 +574,17 @@ class X11CaptureService final : public CaptureService {
     Segment* freeSegment(std::size_t bytes) {
         for (auto& segment : segments_) {
             bool expected = false;
-            if (segment->bytes >= bytes && segment->inUse.compare_exchange_strong(expected, true))
+            if (segment->shared.bytes >= bytes &&
+                segment->inUse.compare_exchange_strong(expected, true))
                 return segment.get();
         }
         if (segments_.size() >= kSegmentsPerStream * 4)
             return nullptr;
-        const int id = ::shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
-        if (id < 0)
+        auto attached = x11::attachSharedSegment(c_, bytes);
+        if (!attached)
             return nullptr;
-        void* address = ::shmat(id, nullptr, 0);
         auto segment = std::make_unique<Segment>();
-        segment->id = xcb_generate_id(c_);
-        const bool attached =
-            address != reinterpret_cast<void*>(-1) &&
-            x11::check(c_, xcb_shm_attach_checked(c_, segment->id, std::uint32_t(id), 0),
-                       "attaching shared memory")
-                .has_value();
-        // Gone with the last detach, whatever happens to this process.
-        ::shmctl(id, IPC_RMID, nullptr);
-        if (!attached) {
-            if (address != reinterpret_cast<void*>(-1))
-                ::shmdt(address);
-            return nullptr;
-        }
-        segment->address = static_cast<uchar*>(address);
-        segment->bytes = bytes;
+        segment->shared = *attached;
         segment->inUse = true;
         segments_.push_back(std::move(segment));
         return segments_.back().get();
@@ -620,7 +599,7 @@ class X11CaptureService final : public CaptureService {
             c_,
             xcb_shm_get_image(c_, target_, 0, 0, std::uint16_t(size.width()),
                               std::uint16_t(size.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP,
-                              segment->id, 0),
+                              segment->shared.id, 0),
             nullptr));
         if (!reply) {
             segment->inUse = false;
@@ -629,8 +608,9 @@ class X11CaptureService final : public CaptureService {
         // The image borrows the segment; the segment is free again when the last copy of the
         // image goes.
         return QImage(
-            segment->address, size.width(), size.height(), size.width() * 4, QImage::Format_RGB32,
-            [](void* s) { static_cast<Segment*>(s)->inUse = false; }, segment);
+            segment->shared.address, size.width(), size.height(), size.width() * 4,
+            QImage::Format_RGB32, [](void* s) { static_cast<Segment*>(s)->inUse = false; },
+            segment);
     }
 
     xcb_connection_t* c_;
@@ -679,26 +659,19 @@ void X11Stream::stop(std::function<void()> done) {
 }  // namespace
 
 std::unique_ptr<CaptureService> createCaptureService(std::string* why) {
-    const auto qt = x11::qtConnection();
-    if (!qt) {
+    const auto own = x11::openOwnConnection();
+    if (!own) {
         if (why)
-            *why = "there is no X display";
+            *why = own.error();
         return nullptr;
     }
-    int screenNumber = 0;
-    xcb_connection_t* c = xcb_connect(x11::qtDisplayName().c_str(), &screenNumber);
+    xcb_connection_t* c = own->connection;
     const auto fail = [&](const char* reason) -> std::unique_ptr<CaptureService> {
         if (why)
             *why = reason;
         xcb_disconnect(c);
         return nullptr;
     };
-    if (xcb_connection_has_error(c))
-        return fail("cannot open a second connection to the X server");
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(c));
-    for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
-    if (!screens.rem)
-        return fail("the X server lacks the screen it was asked for");
     const auto present = [&](xcb_extension_t* extension) {
         const auto* data = xcb_get_extension_data(c, extension);
         return data && data->present;
@@ -717,7 +690,7 @@ std::unique_ptr<CaptureService> createCaptureService(std::string* why) {
     const int wake = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (wake < 0)
         return fail("no event descriptor for the capture thread");
-    return std::make_unique<X11CaptureService>(c, screens.data->root, screens.data->root_visual,
+    return std::make_unique<X11CaptureService>(c, own->screen->root, own->screen->root_visual,
                                                wake);
 }
 

@@ -53,22 +53,18 @@ xcb_visualid_t argbVisual(const xcb_screen_t& screen) {
     return 0;
 }
 
-std::expected<Setup, std::string> connect(const std::string& name) {
+std::expected<Setup, std::string> connect() {
+    const auto own = x11::openOwnConnection();
+    if (!own)
+        return std::unexpected(own.error());
     Setup s;
-    int screenNumber = 0;
-    s.c = xcb_connect(name.empty() ? nullptr : name.c_str(), &screenNumber);
+    s.c = own->connection;
     const auto fail = [&](std::string why) {
         xcb_disconnect(s.c);
         return std::unexpected(std::move(why));
     };
-    if (xcb_connection_has_error(s.c))
-        return fail("cannot open a second connection to the X server");
     const xcb_setup_t* setup = xcb_get_setup(s.c);
-    auto screens = xcb_setup_roots_iterator(setup);
-    for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
-    if (!screens.rem)
-        return fail("the X server lacks the screen it was asked for");
-    const xcb_screen_t& screen = *screens.data;
+    const xcb_screen_t& screen = *own->screen;
     s.root = screen.root;
     s.visual = argbVisual(screen);
     if (!s.visual)
@@ -703,7 +699,7 @@ class X11PointerStage final : public PointerStage {
 std::unique_ptr<PointerStage> createPointerStage() {
     if (!x11::qtConnection())
         return nullptr;
-    auto setup = connect(x11::qtDisplayName());
+    auto setup = connect();
     if (!setup) {
         std::cerr << "draw: pointer aids are off: " << setup.error() << "\n";
         return nullptr;

@@ -1,8 +1,5 @@
-#include <sys/ipc.h>
-#include <sys/shm.h>
 #include <xcb/shm.h>
 
-#include <QGuiApplication>
 #include <cstring>
 #include <mutex>
 
@@ -43,41 +40,25 @@ class X11ScreenReader final : public ScreenReader {
   private:
     std::expected<QImage, std::string> readShared(const QRect& rect) {
         const std::size_t bytes = std::size_t(rect.width()) * std::size_t(rect.height()) * 4;
-        if (bytes > segmentBytes_) {
+        if (!segment_ || bytes > segment_->bytes) {
             release();
-            const int id = ::shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
-            if (id < 0)
-                return std::unexpected(std::string("no shared memory: ") + std::strerror(errno));
-            void* address = ::shmat(id, nullptr, 0);
-            if (address == reinterpret_cast<void*>(-1)) {
-                ::shmctl(id, IPC_RMID, nullptr);
-                return std::unexpected(std::string("no shared memory: ") + std::strerror(errno));
-            }
-            segment_ = xcb_generate_id(c_);
-            const auto attached =
-                x11::check(c_, xcb_shm_attach_checked(c_, segment_, std::uint32_t(id), 0),
-                           "attaching shared memory");
-            // Gone with the last detach, whatever happens to this process.
-            ::shmctl(id, IPC_RMID, nullptr);
-            if (!attached) {
-                ::shmdt(address);
+            auto attached = x11::attachSharedSegment(c_, bytes);
+            if (!attached)
                 return std::unexpected(attached.error());
-            }
-            address_ = address;
-            segmentBytes_ = bytes;
+            segment_ = *attached;
         }
         xcb_generic_error_t* error = nullptr;
         const x11::Owned<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
             c_,
             xcb_shm_get_image(c_, root_, std::int16_t(rect.x()), std::int16_t(rect.y()),
                               std::uint16_t(rect.width()), std::uint16_t(rect.height()), ~0u,
-                              XCB_IMAGE_FORMAT_Z_PIXMAP, segment_, 0),
+                              XCB_IMAGE_FORMAT_Z_PIXMAP, segment_->id, 0),
             &error));
         if (!reply)
             return std::unexpected(readFailure(error));
         if (reply->depth != 24 && reply->depth != 32)
             return std::unexpected(std::string("the screen's pixel format is not supported"));
-        return toImage(static_cast<const uchar*>(address_), rect.size());
+        return toImage(segment_->address, rect.size());
     }
 
     std::expected<QImage, std::string> readPlain(const QRect& rect) {
@@ -114,44 +95,26 @@ class X11ScreenReader final : public ScreenReader {
     }
 
     void release() {
-        if (!address_)
-            return;
-        xcb_shm_detach(c_, segment_);
-        xcb_flush(c_);
-        ::shmdt(address_);
-        address_ = nullptr;
-        segmentBytes_ = 0;
+        if (segment_)
+            x11::detachSharedSegment(c_, *segment_);
+        segment_.reset();
     }
 
     std::mutex mutex_;
     xcb_connection_t* c_;
     xcb_window_t root_;
     bool shm_;
-    xcb_shm_seg_t segment_ = 0;
-    void* address_ = nullptr;
-    std::size_t segmentBytes_ = 0;
+    std::optional<x11::SharedSegment> segment_;
 };
 
 }  // namespace
 
 std::unique_ptr<ScreenReader> createScreenReader() {
-    const auto qt = x11::qtConnection();
-    if (!qt)
+    const auto own = x11::openOwnConnection();
+    if (!own)
         return nullptr;
-    int screenNumber = 0;
-    xcb_connection_t* c = xcb_connect(x11::qtDisplayName().c_str(), &screenNumber);
-    if (xcb_connection_has_error(c)) {
-        xcb_disconnect(c);
-        return nullptr;
-    }
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(c));
-    for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
-    if (!screens.rem) {
-        xcb_disconnect(c);
-        return nullptr;
-    }
-    const auto* extension = xcb_get_extension_data(c, &xcb_shm_id);
-    return std::make_unique<X11ScreenReader>(c, screens.data->root,
+    const auto* extension = xcb_get_extension_data(own->connection, &xcb_shm_id);
+    return std::make_unique<X11ScreenReader>(own->connection, own->screen->root,
                                              extension && extension->present);
 }
 

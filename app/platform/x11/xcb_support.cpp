@@ -1,8 +1,12 @@
 #include "app/platform/x11/xcb_support.h"
 
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <xcb/shm.h>
 #include <xcb/xinput.h>
 
 #include <QGuiApplication>
+#include <cerrno>
 #include <cstring>
 
 // After Qt's headers, which its macros would break.
@@ -14,6 +18,52 @@ std::string qtDisplayName() {
     auto* native =
         qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     return native && native->display() ? XDisplayString(native->display()) : "";
+}
+
+std::expected<OwnConnection, std::string> openOwnConnection() {
+    if (!qtConnection())
+        return std::unexpected(std::string("there is no X display"));
+    int screenNumber = 0;
+    xcb_connection_t* c = xcb_connect(qtDisplayName().c_str(), &screenNumber);
+    if (xcb_connection_has_error(c)) {
+        xcb_disconnect(c);
+        return std::unexpected(std::string("cannot open a second connection to the X server"));
+    }
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(c));
+    for (int i = 0; i < screenNumber && screens.rem; ++i) xcb_screen_next(&screens);
+    if (!screens.rem) {
+        xcb_disconnect(c);
+        return std::unexpected(std::string("the X server lacks the screen it was asked for"));
+    }
+    return OwnConnection{c, screens.data};
+}
+
+std::expected<SharedSegment, std::string> attachSharedSegment(xcb_connection_t* c,
+                                                              std::size_t bytes) {
+    const int id = ::shmget(IPC_PRIVATE, bytes, IPC_CREAT | 0600);
+    if (id < 0)
+        return std::unexpected(std::string("no shared memory: ") + std::strerror(errno));
+    void* address = ::shmat(id, nullptr, 0);
+    if (address == reinterpret_cast<void*>(-1)) {
+        const std::string why = std::string("no shared memory: ") + std::strerror(errno);
+        ::shmctl(id, IPC_RMID, nullptr);
+        return std::unexpected(why);
+    }
+    SharedSegment segment{xcb_generate_id(c), static_cast<unsigned char*>(address), bytes};
+    const auto attached = check(c, xcb_shm_attach_checked(c, segment.id, std::uint32_t(id), 0),
+                                "attaching shared memory");
+    ::shmctl(id, IPC_RMID, nullptr);
+    if (!attached) {
+        ::shmdt(address);
+        return std::unexpected(attached.error());
+    }
+    return segment;
+}
+
+void detachSharedSegment(xcb_connection_t* c, const SharedSegment& segment) {
+    xcb_shm_detach(c, segment.id);
+    xcb_flush(c);
+    ::shmdt(segment.address);
 }
 
 std::optional<XConnection> qtConnection() {

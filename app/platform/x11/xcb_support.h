@@ -33,6 +33,25 @@ std::optional<XConnection> qtConnection();
 // The display Qt connected to, for connections of our own beside Qt's; empty without one.
 std::string qtDisplayName();
 
+// A connection of our own to Qt's display, for work on a thread of its own, with the screen Qt
+// uses; the caller disconnects. The error says why there is none.
+struct OwnConnection {
+    xcb_connection_t* connection = nullptr;
+    const xcb_screen_t* screen = nullptr;
+};
+std::expected<OwnConnection, std::string> openOwnConnection();
+
+// A private shared-memory segment (mode 0600) of `bytes` attached to the server and already
+// marked for removal, so it goes with the last detach whatever happens to this process.
+struct SharedSegment {
+    std::uint32_t id = 0;  // the server's name for it
+    unsigned char* address = nullptr;
+    std::size_t bytes = 0;
+};
+std::expected<SharedSegment, std::string> attachSharedSegment(xcb_connection_t* c,
+                                                              std::size_t bytes);
+void detachSharedSegment(xcb_connection_t* c, const SharedSegment& segment);
+
 // An xcb implementation built on Qt's connection, or nothing when Qt does not run on xcb.
 template <class Interface, class Implementation>
 std::unique_ptr<Interface> makeOnQtConnection() {
