@@ -13,24 +13,29 @@ using namespace scrawlet::e2e;
 
 constexpr std::uint32_t kYellow = 0xffff00;
 
-// A plain window of another client, yellow, at a known place on monitor A.
+// Plain windows of another client, yellow, 200 × 150 at (100, 100) of monitor A and, when
+// asked, at the same place on monitor B.
 class OtherApplication {
   public:
-    OtherApplication() : c_(xcb_connect(nullptr, nullptr)) {
+    explicit OtherApplication(bool onBoth = false) : c_(xcb_connect(nullptr, nullptr)) {
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
-        window_ = xcb_generate_id(c_);
-        const std::uint32_t values[] = {kYellow, 1};
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, window_, screen->root, 100, 100, 200, 150, 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
-                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
-        xcb_map_window(c_, window_);
+        for (const std::int16_t x : {std::int16_t(100), std::int16_t(1060)}) {
+            if (x > 960 && !onBoth) {
+                break;
+            }
+            const xcb_window_t window = xcb_generate_id(c_);
+            const std::uint32_t values[] = {kYellow, 1};
+            xcb_create_window(c_, XCB_COPY_FROM_PARENT, window, screen->root, x, 100, 200, 150, 0,
+                              XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                              XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+            xcb_map_window(c_, window);
+        }
         std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
     }
     ~OtherApplication() { xcb_disconnect(c_); }
 
   private:
     xcb_connection_t* c_;
-    xcb_window_t window_;
 };
 
 class DrawCapture : public DrawRun {
@@ -40,7 +45,8 @@ class DrawCapture : public DrawRun {
     // `during` runs once frames have started.
     nlohmann::ordered_json captureRun(std::vector<std::string> extra,
                                       const std::function<void()>& during = {}) {
-        OtherApplication other;
+        // The dump is the first frame of either monitor, whichever comes first.
+        OtherApplication other(true);
         extra.insert(extra.end(), {"SCRAWLET_DRAW_CAPTURE=1", "SCRAWLET_DRAW_PANEL_SENTINEL=1",
                                    "SCRAWLET_DRAW_CAPTURE_DUMP=" + dump().string()});
         auto run = startAndAwaitBanner(extra);
