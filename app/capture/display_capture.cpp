@@ -313,8 +313,9 @@ void DisplayCapture::sampled(Shared& shared, const Service::Stream& stream,
         onSample({identity.displayID, identity.generation, arrival, sample.presentation,
                   sample.status, sample.image, width, height, sample.contentRect});
     }
-    if (sample.status == 0 && !sample.image.isNull() && onFrame) {
-        onFrame({identity.displayID, sample.image, QRectF(0, 0, width, height), sample.region});
+    if (sample.status == 0 && (!sample.image.isNull() || sample.projected) && onFrame) {
+        onFrame({identity.displayID, sample.image, QRectF(0, 0, width, height), sample.region,
+                 sample.projected});
     }
 }
 

@@ -45,6 +45,8 @@ class DisplayCapture {
         QRectF contentRect;
         // The part of the display the image shows, in the display's pixels.
         QRect region;
+        // Drawn into the display's projection; the image is null when nobody asked for it.
+        bool projected = false;
     };
     struct Sample {
         std::uint32_t displayID = 0;

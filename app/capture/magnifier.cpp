@@ -4,9 +4,12 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
+#include <QSurfaceFormat>
+#include <QVariant>
 #include <cmath>
 #include <iostream>
 
+#include "app/aids/aid_window.h"
 #include "app/log/frontmost_log.h"
 #include "core/number_format.h"
 
@@ -22,53 +25,24 @@ core::AidRect aidRect(const QRect& r) {
 
 }  // namespace
 
-void MagnifierPanel::present(const DisplayCapture::Frame& frame, const QRectF& source) {
-    frame_ = frame;
-    source_ = source;
-    update();
-}
-
-void MagnifierPanel::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    const QRectF bounds(QPointF(0, 0), QSizeF(size()));
-    painter.fillRect(bounds, lens_ ? QColor(Qt::transparent) : QColor(Qt::black));
-    QPainterPath outline;
-    if (lens_) {
-        const QRectF inset = bounds.adjusted(kOutlineInsetPoints, kOutlineInsetPoints,
-                                             -kOutlineInsetPoints, -kOutlineInsetPoints);
-        if (shape_ == core::RegionShape::circle) {
-            outline.addEllipse(inset);
-        } else {
-            outline.addRoundedRect(inset, 0.12 * inset.width(), 0.12 * inset.height());
-        }
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.fillPath(outline, Qt::black);
-        painter.setClipPath(outline);
-        painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    }
-    if (!frame_.image.isNull() && source_.width() > 0 && source_.height() > 0) {
-        // Where the frame's part of the display lands once the source fills the window.
-        const double sx = width() / source_.width();
-        const double sy = height() / source_.height();
-        const QRectF target((frame_.region.x() - source_.x()) * sx,
-                            (frame_.region.y() - source_.y()) * sy, frame_.region.width() * sx,
-                            frame_.region.height() * sy);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(target, frame_.image);
-    }
-    if (lens_) {
-        painter.setClipping(false);
-        painter.setPen(QPen(QColor::fromRgbF(1, 1, 1, 0.85f), kBorderPoints));
-        painter.drawPath(outline);
+MagnifierPanel::MagnifierPanel(bool lens) {
+    setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+             Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
+    // A zero user time on mapping keeps the focus with the user's application.
+    setProperty("_q_showWithoutActivating", true);
+    // The full-screen zoom is opaque, so a compositing manager need not draw what it covers.
+    if (lens) {
+        QSurfaceFormat format = requestedFormat();
+        format.setAlphaBufferSize(8);
+        setFormat(format);
     }
 }
 
-Magnifier::Magnifier(Kind kind, const core::ZoomSettings& settings, Watch watch,
+Magnifier::Magnifier(Kind kind, const core::ZoomSettings& settings, Project project,
                      platform::WindowPlacer* placer, platform::WindowPlacement placement)
     : kind_(kind),
       settings_(settings),
-      watch_(std::move(watch)),
+      project_(std::move(project)),
       placer_(placer),
       placement_(placement) {
     placement_.transparentForInput = true;
@@ -121,9 +95,6 @@ void Magnifier::reanchor(const platform::Display& display) {
 
 void Magnifier::apply(const core::ZoomSettings& settings) {
     settings_ = settings;
-    for (Surface& s : surfaces_) {
-        s.panel->setShape(settings_.lensShape);
-    }
 }
 
 void Magnifier::setActive(bool active) {
@@ -134,7 +105,6 @@ void Magnifier::setActive(bool active) {
     if (active) {
         for (Surface& s : surfaces_) {
             s.centre.reset();
-            s.panel->setShape(settings_.lensShape);
         }
         clock_.start(aids::refreshMilliseconds());
         tick();
@@ -144,8 +114,6 @@ void Magnifier::setActive(bool active) {
             s.panel->hide();
         }
         stopWatching();
-        std::lock_guard lock(lock_);
-        latest_.clear();
     }
     const bool lens = kind_ == Kind::lens;
     log::FrontmostLog::shared().record(
@@ -157,26 +125,50 @@ void Magnifier::setActive(bool active) {
 }
 
 void Magnifier::stopWatching() {
-    if (watched_ && watch_) {
-        watch_(*watched_, std::nullopt);
+    if (watched_ && project_) {
+        project_(*watched_, std::nullopt);
     }
     watched_.reset();
+    watchedDisplay_ = -1;
+    shown_.reset();
 }
 
 void Magnifier::store(const DisplayCapture::Frame& frame) {
-    if (!active_) {
-        return;
-    }
-    std::lock_guard lock(lock_);
-    latest_[frame.displayID] = frame;
-    if (!presentPosted_) {
-        presentPosted_ = true;
-        QMetaObject::invokeMethod(
-            this, [this] { present(false); }, Qt::QueuedConnection);
+    if (active_ && frame.projected && watchedDisplay_ == std::int64_t(frame.displayID)) {
+        ++presentedFrames_;
     }
 }
 
-// Moves the panel and the watched part of the display with the pointer.
+void Magnifier::drawOutline(QSize size, double scale) {
+    if (mask_.size() == size && outlineShape_ == settings_.lensShape) {
+        return;
+    }
+    outlineShape_ = settings_.lensShape;
+    const double inset = kOutlineInsetPoints * scale;
+    const QRectF bounds =
+        QRectF(QPointF(0, 0), QSizeF(size)).adjusted(inset, inset, -inset, -inset);
+    QPainterPath outline;
+    if (outlineShape_ == core::RegionShape::circle) {
+        outline.addEllipse(bounds);
+    } else {
+        outline.addRoundedRect(bounds, 0.12 * bounds.width(), 0.12 * bounds.height());
+    }
+    mask_ = QImage(size, QImage::Format_Alpha8);
+    mask_.fill(Qt::transparent);
+    decoration_ = QImage(size, QImage::Format_ARGB32_Premultiplied);
+    decoration_.fill(Qt::transparent);
+    {
+        QPainter painter(&mask_);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.fillPath(outline, Qt::black);
+    }
+    QPainter painter(&decoration_);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor::fromRgbF(1, 1, 1, 0.85f), kBorderPoints * scale));
+    painter.drawPath(outline);
+}
+
+// Moves the panel and what the capture draws into it with the pointer.
 void Magnifier::tick() {
     if (!active_) {
         return;
@@ -214,62 +206,36 @@ void Magnifier::tick() {
         frame = under->screen->geometry();
         source = core::fullScreenSource(*under->centre, screen, settings_.level, w, h);
     }
-    source_ = QRectF(source.x * w, source.y * h, source.width * w, source.height * h);
     if (under->panel->geometry() != frame) {
         under->panel->setGeometry(frame);
     }
-    const QRect watched =
-        source_.toAlignedRect().intersected(QRect(0, 0, int(std::lround(w)), int(std::lround(h))));
+    // Drawn into only once mapped: a window's pixels exist from then on.
+    if (!under->panel->isVisible()) {
+        under->panel->show();
+    }
+    platform::CaptureService::Projection projection;
+    projection.window = std::uint32_t(under->panel->winId());
+    projection.windowSize = (QSizeF(frame.size()) * scale).toSize();
+    projection.source = QRectF(source.x * w, source.y * h, source.width * w, source.height * h);
+    if (kind_ == Kind::lens) {
+        drawOutline(projection.windowSize, scale);
+        projection.mask = mask_;
+        projection.decoration = decoration_;
+    }
     if (watched_ && *watched_ != under->displayID) {
         stopWatching();
     }
+    // A still pointer over the same settings changes nothing; new frames keep coming.
+    if (shown_ == projection) {
+        ++idleTicks_;
+        return;
+    }
     watched_ = under->displayID;
-    if (watch_) {
-        watch_(under->displayID, watched.isEmpty() ? std::nullopt : std::optional(watched));
+    watchedDisplay_ = under->displayID;
+    shown_ = projection;
+    if (project_) {
+        project_(under->displayID, std::move(projection));
     }
-    // The frame of the new region comes at once and is shown then; showing the last one
-    // again here would paint twice a refresh. Only a panel not shown yet is shown now.
-    if (!under->panel->isVisible()) {
-        present(true);
-    }
-}
-
-void Magnifier::present(bool fromClock) {
-    std::optional<DisplayCapture::Frame> frame;
-    {
-        std::lock_guard lock(lock_);
-        if (!fromClock) {
-            presentPosted_ = false;
-        }
-        if (watched_) {
-            if (const auto found = latest_.find(*watched_); found != latest_.end()) {
-                frame = found->second;
-            }
-        }
-    }
-    Surface* surface = watched_ ? find(*watched_) : nullptr;
-    if (!active_ || !surface || !frame) {
-        if (fromClock) {
-            ++idleTicks_;
-        }
-        return;
-    }
-    // A still screen under a still pointer is not painted again.
-    if (surface->panel->isVisible() && source_ == shownSource_ && frame->region == shownRegion_ &&
-        frame->image == shownImage_) {
-        if (fromClock) {
-            ++idleTicks_;
-        }
-        return;
-    }
-    shownSource_ = source_;
-    shownRegion_ = frame->region;
-    shownImage_ = frame->image;
-    surface->panel->present(*frame, source_);
-    if (!surface->panel->isVisible()) {
-        surface->panel->show();
-    }
-    ++presentedFrames_;
 }
 
 }  // namespace scrawlet::capture

@@ -3,22 +3,20 @@
 // under the pointer with an enlarged view whose centre eases after the pointer.
 //
 // One panel per display, at most one shown: the one under the pointer. While on, a clock at the
-// display's refresh moves the panel, tells the capture which part of the display to watch, and
-// shows the newest frame of it; a new frame is shown as soon as it arrives. Captured frames
-// leave out this application's windows, so a magnifier never magnifies itself. Off, nothing
-// runs and nothing is watched. Main thread only, apart from `store`.
+// display's refresh moves the panel and tells the capture which part of the display it shows;
+// the capture draws each frame of that part into the panel as soon as it has it. Captured
+// frames leave out this application's windows, so a magnifier never magnifies itself. Off,
+// nothing runs and nothing is watched. Main thread only, apart from `store`.
 #pragma once
 
 #include <QTimer>
+#include <QWindow>
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
-#include "app/aids/aid_window.h"
 #include "app/capture/display_capture.h"
 #include "app/platform/display_feature.h"
 #include "app/platform/window_placement.h"
@@ -27,32 +25,21 @@
 
 namespace scrawlet::capture {
 
-// Shows part of a captured frame scaled to fill the window; the lens clips it to its outline.
-class MagnifierPanel : public aids::AidWindow {
+// The window a magnifier shows the display in. The capture draws into it on the window
+// system's side; Qt never paints it.
+class MagnifierPanel : public QWindow {
   public:
-    explicit MagnifierPanel(bool lens) : lens_(lens) {}
-    void setShape(core::RegionShape shape) { shape_ = shape; }
-    // `source` is in the display's pixels; the frame may cover another part of the display
-    // than the source (the capture follows a frame later), and is placed where it belongs.
-    void present(const DisplayCapture::Frame& frame, const QRectF& source);
-
-  protected:
-    void paintEvent(QPaintEvent* event) override;
-
-  private:
-    bool lens_;
-    core::RegionShape shape_ = core::RegionShape::circle;
-    DisplayCapture::Frame frame_;
-    QRectF source_;
+    explicit MagnifierPanel(bool lens);
 };
 
 class Magnifier : public QObject, public platform::DisplayFeature {
   public:
     enum class Kind { lens, fullScreen };
-    // Which part of a display to capture, in its pixels; nothing to stop watching it.
-    using Watch = std::function<void(std::uint32_t displayID, std::optional<QRect> pixels)>;
+    // The window a display's frames are to be drawn into; nothing to stop drawing them.
+    using Project = std::function<void(std::uint32_t displayID,
+                                       std::optional<platform::CaptureService::Projection>)>;
 
-    Magnifier(Kind kind, const core::ZoomSettings& settings, Watch watch,
+    Magnifier(Kind kind, const core::ZoomSettings& settings, Project project,
               platform::WindowPlacer* placer, platform::WindowPlacement placement);
     ~Magnifier() override;
 
@@ -66,7 +53,7 @@ class Magnifier : public QObject, public platform::DisplayFeature {
     // Records the change in the event log; nothing happens when the state is already `active`.
     void setActive(bool active);
     bool isActive() const { return active_; }
-    // The newest frame of a display; from the capture thread.
+    // A frame the capture took; from the capture thread.
     void store(const DisplayCapture::Frame& frame);
 
     std::uint64_t presentedFrames() const { return presentedFrames_; }
@@ -81,27 +68,26 @@ class Magnifier : public QObject, public platform::DisplayFeature {
     };
     Surface* find(std::uint32_t displayID);
     void tick();
-    // Shows the newest frame of the display under the pointer, if it came since the last one.
-    void present(bool fromClock);
     void stopWatching();
+    // The lens's outline at `size` pixels: where it shows the frame, and its border.
+    void drawOutline(QSize size, double scale);
 
     Kind kind_;
     core::ZoomSettings settings_;
-    Watch watch_;
+    Project project_;
     platform::WindowPlacer* placer_;
     platform::WindowPlacement placement_;
     std::vector<Surface> surfaces_;
     QTimer clock_;
     std::atomic<bool> active_{false};
     std::optional<std::uint32_t> watched_;
-    QRectF source_;  // what the current surface shows, in its display's pixels
-    QRectF shownSource_;
-    QRect shownRegion_;
-    QImage shownImage_;
-    std::mutex lock_;
-    std::unordered_map<std::uint32_t, DisplayCapture::Frame> latest_;
-    bool presentPosted_ = false;
-    std::uint64_t presentedFrames_ = 0;
+    // The watched display for the capture thread; -1 for none.
+    std::atomic<std::int64_t> watchedDisplay_{-1};
+    std::optional<platform::CaptureService::Projection> shown_;
+    QImage mask_;
+    QImage decoration_;
+    core::RegionShape outlineShape_ = core::RegionShape::circle;
+    std::atomic<std::uint64_t> presentedFrames_{0};
     std::uint64_t idleTicks_ = 0;
 };
 

@@ -53,6 +53,24 @@ class CaptureService {
         QRectF contentRect;
         // The part of the display the image shows, in the display's pixels.
         QRect region;
+        // Whether the frame was also drawn into the display's projection.
+        bool projected = false;
+    };
+
+    // A window of ours that shows part of a display enlarged. The service draws each captured
+    // frame into it itself, scaled with linear filtering, so frames that are only looked at
+    // never travel through this process.
+    struct Projection {
+        std::uint32_t window = 0;
+        QSize windowSize;  // in pixels
+        // The part of the display the window shows, in the display's pixels.
+        QRectF source;
+        // Where the window shows the frame (Format_Alpha8, the window's size); null for
+        // everywhere.
+        QImage mask;
+        // Drawn over the frame (premultiplied ARGB, the window's size); may be null.
+        QImage decoration;
+        bool operator==(const Projection&) const = default;
     };
 
     class Stream {
@@ -88,6 +106,9 @@ class CaptureService {
     // What of a display its consumers watch, in the display's pixels; only that is captured,
     // and nothing at all while no display has a region.
     virtual void setRegion(std::uint32_t displayID, std::optional<QRect> region) = 0;
+    // The window a display's frames are drawn into; the part of the display it shows is then
+    // captured too.
+    virtual void setProjection(std::uint32_t displayID, std::optional<Projection> projection) = 0;
     // Nothing is delivered after `unwatch`.
     virtual void watchSystemEvents(SystemEvents events) = 0;
     virtual void unwatchSystemEvents() = 0;

@@ -29,16 +29,17 @@ bool DrawAppDelegate::ensureCapture() {
     if (!lens_) {
         const core::ZoomSettings settings = zoomSettings();
         zoomLevel_ = settings.level;
-        const auto watch = [this](std::uint32_t id, std::optional<QRect> pixels) {
+        const auto project = [this](std::uint32_t id,
+                                    std::optional<platform::CaptureService::Projection> p) {
             if (capture_) {
-                capture_->watch(id, pixels);
+                capture_->project(id, std::move(p));
             }
         };
         const platform::WindowPlacement placement = overlayPlacement(config_, true);
         lens_ = std::make_unique<capture::Magnifier>(capture::Magnifier::Kind::lens, settings,
-                                                     watch, placer_.get(), placement);
+                                                     project, placer_.get(), placement);
         fullScreenZoom_ = std::make_unique<capture::Magnifier>(
-            capture::Magnifier::Kind::fullScreen, settings, watch, placer_.get(), placement);
+            capture::Magnifier::Kind::fullScreen, settings, project, placer_.get(), placement);
         displays_.addFeature(*lens_);
         displays_.addFeature(*fullScreenZoom_);
         capture_->addObserver([lens = lens_.get(), zoom = fullScreenZoom_.get()](

@@ -19,7 +19,6 @@ std::unique_ptr<DrawCapture> DrawCapture::startIfAsked(const DrawConfig& config,
     if (!draw) {
         return nullptr;
     }
-    draw->wholeDisplays_ = true;
     draw->panelPixels_ = panelPixels;
     draw->dumpPath_ = config.captureDumpPath.value_or("");
     draw->capture_->excludeOurWindows = !config.captureSelfTest;
@@ -64,10 +63,9 @@ DrawCapture::DrawCapture(std::unique_ptr<platform::CaptureService> service, QObj
     : service_(std::move(service)),
       capture_(std::make_unique<capture::DisplayCapture>(*service_, capture::Loop::qt(context))) {}
 
-void DrawCapture::watch(std::uint32_t displayID, std::optional<QRect> pixels) {
-    if (!wholeDisplays_) {
-        service_->setRegion(displayID, pixels);
-    }
+void DrawCapture::project(std::uint32_t displayID,
+                          std::optional<platform::CaptureService::Projection> projection) {
+    service_->setProjection(displayID, std::move(projection));
 }
 
 void DrawCapture::addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer) {
@@ -87,6 +85,9 @@ void DrawCapture::observe(const capture::DisplayCapture::Frame& frame) {
         for (const auto& observer : observers_) {
             observer(frame);
         }
+    }
+    if (frame.image.isNull()) {
+        return;
     }
     if (!dumpPath_.empty() && !dumped_.exchange(true)) {
         // A failed dump is silent: the self-test's count is the result that matters.

@@ -37,8 +37,9 @@ class DrawCapture {
         const std::vector<std::uint32_t>& displays, QObject* context);
     ~DrawCapture();
 
-    // Which part of a display a consumer watches; ignored while whole displays are captured.
-    void watch(std::uint32_t displayID, std::optional<QRect> pixels);
+    // The window that shows part of a display enlarged, drawn into from every frame.
+    void project(std::uint32_t displayID,
+                 std::optional<platform::CaptureService::Projection> projection);
     // Runs for every frame, on the capture thread.
     void addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer);
 
@@ -55,7 +56,6 @@ class DrawCapture {
     std::string dumpPath_;
     std::atomic<bool> dumped_{false};
     std::atomic<std::uint64_t> selfCaptured_{0};
-    bool wholeDisplays_ = false;
     std::mutex observersLock_;
     std::vector<std::function<void(const capture::DisplayCapture::Frame&)>> observers_;
 };

@@ -29,17 +29,34 @@ class OtherApplication {
                               XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                               XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
             xcb_map_window(c_, window);
+            windows_.push_back(window);
         }
         std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
     }
     ~OtherApplication() { xcb_disconnect(c_); }
 
+    // Paints every window in `colour`, as an application redrawing itself would.
+    void repaint(std::uint32_t colour) {
+        for (const xcb_window_t window : windows_) {
+            xcb_change_window_attributes(c_, window, XCB_CW_BACK_PIXEL, &colour);
+            xcb_clear_area(c_, 0, window, 0, 0, 0, 0);
+        }
+        std::free(xcb_get_input_focus_reply(c_, xcb_get_input_focus(c_), nullptr));
+    }
+
   private:
     xcb_connection_t* c_;
+    std::vector<xcb_window_t> windows_;
 };
 
 class DrawCapture : public DrawRun {
   protected:
+    void chord(std::initializer_list<std::uint32_t> keys) {
+        for (const auto k : keys) ASSERT_TRUE(input->setKey(k, true));
+        for (auto k = std::rbegin(keys); k != std::rend(keys); ++k)
+            ASSERT_TRUE(input->setKey(*k, false));
+    }
+
     std::filesystem::path dump() const { return tmp.path() / "frame.png"; }
 
     // `during` runs once frames have started.
@@ -111,11 +128,7 @@ TEST_F(DrawCapture, TheLensMagnifiesOtherWindowsButNotOurInk) {
     const QRgb desktop = onScreen({200, 330});
     ASSERT_NE(desktop & 0xffffff, kYellow);
     ASSERT_TRUE(input->movePointer({200, 175}));
-    const auto chord = [&](std::uint32_t key) {
-        for (const auto k : {0xffe3u, 0xffe9u, key}) ASSERT_TRUE(input->setKey(k, true));
-        for (const auto k : {key, 0xffe9u, 0xffe3u}) ASSERT_TRUE(input->setKey(k, false));
-    };
-    chord(0x7a);  // Ctrl+Alt+Z
+    chord({0xffe3u, 0xffe9u, 0x7au});  // Ctrl+Alt+Z
     ASSERT_TRUE(awaitEvents("lensToggle", 1)) << run->standardError();
     EXPECT_EQ(events("lensToggle")[0]["note"], "active=true zoom=2.0 size=400.0");
     // Level 2 round (200, 175) in a 400-point lens held at the top-left corner: 2 points of
@@ -124,14 +137,42 @@ TEST_F(DrawCapture, TheLensMagnifiesOtherWindowsButNotOurInk) {
     EXPECT_TRUE(awaitColour({200, 330}, qRgb(255, 255, 0))) << std::hex << onScreen({200, 330});
     EXPECT_EQ(onScreen({200, 200}) & 0xffffff, kYellow) << std::hex << onScreen({200, 200});
     EXPECT_NE(onScreen({200, 20}) & 0xffffff, kYellow);
+    // With the pointer still, what the window draws next still reaches the lens.
+    other.repaint(0x0000ff);
+    EXPECT_TRUE(awaitColour({200, 330}, qRgb(0, 0, 255))) << std::hex << onScreen({200, 330});
 
-    chord(0x7a);
+    chord({0xffe3u, 0xffe9u, 0x7au});
     ASSERT_TRUE(awaitEvents("lensToggle", 2));
     EXPECT_TRUE(awaitColour({200, 330}, desktop)) << std::hex << onScreen({200, 330});
     finishWith(*run, SIGUSR2);
     const auto summary = summaryDocument();
     EXPECT_EQ(summary["lensActive"], false);
     EXPECT_GT(summary["lensPresentedFrames"].get<int>(), 0);
+}
+
+// The full-screen zoom fills the display under the pointer with the enlarged quarter round
+// it, leaves our ink out of what it enlarges, and leaves the other display alone.
+TEST_F(DrawCapture, TheFullScreenZoomEnlargesTheDisplayUnderThePointer) {
+    OtherApplication other(true);  // yellow, x 100…300, y 100…250 on both monitors
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL=0"});
+    drag({320, 400}, {420, 400});
+    ASSERT_TRUE(awaitColour({370, 400}, kInk));
+    ASSERT_TRUE(input->movePointer({200, 175}));
+    chord({0xffe3u, 0xffe9u, 0xffe1u, 0x7au});  // Ctrl+Alt+Shift+Z
+    ASSERT_TRUE(awaitEvents("fullScreenZoomToggle", 1)) << run->standardError();
+    // Level 2 near the top-left corner shows the display's top-left quarter: (x, y) on the
+    // screen is (x / 2, y / 2) of the display, so the window spans 200…600 by 200…500, and
+    // our stroke at y 400 would have come out at y 800.
+    EXPECT_TRUE(awaitColour({550, 450}, qRgb(255, 255, 0))) << std::hex << onScreen({550, 450});
+    EXPECT_NE(onScreen({150, 150}) & 0xffffff, kYellow) << std::hex << onScreen({150, 150});
+    EXPECT_NE(onScreen({740, 800}), kInk);
+    EXPECT_EQ(onScreen({960 + 150, 150}) & 0xffffff, kYellow);
+
+    chord({0xffe3u, 0xffe9u, 0xffe1u, 0x7au});
+    ASSERT_TRUE(awaitEvents("fullScreenZoomToggle", 2));
+    EXPECT_TRUE(awaitColour({550, 450}, qRgb(255, 255, 0), false));
+    finishWith(*run, SIGUSR2);
+    EXPECT_GT(summaryDocument()["fullScreenZoomPresentedFrames"].get<int>(), 0);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 #include <xcb/composite.h>
+#include <xcb/damage.h>
 #include <xcb/randr.h>
 #include <xcb/render.h>
 #include <xcb/screensaver.h>
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <mutex>
 #include <thread>
@@ -26,6 +28,14 @@ namespace scrawlet::platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+const xcb_query_extension_reply_t* damageExtension(xcb_connection_t* c) {
+    const auto* data = xcb_get_extension_data(c, &xcb_damage_id);
+    if (!data || !data->present)
+        return nullptr;
+    std::free(xcb_damage_query_version_reply(c, xcb_damage_query_version(c, 1, 1), nullptr));
+    return data;
+}
 
 // Frames handed out at once before the oldest segment must be read into again; a consumer
 // that keeps more than this many alive makes the service allocate more.
@@ -71,6 +81,7 @@ class X11CaptureService final : public CaptureService {
           pid_(std::uint32_t(::getpid())),
           randr_(xcb_get_extension_data(c, &xcb_randr_id)),
           screenSaver_(xcb_get_extension_data(c, &xcb_screensaver_id)),
+          damage_(damageExtension(c)),
           wakeFd_(wake) {
         const auto atoms = x11::internAtoms(
             c_, {"_NET_WM_PID", "_XROOTPMAP_ID", "ESETROOT_PMAP_ID", "_NET_WM_CM_S0"});
@@ -130,6 +141,7 @@ class X11CaptureService final : public CaptureService {
             std::lock_guard lock(mutex_);
             own->running = true;
             own->due = Clock::now();
+            changed_.insert(own->config_.displayID);
             streams_.push_back(own);
         }
         signal();
@@ -140,15 +152,26 @@ class X11CaptureService final : public CaptureService {
         {
             std::lock_guard lock(mutex_);
             if (region && !region->isEmpty()) {
-                // A region that moved is captured at once: the magnifier waits for it.
-                if (regions_[displayID] != *region) {
-                    for (const auto& stream : streams_)
-                        if (stream->config_.displayID == displayID)
-                            stream->due = Clock::now();
-                }
+                if (regions_[displayID] != *region)
+                    captureSoon(displayID);
                 regions_[displayID] = *region;
             } else {
                 regions_.erase(displayID);
+            }
+        }
+        signal();
+    }
+
+    void setProjection(std::uint32_t displayID, std::optional<Projection> projection) override {
+        {
+            std::lock_guard lock(mutex_);
+            const auto found = projections_.find(displayID);
+            if (projection && !projection->windowSize.isEmpty() && !projection->source.isEmpty()) {
+                if (found == projections_.end() || !(found->second == *projection))
+                    captureSoon(displayID);
+                projections_[displayID] = std::move(*projection);
+            } else if (found != projections_.end()) {
+                projections_.erase(found);
             }
         }
         signal();
@@ -170,6 +193,14 @@ class X11CaptureService final : public CaptureService {
     }
 
   private:
+    // What a consumer watches moved: it waits for the new frame, so it is captured at once.
+    void captureSoon(std::uint32_t displayID) {
+        changed_.insert(displayID);
+        for (const auto& stream : streams_)
+            if (stream->config_.displayID == displayID)
+                stream->due = Clock::now();
+    }
+
     void signal() const {
         const std::uint64_t one = 1;
         (void)!::write(wakeFd_, &one, sizeof one);
@@ -219,6 +250,9 @@ class X11CaptureService final : public CaptureService {
                 f.direct.alpha_mask == 0xff && f.direct.alpha_shift == 24 &&
                 f.direct.red_shift == 16 && f.direct.green_shift == 8 && f.direct.blue_shift == 0)
                 argbFormat_ = f.id;
+            if (f.type == XCB_RENDER_PICT_TYPE_DIRECT && f.depth == 8 &&
+                f.direct.alpha_mask == 0xff && f.direct.red_mask == 0)
+                alphaFormat_ = f.id;
         }
         for (auto screens = xcb_render_query_pict_formats_screens_iterator(reply.get());
              screens.rem; xcb_render_pictscreen_next(&screens)) {
@@ -251,25 +285,34 @@ class X11CaptureService final : public CaptureService {
                 lock.lock();
                 continue;
             }
-            const auto [stream, region, origin] = *watched;
+            const Due due = *watched;
             const auto interval = std::chrono::duration_cast<Clock::duration>(
-                std::chrono::duration<double>(1.0 / std::max(1, stream->config_.fps)));
-            stream->due = std::max(stream->due + interval, now);
-            auto events = stream->events_;
+                std::chrono::duration<double>(1.0 / std::max(1, due.stream->config_.fps)));
+            due.stream->due = std::max(due.stream->due + interval, now);
+            auto events = due.stream->events_;
+            const std::uint32_t displayID = due.stream->config_.displayID;
+            changed_.erase(displayID);
+            composedAreas_[displayID] = due.composed;
             lock.unlock();
             handleEvents();
             Sample sample;
             sample.presentation = nowSeconds();
-            if (auto image = capture(region, stream->config_.excludeOwnWindows)) {
-                sample.status = 0;
-                sample.image = std::move(*image);
-                sample.contentRect = QRectF(QPointF(0, 0), QSizeF(sample.image.size()));
-                sample.region = region.translated(-origin);
-            } else {
-                sample.status = 2;
+            compose(due.composed, due.stream->config_.excludeOwnWindows);
+            sample.status = 0;
+            if (due.read) {
+                if (auto image = read(due.read->translated(-due.composed.topLeft()))) {
+                    sample.image = std::move(*image);
+                    sample.contentRect = QRectF(QPointF(0, 0), QSizeF(sample.image.size()));
+                    sample.region = due.read->translated(-due.origin);
+                } else {
+                    sample.status = 2;
+                }
             }
+            if (due.projection)
+                sample.projected = project(*due.projection, due.composed, due.origin);
+            xcb_flush(c_);
             if (events.sample)
-                events.sample(*stream, sample);
+                events.sample(*due.stream, sample);
             lock.lock();
         }
     }
@@ -284,30 +327,64 @@ class X11CaptureService final : public CaptureService {
         handleEvents();
     }
 
-    // The running stream whose frame is due first, with its region.
+    // The running stream whose frame is due first, with what of its display is watched.
     struct Due {
         std::shared_ptr<X11Stream> stream;
-        QRect region;   // in root coordinates
+        QRect composed;             // in root coordinates
+        std::optional<QRect> read;  // in root coordinates, within `composed`
+        std::optional<Projection> projection;
         QPoint origin;  // the display's top-left corner
     };
     std::optional<Due> nextDue() {
         std::optional<Due> next;
         const auto all = monitorsCached();
+        std::unordered_set<xcb_window_t> projected;
+        for (const auto& [id, projection] : projections_) projected.insert(projection.window);
+        for (auto it = outputs_.begin(); it != outputs_.end();) {
+            if (projected.contains(it->first)) {
+                ++it;
+            } else {
+                release(it->second);
+                it = outputs_.erase(it);
+            }
+        }
         for (const auto& stream : streams_) {
             const auto region = regions_.find(stream->config_.displayID);
-            if (!stream->running || region == regions_.end())
+            const auto projection = projections_.find(stream->config_.displayID);
+            // Frames that are only drawn into a projection are taken when what they show
+            // changed; readers get them at the stream's rate.
+            const bool projecting = projection != projections_.end() &&
+                                    (!damage_ || changed_.contains(stream->config_.displayID));
+            if (!stream->running || (region == regions_.end() && !projecting))
                 continue;
             const auto monitor = std::find_if(all.begin(), all.end(), [&](const Monitor& m) {
                 return m.id == stream->config_.displayID;
             });
             if (monitor == all.end())
                 continue;
-            const QRect global =
-                region->second.translated(monitor->rect.topLeft()).intersected(monitor->rect);
-            if (global.isEmpty())
+            Due due{stream, {}, std::nullopt, std::nullopt, monitor->rect.topLeft()};
+            if (region != regions_.end()) {
+                const QRect global =
+                    region->second.translated(due.origin).intersected(monitor->rect);
+                if (!global.isEmpty())
+                    due.read = global;
+                due.composed = global;
+            }
+            if (projecting) {
+                due.projection = projection->second;
+                // Linear filtering reads a pixel beyond the source's edges. The size stays
+                // the same as the source moves, so the frame's pixmap is made again only at
+                // the display's edges.
+                const QRectF& source = projection->second.source;
+                const QRect around(int(std::floor(source.x())) - 1, int(std::floor(source.y())) - 1,
+                                   int(std::ceil(source.width())) + 3,
+                                   int(std::ceil(source.height())) + 3);
+                due.composed |= around.translated(due.origin).intersected(monitor->rect);
+            }
+            if (due.composed.isEmpty())
                 continue;
             if (!next || stream->due < next->stream->due)
-                next = Due{stream, global, monitor->rect.topLeft()};
+                next = std::move(due);
         }
         return next;
     }
@@ -323,8 +400,31 @@ class X11CaptureService final : public CaptureService {
     void handleEvents() {
         bool displaysChanged = false;
         bool screensWoke = false;
+        bool everything = false;   // what every display shows may have changed
+        std::vector<QRect> areas;  // what changed, in root coordinates
+        std::vector<xcb_window_t> mapped;
         while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_event(c_)}) {
             const std::uint8_t type = event->response_type & 0x7f;
+            if (damage_ && type == damage_->first_event + XCB_DAMAGE_NOTIFY) {
+                const auto* notify =
+                    reinterpret_cast<const xcb_damage_notify_event_t*>(event.get());
+                xcb_damage_subtract(c_, notify->damage, XCB_NONE, XCB_NONE);
+                if (!(excludingOwn_ && ownWindows_.contains(notify->drawable)))
+                    areas.emplace_back(notify->geometry.x + notify->area.x,
+                                       notify->geometry.y + notify->area.y, notify->area.width,
+                                       notify->area.height);
+                continue;
+            }
+            if (type == XCB_MAP_NOTIFY) {
+                // A projection's window has pixels only once mapped; what was drawn before
+                // is lost.
+                const xcb_window_t window =
+                    reinterpret_cast<const xcb_map_notify_event_t*>(event.get())->window;
+                if (const auto output = outputs_.find(window); output != outputs_.end()) {
+                    output->second.cleared = false;
+                    mapped.push_back(window);
+                }
+            }
             if (type == XCB_CONFIGURE_NOTIFY || type == XCB_MAP_NOTIFY ||
                 type == XCB_UNMAP_NOTIFY) {
                 // Our own windows come and go and move (a lens follows the pointer); while
@@ -336,12 +436,15 @@ class X11CaptureService final : public CaptureService {
                         ? reinterpret_cast<const xcb_map_notify_event_t*>(event.get())->window
                         : reinterpret_cast<const xcb_unmap_notify_event_t*>(event.get())->window;
                 if (!(excludingOwn_ && ownWindows_.contains(window)))
-                    windowsDirty_ = true;
+                    windowsDirty_ = everything = true;
             } else if (type == XCB_DESTROY_NOTIFY || type == XCB_CREATE_NOTIFY ||
                        type == XCB_REPARENT_NOTIFY || type == XCB_CIRCULATE_NOTIFY) {
-                windowsDirty_ = true;
+                windowsDirty_ = everything = true;
             } else if (type == XCB_PROPERTY_NOTIFY) {
-                wallpaperDirty_ = true;
+                const xcb_atom_t atom =
+                    reinterpret_cast<const xcb_property_notify_event_t*>(event.get())->atom;
+                if (atom == wallpaperAtoms_[0] || atom == wallpaperAtoms_[1])
+                    wallpaperDirty_ = everything = true;
             } else if (randr_ && randr_->present &&
                        type == randr_->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
                 displaysChanged = true;
@@ -351,6 +454,18 @@ class X11CaptureService final : public CaptureService {
                     reinterpret_cast<const xcb_screensaver_notify_event_t*>(event.get());
                 screensWoke |= notify->state == XCB_SCREENSAVER_STATE_OFF;
             }
+        }
+        if (everything || displaysChanged || screensWoke || !areas.empty() || !mapped.empty()) {
+            std::lock_guard lock(mutex_);
+            for (const auto& [id, area] : composedAreas_) {
+                const bool touched = std::any_of(
+                    areas.begin(), areas.end(), [&](const QRect& r) { return r.intersects(area); });
+                if (everything || displaysChanged || screensWoke || touched)
+                    changed_.insert(id);
+            }
+            for (const auto& [id, projection] : projections_)
+                if (std::find(mapped.begin(), mapped.end(), projection.window) != mapped.end())
+                    changed_.insert(id);
         }
         if (!displaysChanged && !screensWoke)
             return;
@@ -428,6 +543,31 @@ class X11CaptureService final : public CaptureService {
             w.shaped = shape && shape->bounding_shaped;
             windows_.push_back(w);
         }
+        watchDamage();
+    }
+
+    // One damage report per top-level window, re-armed as each arrives.
+    void watchDamage() {
+        if (!damage_)
+            return;
+        std::unordered_set<xcb_window_t> listed;
+        for (const Window& w : windows_) {
+            listed.insert(w.id);
+            if (damages_.contains(w.id))
+                continue;
+            const xcb_damage_damage_t damage = xcb_generate_id(c_);
+            xcb_damage_create(c_, damage, w.id, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+            damages_[w.id] = damage;
+        }
+        for (auto it = damages_.begin(); it != damages_.end();) {
+            if (listed.contains(it->first)) {
+                ++it;
+                continue;
+            }
+            // Gone with its window if that was destroyed; the error is ignored.
+            xcb_damage_destroy(c_, it->second);
+            it = damages_.erase(it);
+        }
     }
 
     // A window is ours when it, or the client inside a window manager's frame, carries our
@@ -489,9 +629,14 @@ class X11CaptureService final : public CaptureService {
         xcb_create_pixmap(c_, argb ? 32 : 24, target_, root_, std::uint16_t(size.width()),
                           std::uint16_t(size.height()));
         targetPicture_ = xcb_generate_id(c_);
+        // Scaled into a projection, the frame's edge pixels stretch past its edges.
+        const std::uint32_t pad = XCB_RENDER_REPEAT_PAD;
         xcb_render_create_picture(c_, targetPicture_, target_,
-                                  argb ? argbFormat_ : visualFormats_[rootVisual_].first, 0,
-                                  nullptr);
+                                  argb ? argbFormat_ : visualFormats_[rootVisual_].first,
+                                  XCB_RENDER_CP_REPEAT, &pad);
+        static constexpr char kBilinear[] = "bilinear";
+        xcb_render_set_picture_filter(c_, targetPicture_, sizeof kBilinear - 1, kBilinear, 0,
+                                      nullptr);
         targetSize_ = size;
     }
 
@@ -535,7 +680,7 @@ class X11CaptureService final : public CaptureService {
         xcb_render_fill_rectangles(c_, XCB_RENDER_PICT_OP_SRC, targetPicture_, grey, 1, &all);
     }
 
-    std::optional<QImage> capture(const QRect& region, bool excludeOwn) {
+    void compose(const QRect& region, bool excludeOwn) {
         excludingOwn_ = excludeOwn;
         if (windowsDirty_)
             refreshWindows();
@@ -568,7 +713,184 @@ class X11CaptureService final : public CaptureService {
                 xcb_xfixes_destroy_region(c_, clip);
             }
         }
-        return read(region.size());
+    }
+
+    // ---- projections ----
+
+    struct Output {
+        xcb_render_picture_t window = XCB_NONE;
+        QSize size;
+        qint64 maskKey = 0, decorationKey = 0;
+        Named mask, decoration;
+        // Where the frame shows unmasked and undecorated, and the edge where the mask or the
+        // decoration apply; what lies outside both is cleared once and stays clear.
+        xcb_xfixes_region_t inside = XCB_NONE, edge = XCB_NONE;
+        bool cleared = false;
+    };
+
+    void release(Output& output) {
+        // The window's picture went with the window if that is gone; the error is ignored.
+        if (output.window != XCB_NONE)
+            xcb_render_free_picture(c_, output.window);
+        release(output.mask);
+        release(output.decoration);
+        releaseRegions(output);
+        output = {};
+    }
+
+    void releaseRegions(Output& output) {
+        for (xcb_xfixes_region_t* region : {&output.inside, &output.edge}) {
+            if (*region != XCB_NONE)
+                xcb_xfixes_destroy_region(c_, *region);
+            *region = XCB_NONE;
+        }
+    }
+
+    // Splits the window into bands of rows, each with one rectangle where every pixel shows
+    // the frame as it is and rectangles either side where mask or decoration apply. Few
+    // rectangles keep the scaling's per-rectangle cost low; the edge grows a little for it.
+    void divide(Output& out, const QImage& mask, const QImage& decoration) {
+        releaseRegions(out);
+        out.cleared = false;
+        if (mask.isNull())
+            return;
+        const int w = mask.width();
+        const int h = mask.height();
+        const QImage deco = decoration.size() == mask.size()
+                                ? decoration.convertToFormat(QImage::Format_ARGB32_Premultiplied)
+                                : QImage();
+        const auto shows = [&](int x, int y) {
+            return mask.constScanLine(y)[x] != 0 ||
+                   (!deco.isNull() &&
+                    qAlpha(reinterpret_cast<const QRgb*>(deco.constScanLine(y))[x]));
+        };
+        const auto plain = [&](int x, int y) {
+            return mask.constScanLine(y)[x] == 0xff &&
+                   (deco.isNull() ||
+                    !qAlpha(reinterpret_cast<const QRgb*>(deco.constScanLine(y))[x]));
+        };
+        std::vector<xcb_rectangle_t> inside, edge;
+        const auto add = [](std::vector<xcb_rectangle_t>& to, int x0, int x1, int y0, int y1) {
+            if (x1 > x0)
+                to.push_back({std::int16_t(x0), std::int16_t(y0), std::uint16_t(x1 - x0),
+                              std::uint16_t(y1 - y0)});
+        };
+        constexpr int kBands = 16;
+        const int rows = std::max(1, (h + kBands - 1) / kBands);
+        for (int y0 = 0; y0 < h; y0 += rows) {
+            const int y1 = std::min(h, y0 + rows);
+            int left = w, right = 0, inLeft = 0, inRight = w;
+            for (int y = y0; y < y1; ++y) {
+                int a = 0;
+                while (a < w && !shows(a, y)) ++a;
+                int b = w;
+                while (b > a && !shows(b - 1, y)) --b;
+                left = std::min(left, a);
+                right = std::max(right, b);
+                // The plain run through the middle column.
+                int l = w / 2, r = w / 2;
+                if (plain(w / 2, y)) {
+                    while (l > 0 && plain(l - 1, y)) --l;
+                    while (r < w && plain(r, y)) ++r;
+                }
+                inLeft = std::max(inLeft, l);
+                inRight = std::min(inRight, r);
+            }
+            if (inRight <= inLeft) {
+                add(edge, left, right, y0, y1);
+                continue;
+            }
+            add(inside, inLeft, inRight, y0, y1);
+            add(edge, left, inLeft, y0, y1);
+            add(edge, inRight, right, y0, y1);
+        }
+        out.inside = xcb_generate_id(c_);
+        xcb_xfixes_create_region(c_, out.inside, std::uint32_t(inside.size()), inside.data());
+        out.edge = xcb_generate_id(c_);
+        xcb_xfixes_create_region(c_, out.edge, std::uint32_t(edge.size()), edge.data());
+    }
+
+    Named uploaded(const QImage& image) {
+        Named named;
+        if (image.isNull())
+            return named;
+        const bool alpha = image.depth() == 8;
+        named.pixmap = x11::uploadPixmap(c_, root_, image);
+        named.picture = xcb_generate_id(c_);
+        xcb_render_create_picture(c_, named.picture, named.pixmap,
+                                  alpha ? alphaFormat_ : argbFormat_, 0, nullptr);
+        named.size = image.size();
+        return named;
+    }
+
+    // Draws the composed frame, scaled, into the projection's window.
+    bool project(const Projection& p, const QRect& composed, QPoint origin) {
+        Output& out = outputs_[p.window];
+        if (out.window == XCB_NONE) {
+            const x11::Owned<xcb_get_window_attributes_reply_t> attributes(
+                xcb_get_window_attributes_reply(c_, xcb_get_window_attributes(c_, p.window),
+                                                nullptr));
+            const auto format =
+                attributes ? visualFormats_.find(attributes->visual) : visualFormats_.end();
+            if (format == visualFormats_.end())
+                return false;
+            out.window = xcb_generate_id(c_);
+            xcb_render_create_picture(c_, out.window, p.window, format->second.first, 0, nullptr);
+        }
+        const auto refresh = [&](const QImage& image, qint64& key, Named& named) {
+            if (key == image.cacheKey())
+                return false;
+            release(named);
+            named = uploaded(image);
+            key = image.cacheKey();
+            return true;
+        };
+        const bool newMask = refresh(p.mask, out.maskKey, out.mask);
+        const bool newDecoration = refresh(p.decoration, out.decorationKey, out.decoration);
+        // A resized window's pixels are new.
+        if (newMask || newDecoration || out.size != p.windowSize)
+            divide(out, p.mask, p.decoration);
+        out.size = p.windowSize;
+        const auto fixed = [](double v) { return xcb_render_fixed_t(std::lround(v * 65536.0)); };
+        // Maps the window's pixels to the composed frame's.
+        const xcb_render_transform_t toSource{fixed(p.source.width() / p.windowSize.width()),
+                                              0,
+                                              fixed(p.source.x() + origin.x() - composed.x()),
+                                              0,
+                                              fixed(p.source.height() / p.windowSize.height()),
+                                              fixed(p.source.y() + origin.y() - composed.y()),
+                                              0,
+                                              0,
+                                              fixed(1)};
+        xcb_render_set_picture_transform(c_, targetPicture_, toSource);
+        const auto w = std::uint16_t(p.windowSize.width());
+        const auto h = std::uint16_t(p.windowSize.height());
+        const auto draw = [&](std::uint8_t op, xcb_render_picture_t source,
+                              xcb_render_picture_t mask, xcb_xfixes_region_t clip) {
+            xcb_xfixes_set_picture_clip_region(c_, out.window, clip, 0, 0);
+            xcb_render_composite(c_, op, source, mask, out.window, 0, 0, 0, 0, 0, 0, w, h);
+        };
+        if (out.inside == XCB_NONE) {
+            draw(XCB_RENDER_PICT_OP_SRC, targetPicture_, out.mask.picture, XCB_NONE);
+            if (out.decoration.picture != XCB_NONE)
+                draw(XCB_RENDER_PICT_OP_OVER, out.decoration.picture, XCB_NONE, XCB_NONE);
+        } else {
+            if (!out.cleared) {
+                const xcb_rectangle_t all{0, 0, w, h};
+                xcb_xfixes_set_picture_clip_region(c_, out.window, XCB_NONE, 0, 0);
+                xcb_render_fill_rectangles(c_, XCB_RENDER_PICT_OP_CLEAR, out.window, {}, 1, &all);
+                out.cleared = true;
+            }
+            // Masking and filtering at once takes pixman's slow path; only the edge needs it.
+            draw(XCB_RENDER_PICT_OP_SRC, targetPicture_, XCB_NONE, out.inside);
+            draw(XCB_RENDER_PICT_OP_SRC, targetPicture_, out.mask.picture, out.edge);
+            if (out.decoration.picture != XCB_NONE)
+                draw(XCB_RENDER_PICT_OP_OVER, out.decoration.picture, XCB_NONE, out.edge);
+            xcb_xfixes_set_picture_clip_region(c_, out.window, XCB_NONE, 0, 0);
+        }
+        const xcb_render_transform_t identity{fixed(1), 0, 0, 0, fixed(1), 0, 0, 0, fixed(1)};
+        xcb_render_set_picture_transform(c_, targetPicture_, identity);
+        return true;
     }
 
     Segment* freeSegment(std::size_t bytes) {
@@ -590,16 +912,18 @@ class X11CaptureService final : public CaptureService {
         return segments_.back().get();
     }
 
-    std::optional<QImage> read(QSize size) {
+    // Part of the composed frame, through shared memory.
+    std::optional<QImage> read(const QRect& part) {
+        const QSize size = part.size();
         const std::size_t bytes = std::size_t(size.width()) * std::size_t(size.height()) * 4;
         Segment* segment = freeSegment(bytes);
         if (!segment)
             return std::nullopt;
         const x11::Owned<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
             c_,
-            xcb_shm_get_image(c_, target_, 0, 0, std::uint16_t(size.width()),
-                              std::uint16_t(size.height()), ~0u, XCB_IMAGE_FORMAT_Z_PIXMAP,
-                              segment->shared.id, 0),
+            xcb_shm_get_image(c_, target_, std::int16_t(part.x()), std::int16_t(part.y()),
+                              std::uint16_t(size.width()), std::uint16_t(size.height()), ~0u,
+                              XCB_IMAGE_FORMAT_Z_PIXMAP, segment->shared.id, 0),
             nullptr));
         if (!reply) {
             segment->inUse = false;
@@ -619,17 +943,26 @@ class X11CaptureService final : public CaptureService {
     std::uint32_t pid_;
     const xcb_query_extension_reply_t* randr_;
     const xcb_query_extension_reply_t* screenSaver_;
+    const xcb_query_extension_reply_t* damage_;  // none without DAMAGE: projections then
+                                                 // are drawn at the stream's rate
+    std::unordered_map<xcb_window_t, xcb_damage_damage_t> damages_;
     const int wakeFd_;
     xcb_atom_t pidAtom_ = XCB_NONE, cmAtom_ = XCB_NONE;
     std::array<xcb_atom_t, 2> wallpaperAtoms_{};
     std::unordered_map<xcb_visualid_t, std::pair<xcb_render_pictformat_t, std::uint8_t>>
         visualFormats_;
     xcb_render_pictformat_t argbFormat_ = 0;
+    xcb_render_pictformat_t alphaFormat_ = 0;
 
     std::mutex mutex_;
     bool stop_ = false;
     std::vector<std::shared_ptr<X11Stream>> streams_;
     std::unordered_map<std::uint32_t, QRect> regions_;
+    std::unordered_map<std::uint32_t, Projection> projections_;
+    // Displays whose projection shows something that changed since it was last drawn, and
+    // the part of each display last composed, in root coordinates.
+    std::unordered_set<std::uint32_t> changed_;
+    std::unordered_map<std::uint32_t, QRect> composedAreas_;
     SystemEvents systemEvents_;
     std::thread thread_;
 
@@ -643,6 +976,7 @@ class X11CaptureService final : public CaptureService {
     std::vector<Monitor> monitors_;
     std::vector<Window> windows_;
     std::unordered_map<xcb_window_t, Named> named_;
+    std::unordered_map<xcb_window_t, Output> outputs_;
     xcb_pixmap_t target_ = XCB_NONE;
     xcb_render_picture_t targetPicture_ = XCB_NONE;
     QSize targetSize_;

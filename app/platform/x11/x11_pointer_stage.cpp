@@ -32,7 +32,6 @@ struct Setup {
     xcb_colormap_t colormap = XCB_NONE;
     xcb_gcontext_t gc = XCB_NONE;
     std::uint8_t xiOpcode = 0;
-    bool swapBytes = false;
     xcb_atom_t pid = XCB_NONE, windowType = XCB_NONE, utility = XCB_NONE;
 };
 
@@ -63,14 +62,11 @@ std::expected<Setup, std::string> connect() {
         xcb_disconnect(s.c);
         return std::unexpected(std::move(why));
     };
-    const xcb_setup_t* setup = xcb_get_setup(s.c);
     const xcb_screen_t& screen = *own->screen;
     s.root = screen.root;
     s.visual = argbVisual(screen);
     if (!s.visual)
         return fail("the X server offers no 32-bit visual with an alpha channel");
-    s.swapBytes = (setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST) !=
-                  (std::endian::native == std::endian::little);
     const auto* shape = xcb_get_extension_data(s.c, &xcb_shape_id);
     if (!shape || !shape->present)
         return fail("the X server lacks the SHAPE extension");
@@ -381,29 +377,7 @@ class X11PointerStage final : public PointerStage {
         return pixmap;
     }
 
-    xcb_pixmap_t upload(const QImage& image) {
-        const xcb_pixmap_t pixmap = makePixmap(image.size());
-        if (image.isNull())
-            return pixmap;
-        QImage pixels = image;
-        if (s_.swapBytes) {
-            for (int y = 0; y < pixels.height(); ++y) {
-                auto* row = reinterpret_cast<std::uint32_t*>(pixels.scanLine(y));
-                std::transform(row, row + pixels.width(), row,
-                               [](std::uint32_t p) { return std::byteswap(p); });
-            }
-        }
-        const auto stride = static_cast<std::uint32_t>(pixels.bytesPerLine());
-        const std::uint32_t maximum = xcb_get_maximum_request_length(s_.c) * 4u - 64u;
-        const int rows = std::max(1, static_cast<int>(maximum / stride));
-        for (int y = 0; y < pixels.height(); y += rows) {
-            const int count = std::min(rows, pixels.height() - y);
-            xcb_put_image(s_.c, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, s_.gc,
-                          std::uint16_t(pixels.width()), std::uint16_t(count), 0, std::int16_t(y),
-                          0, 32, stride * std::uint32_t(count), pixels.constScanLine(y));
-        }
-        return pixmap;
-    }
+    xcb_pixmap_t upload(const QImage& image) { return x11::uploadPixmap(s_.c, s_.root, image); }
 
     StageWindow makeWindow(QRect frame, xcb_pixmap_t background) {
         StageWindow w{xcb_generate_id(s_.c), background, frame, false};

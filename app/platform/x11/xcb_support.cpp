@@ -6,6 +6,8 @@
 #include <xcb/xinput.h>
 
 #include <QGuiApplication>
+#include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 
@@ -64,6 +66,40 @@ void detachSharedSegment(xcb_connection_t* c, const SharedSegment& segment) {
     xcb_shm_detach(c, segment.id);
     xcb_flush(c);
     ::shmdt(segment.address);
+}
+
+xcb_pixmap_t uploadPixmap(xcb_connection_t* c, xcb_window_t root, const QImage& image) {
+    const bool alpha = image.depth() == 8;
+    const xcb_pixmap_t pixmap = xcb_generate_id(c);
+    xcb_create_pixmap(c, alpha ? 8 : 32, pixmap, root,
+                      std::uint16_t(std::clamp(image.width(), 1, 32767)),
+                      std::uint16_t(std::clamp(image.height(), 1, 32767)));
+    if (image.isNull())
+        return pixmap;
+    QImage pixels = image;
+    const xcb_setup_t* setup = xcb_get_setup(c);
+    if (!alpha && (setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST) !=
+                      (std::endian::native == std::endian::little)) {
+        for (int y = 0; y < pixels.height(); ++y) {
+            auto* row = reinterpret_cast<std::uint32_t*>(pixels.scanLine(y));
+            std::transform(row, row + pixels.width(), row,
+                           [](std::uint32_t p) { return std::byteswap(p); });
+        }
+    }
+    const xcb_gcontext_t gc = xcb_generate_id(c);
+    xcb_create_gc(c, gc, pixmap, 0, nullptr);
+    // Rows in requests the server takes, with room for the header.
+    const auto stride = static_cast<std::uint32_t>(pixels.bytesPerLine());
+    const std::uint32_t maximum = xcb_get_maximum_request_length(c) * 4u - 64u;
+    const int rows = std::max(1, static_cast<int>(maximum / stride));
+    for (int y = 0; y < pixels.height(); y += rows) {
+        const int count = std::min(rows, pixels.height() - y);
+        xcb_put_image(c, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, gc, std::uint16_t(pixels.width()),
+                      std::uint16_t(count), 0, std::int16_t(y), 0, alpha ? 8 : 32,
+                      stride * std::uint32_t(count), pixels.constScanLine(y));
+    }
+    xcb_free_gc(c, gc);
+    return pixmap;
 }
 
 std::optional<XConnection> qtConnection() {

@@ -4,6 +4,7 @@
 
 #include <xcb/xcb.h>
 
+#include <QImage>
 #include <cstdlib>
 #include <expected>
 #include <initializer_list>
@@ -51,6 +52,10 @@ struct SharedSegment {
 std::expected<SharedSegment, std::string> attachSharedSegment(xcb_connection_t* c,
                                                               std::size_t bytes);
 void detachSharedSegment(xcb_connection_t* c, const SharedSegment& segment);
+
+// A new pixmap on `root`'s screen holding `image`: 32 deep for a 32-bit image (its words
+// 0xAARRGGBB), 8 deep for an alpha or grey one. A null image leaves the pixmap undefined.
+xcb_pixmap_t uploadPixmap(xcb_connection_t* c, xcb_window_t root, const QImage& image);
 
 // An xcb implementation built on Qt's connection, or nothing when Qt does not run on xcb.
 template <class Interface, class Implementation>

@@ -43,6 +43,7 @@ class FakeService : public Service {
         starts.push_back(std::move(done));
     }
     void setRegion(std::uint32_t, std::optional<QRect>) override {}
+    void setProjection(std::uint32_t, std::optional<Projection>) override {}
     void watchSystemEvents(SystemEvents) override { watching = true; }
     void unwatchSystemEvents() override { watching = false; }
 
