@@ -4,7 +4,7 @@ SANITIZE_DIR ?= build-sanitize
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSCRAWLET_WERROR=ON
 
-.PHONY: deps configure build run test bench bench-e2e bench-draw bench-aids bench-screenshot clean format
+.PHONY: deps configure build run test bench bench-e2e bench-draw bench-aids bench-zoom bench-screenshot clean format
 
 deps:
 	@scripts/install-deps
@@ -53,6 +53,11 @@ bench-draw: configure
 bench-aids: configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_pointer_aids
 	@$(BUILD_DIR)/bench/scrawlet_pointer_aids
+
+# The same for the zoom lens, the full-screen zoom and the capture of a whole display.
+bench-zoom: configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS) --target scrawlet_pointer_aids
+	@$(BUILD_DIR)/bench/scrawlet_pointer_aids magnifiers
 
 # Shortcut-to-file time of a 1920x1080 screenshot and the ink's latency while one is taken.
 bench-screenshot: configure

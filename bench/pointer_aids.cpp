@@ -1,10 +1,12 @@
-// What the spotlight and the cursor highlight cost as a user moves the pointer, on one private
-// Xvfb 1920x1080 with xcompmgr: the CPU of the scrawlet program, Xvfb and xcompmgr together while
-// XTest moves the pointer round a circle at 60 Hz and while it rests, the scrawlet program's
-// thread wake-ups at rest, and how long after a jump of the pointer the hole or the highlight
-// shows at its new place on the root window, which under xcompmgr holds the composited screen.
-// Each case runs three times in a fresh process; the program with no aid on is the baseline.
-// Prints one `name value` line per result, then a table of the medians.
+// What the aids that follow the pointer cost as a user moves it, on one private Xvfb 1920x1080
+// with xcompmgr: the CPU of the scrawlet program, Xvfb and xcompmgr together while XTest moves
+// the pointer round a circle at 60 Hz and while it rests, the scrawlet program's thread
+// wake-ups at rest, and how long after a jump of the pointer the aid shows at its new place on
+// the root window, which under xcompmgr holds the composited screen. `pointer` (the default)
+// measures the spotlight and the cursor highlight, `magnifiers` the zoom lens, the full-screen
+// zoom and the capture of the whole display. Each case runs three times in a fresh process; the
+// program with no aid on is the baseline. Prints one `name value` line per result, then a table
+// of the medians.
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
@@ -34,13 +36,18 @@ constexpr double kFrameMs = 1000.0 / 60;
 struct Case {
     const char* name;
     std::vector<std::string> environment;
-    // What shows at the pointer once the aid has caught up, for the latency; none for no aid.
+    // What shows at the pointer, `markOffset` pixels to its right, once the aid has caught up,
+    // for the latency; none for no aid.
     enum class Mark { none, red, green } mark = Mark::none;
+    int markOffset = 0;
 };
+
+// The places the pointer jumps between.
+constexpr int kPlaces[2][2] = {{400, 400}, {1400, 700}};
 
 // Dim opacity 1 makes the dim black over the bench's red backdrop, so the hole shows red; the
 // highlight is an opaque green disc.
-const std::vector<Case> kCases = {
+const std::vector<Case> kPointerCases = {
     {"none", {}},
     {"spotlight",
      {"SCRAWLET_DRAW_SPOTLIGHT=1", "SCRAWLET_DRAW_SPOTLIGHT_DIM_OPACITY=1"},
@@ -52,9 +59,19 @@ const std::vector<Case> kCases = {
     {"both", {"SCRAWLET_DRAW_SPOTLIGHT=1", "SCRAWLET_DRAW_CURSOR_HIGHLIGHT=1"}},
 };
 
+// Green 20-pixel squares stand at the places the pointer jumps to: the lens at level 2 shows
+// one 40 pixels wide round the pointer, so 15 pixels to its right turns green only once the
+// lens is there. The capture case captures the whole display at 60 frames a second.
+const std::vector<Case> kMagnifierCases = {
+    {"none", {}},
+    {"lens", {"SCRAWLET_DRAW_LENS=1"}, Case::Mark::green, 15},
+    {"zoom", {"SCRAWLET_DRAW_FULLSCREEN_ZOOM=1"}},
+    {"capture", {"SCRAWLET_DRAW_CAPTURE=1"}},
+};
+
 class Desk {
   public:
-    explicit Desk(const std::string& display) : c_(xcb_connect(display.c_str(), nullptr)) {
+    Desk(const std::string& display, bool markers) : c_(xcb_connect(display.c_str(), nullptr)) {
         if (xcb_connection_has_error(c_))
             return;
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
@@ -66,6 +83,17 @@ class Desk {
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                           XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
         xcb_map_window(c_, backdrop_);
+        for (const auto& place : kPlaces) {
+            if (!markers)
+                break;
+            const xcb_window_t marker = xcb_generate_id(c_);
+            const std::uint32_t green[] = {0x00ff00, 1};
+            xcb_create_window(c_, XCB_COPY_FROM_PARENT, marker, root_, std::int16_t(place[0] - 10),
+                              std::int16_t(place[1] - 10), 20, 20, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                              screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT,
+                              green);
+            xcb_map_window(c_, marker);
+        }
         xcb_flush(c_);
     }
     ~Desk() { xcb_disconnect(c_); }
@@ -156,7 +184,7 @@ bool measure(const Case& aid, int runIndex, const scrawlet::e2e::XSession& sessi
     desk.lowerBackdrop();
     if (aid.mark != Case::Mark::none) {
         const double deadline = monotonicSeconds() + 10;
-        while (!shows(desk.pixel(400, 400).value_or(0), aid.mark)) {
+        while (!shows(desk.pixel(400 + aid.markOffset, 400).value_or(0), aid.mark)) {
             if (monotonicSeconds() > deadline)
                 return run.fail("showed nothing at the pointer");
             sleepUntil(monotonicSeconds() + 0.005);
@@ -186,12 +214,11 @@ bool measure(const Case& aid, int runIndex, const scrawlet::e2e::XSession& sessi
 
     if (aid.mark != Case::Mark::none) {
         std::vector<double> latencies;
-        const int places[2][2] = {{400, 400}, {1400, 700}};
         for (int i = 0; i < kJumps; ++i) {
-            const auto& to = places[i % 2];
+            const auto& to = kPlaces[i % 2];
             const double sent = monotonicSeconds();
             desk.move(to[0], to[1]);
-            while (!shows(desk.pixel(to[0], to[1]).value_or(0), aid.mark)) {
+            while (!shows(desk.pixel(to[0] + aid.markOffset, to[1]).value_or(0), aid.mark)) {
                 if (monotonicSeconds() - sent > 2)
                     return run.fail("did not follow a jump of the pointer");
             }
@@ -208,20 +235,28 @@ bool measure(const Case& aid, int runIndex, const scrawlet::e2e::XSession& sessi
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    const std::string suite = argc > 1 ? argv[1] : "pointer";
+    if (suite != "pointer" && suite != "magnifiers") {
+        std::fprintf(stderr, "pointer_aids: unknown suite \"%s\" (pointer|magnifiers)\n",
+                     suite.c_str());
+        return 64;
+    }
+    const bool magnifiers = suite == "magnifiers";
+    const std::vector<Case>& cases = magnifiers ? kMagnifierCases : kPointerCases;
     auto session = scrawlet::e2e::XSession::start();
     if (!session) {
         std::fprintf(stderr, "pointer_aids: %s\n", session.error().c_str());
         return 1;
     }
-    Desk desk((*session)->displayName());
+    Desk desk((*session)->displayName(), magnifiers);
     if (!desk.ok()) {
         std::fprintf(stderr, "pointer_aids: cannot connect to the session\n");
         return 1;
     }
     Results results;
     for (int runIndex = 1; runIndex <= kRuns; ++runIndex) {
-        for (const Case& aid : kCases) {
+        for (const Case& aid : cases) {
             if (!measure(aid, runIndex, **session, desk, results))
                 return 1;
         }
@@ -230,18 +265,21 @@ int main() {
         "\nmedians of %d runs (CPU: scrawlet + Xvfb + xcompmgr, %% of one core; one "
         "frame is %.1f ms)\n",
         kRuns, kFrameMs);
-    std::printf("%-10s %11s %9s %9s %9s %10s %10s %12s %12s\n", "aid", "moving cpu", "scrawlet",
-                "Xvfb", "xcompmgr", "still cpu", "wakeups/s", "jump p50 ms", "jump p90 ms");
-    for (const Case& aid : kCases) {
+    std::printf("%-10s %11s %11s %9s %9s %9s %10s %10s %12s %12s\n", "aid", "moving cpu",
+                "ms/frame", "scrawlet", "Xvfb", "xcompmgr", "still cpu", "wakeups/s", "jump p50 ms",
+                "jump p90 ms");
+    for (const Case& aid : cases) {
         auto& r = results[aid.name];
         const auto median = [&](const char* name) {
             return r.contains(name) ? percentile(r[name], 0.5) : NAN;
         };
-        std::printf("%-10s %11.1f %9.1f %9.1f %9.1f %10.1f %10.1f %12.2f %12.2f\n", aid.name,
-                    median("moving_cpu_percent"), median("moving_scrawlet_cpu_percent"),
-                    median("moving_xvfb_cpu_percent"), median("moving_xcompmgr_cpu_percent"),
-                    median("still_cpu_percent"), median("still_wakeups_per_s"),
-                    median("jump_latency_ms_p50"), median("jump_latency_ms_p90"));
+        // CPU per frame at 60 frames a second.
+        std::printf("%-10s %11.1f %11.2f %9.1f %9.1f %9.1f %10.1f %10.1f %12.2f %12.2f\n", aid.name,
+                    median("moving_cpu_percent"), median("moving_cpu_percent") * 10 / 60,
+                    median("moving_scrawlet_cpu_percent"), median("moving_xvfb_cpu_percent"),
+                    median("moving_xcompmgr_cpu_percent"), median("still_cpu_percent"),
+                    median("still_wakeups_per_s"), median("jump_latency_ms_p50"),
+                    median("jump_latency_ms_p90"));
     }
     return 0;
 }

@@ -38,19 +38,23 @@ MagnifierPanel::MagnifierPanel(bool lens) {
     }
 }
 
-Magnifier::Magnifier(Kind kind, const core::ZoomSettings& settings, Project project,
+Magnifier::Magnifier(Kind kind, const core::ZoomSettings& settings, Capture capture,
                      platform::WindowPlacer* placer, platform::WindowPlacement placement)
     : kind_(kind),
       settings_(settings),
-      project_(std::move(project)),
+      capture_(std::move(capture)),
       placer_(placer),
       placement_(placement) {
     placement_.transparentForInput = true;
     clock_.setTimerType(Qt::PreciseTimer);
+    clock_.setSingleShot(true);
     connect(&clock_, &QTimer::timeout, this, [this] { tick(); });
 }
 
 Magnifier::~Magnifier() {
+    if (active_ && !everyRefresh_ && capture_.watchPointer) {
+        capture_.watchPointer(this, {});
+    }
     stopWatching();
 }
 
@@ -106,10 +110,24 @@ void Magnifier::setActive(bool active) {
         for (Surface& s : surfaces_) {
             s.centre.reset();
         }
-        clock_.start(aids::refreshMilliseconds());
+        const auto moved = [this] {
+            if (!tickPosted_.exchange(true)) {
+                QMetaObject::invokeMethod(
+                    this,
+                    [this] {
+                        tickPosted_ = false;
+                        requestTick();
+                    },
+                    Qt::QueuedConnection);
+            }
+        };
+        everyRefresh_ = !(capture_.watchPointer && capture_.watchPointer(this, moved));
         tick();
     } else {
         clock_.stop();
+        if (capture_.watchPointer && !everyRefresh_) {
+            capture_.watchPointer(this, {});
+        }
         for (Surface& s : surfaces_) {
             s.panel->hide();
         }
@@ -125,8 +143,8 @@ void Magnifier::setActive(bool active) {
 }
 
 void Magnifier::stopWatching() {
-    if (watched_ && project_) {
-        project_(*watched_, std::nullopt);
+    if (watched_ && capture_.project) {
+        capture_.project(*watched_, std::nullopt);
     }
     watched_.reset();
     watchedDisplay_ = -1;
@@ -168,11 +186,33 @@ void Magnifier::drawOutline(QSize size, double scale) {
     painter.drawPath(outline);
 }
 
-// Moves the panel and what the capture draws into it with the pointer.
+void Magnifier::requestTick() {
+    if (!active_ || clock_.isActive()) {
+        return;
+    }
+    const auto interval = aids::refreshInterval();
+    const auto since = std::chrono::steady_clock::now() - lastTick_;
+    if (since >= interval * 0.75) {
+        tick();
+    } else {
+        clock_.start(std::chrono::ceil<std::chrono::milliseconds>(interval - since));
+    }
+}
+
 void Magnifier::tick() {
     if (!active_) {
         return;
     }
+    lastTick_ = std::chrono::steady_clock::now();
+    // Between moves nothing needs looking at, unless the view still eases or the pointer's
+    // moves are not reported.
+    if ((follow() || everyRefresh_) && !clock_.isActive()) {
+        clock_.start(aids::refreshMilliseconds());
+    }
+}
+
+// Moves the panel and what the capture draws into it with the pointer.
+bool Magnifier::follow() {
     const QPoint pointer = QCursor::pos();
     Surface* under = nullptr;
     for (Surface& s : surfaces_) {
@@ -183,7 +223,7 @@ void Magnifier::tick() {
     }
     if (!under) {
         ++idleTicks_;
-        return;
+        return false;
     }
     for (Surface& s : surfaces_) {
         if (&s != under && s.panel->isVisible()) {
@@ -197,12 +237,16 @@ void Magnifier::tick() {
     const core::AidPoint p{double(pointer.x()), double(pointer.y())};
     core::ZoomSource source;
     QRect frame;
+    bool easing = false;
     if (kind_ == Kind::lens) {
         const core::AidRect r = core::lensFrame(p, screen, settings_.lensSizePoints);
         frame = QRectF(r.x, r.y, r.width, r.height).toAlignedRect();
         source = core::lensSource(p, screen, settings_.lensSizePoints, settings_.level, w, h);
     } else {
         under->centre = core::easedCentre(under->centre, p, settings_.panEasing);
+        // A quarter of a pixel from the pointer the centre has arrived.
+        easing =
+            std::hypot((under->centre->x - p.x) * scale, (under->centre->y - p.y) * scale) > 0.25;
         frame = under->screen->geometry();
         source = core::fullScreenSource(*under->centre, screen, settings_.level, w, h);
     }
@@ -228,14 +272,15 @@ void Magnifier::tick() {
     // A still pointer over the same settings changes nothing; new frames keep coming.
     if (shown_ == projection) {
         ++idleTicks_;
-        return;
+        return easing;
     }
     watched_ = under->displayID;
     watchedDisplay_ = under->displayID;
     shown_ = projection;
-    if (project_) {
-        project_(under->displayID, std::move(projection));
+    if (capture_.project) {
+        capture_.project(under->displayID, std::move(projection));
     }
+    return easing;
 }
 
 }  // namespace scrawlet::capture

@@ -2,9 +2,10 @@
 // and shows the area under it enlarged, and the full-screen zoom, which covers the display
 // under the pointer with an enlarged view whose centre eases after the pointer.
 //
-// One panel per display, at most one shown: the one under the pointer. While on, a clock at the
-// display's refresh moves the panel and tells the capture which part of the display it shows;
-// the capture draws each frame of that part into the panel as soon as it has it. Captured
+// One panel per display, at most one shown: the one under the pointer. While on, each move of
+// the pointer (at most one a refresh) moves the panel and tells the capture which part of the
+// display it shows, and so does each refresh while the full-screen zoom eases after the
+// pointer; the capture draws each frame of that part into the panel as soon as it has it. Captured
 // frames leave out this application's windows, so a magnifier never magnifies itself. Off,
 // nothing runs and nothing is watched. Main thread only, apart from `store`.
 #pragma once
@@ -12,6 +13,7 @@
 #include <QTimer>
 #include <QWindow>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -35,11 +37,18 @@ class MagnifierPanel : public QWindow {
 class Magnifier : public QObject, public platform::DisplayFeature {
   public:
     enum class Kind { lens, fullScreen };
-    // The window a display's frames are to be drawn into; nothing to stop drawing them.
-    using Project = std::function<void(std::uint32_t displayID,
-                                       std::optional<platform::CaptureService::Projection>)>;
+    struct Capture {
+        // The window a display's frames are to be drawn into; nothing to stop drawing them.
+        std::function<void(std::uint32_t displayID,
+                           std::optional<platform::CaptureService::Projection>)>
+            project;
+        // Runs its argument on any thread after the pointer moves, until the same watcher
+        // gives an empty one. False when capture cannot tell: the magnifier then looks at
+        // every refresh.
+        std::function<bool(const void* watcher, std::function<void()>)> watchPointer;
+    };
 
-    Magnifier(Kind kind, const core::ZoomSettings& settings, Project project,
+    Magnifier(Kind kind, const core::ZoomSettings& settings, Capture capture,
               platform::WindowPlacer* placer, platform::WindowPlacement placement);
     ~Magnifier() override;
 
@@ -67,6 +76,10 @@ class Magnifier : public QObject, public platform::DisplayFeature {
         std::optional<core::AidPoint> centre;  // the full-screen zoom's eased centre
     };
     Surface* find(std::uint32_t displayID);
+    // A tick now, or at the next refresh when the last one was less than one ago.
+    void requestTick();
+    // Returns whether the view is still moving (the full-screen zoom easing after the pointer).
+    bool follow();
     void tick();
     void stopWatching();
     // The lens's outline at `size` pixels: where it shows the frame, and its border.
@@ -74,11 +87,14 @@ class Magnifier : public QObject, public platform::DisplayFeature {
 
     Kind kind_;
     core::ZoomSettings settings_;
-    Project project_;
+    Capture capture_;
     platform::WindowPlacer* placer_;
     platform::WindowPlacement placement_;
     std::vector<Surface> surfaces_;
     QTimer clock_;
+    bool everyRefresh_ = false;  // without word of the pointer's moves
+    std::atomic<bool> tickPosted_{false};
+    std::chrono::steady_clock::time_point lastTick_;
     std::atomic<bool> active_{false};
     std::optional<std::uint32_t> watched_;
     // The watched display for the capture thread; -1 for none.

@@ -29,17 +29,21 @@ bool DrawAppDelegate::ensureCapture() {
     if (!lens_) {
         const core::ZoomSettings settings = zoomSettings();
         zoomLevel_ = settings.level;
-        const auto project = [this](std::uint32_t id,
-                                    std::optional<platform::CaptureService::Projection> p) {
+        capture::Magnifier::Capture link;
+        link.project = [this](std::uint32_t id,
+                              std::optional<platform::CaptureService::Projection> p) {
             if (capture_) {
                 capture_->project(id, std::move(p));
             }
         };
+        link.watchPointer = [this](const void* watcher, std::function<void()> moved) {
+            return capture_ && capture_->watchPointer(watcher, std::move(moved));
+        };
         const platform::WindowPlacement placement = overlayPlacement(config_, true);
-        lens_ = std::make_unique<capture::Magnifier>(capture::Magnifier::Kind::lens, settings,
-                                                     project, placer_.get(), placement);
+        lens_ = std::make_unique<capture::Magnifier>(capture::Magnifier::Kind::lens, settings, link,
+                                                     placer_.get(), placement);
         fullScreenZoom_ = std::make_unique<capture::Magnifier>(
-            capture::Magnifier::Kind::fullScreen, settings, project, placer_.get(), placement);
+            capture::Magnifier::Kind::fullScreen, settings, link, placer_.get(), placement);
         displays_.addFeature(*lens_);
         displays_.addFeature(*fullScreenZoom_);
         capture_->addObserver([lens = lens_.get(), zoom = fullScreenZoom_.get()](

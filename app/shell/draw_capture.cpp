@@ -68,6 +68,28 @@ void DrawCapture::project(std::uint32_t displayID,
     service_->setProjection(displayID, std::move(projection));
 }
 
+bool DrawCapture::watchPointer(const void* watcher, std::function<void()> moved) {
+    bool any = false;
+    {
+        std::lock_guard lock(pointerLock_);
+        if (moved) {
+            pointerWatchers_[watcher] = std::move(moved);
+        } else {
+            pointerWatchers_.erase(watcher);
+        }
+        any = !pointerWatchers_.empty();
+    }
+    if (!any) {
+        return service_->watchPointer({});
+    }
+    return service_->watchPointer([this] {
+        std::lock_guard lock(pointerLock_);
+        for (const auto& [who, onMove] : pointerWatchers_) {
+            onMove();
+        }
+    });
+}
+
 void DrawCapture::addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer) {
     std::lock_guard lock(observersLock_);
     observers_.push_back(std::move(observer));

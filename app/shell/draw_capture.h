@@ -11,6 +11,7 @@
 #include <QRect>
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -40,6 +41,9 @@ class DrawCapture {
     // The window that shows part of a display enlarged, drawn into from every frame.
     void project(std::uint32_t displayID,
                  std::optional<platform::CaptureService::Projection> projection);
+    // `moved` runs on the capture thread after the pointer moves, until the same watcher gives
+    // an empty function; false when capture cannot tell.
+    bool watchPointer(const void* watcher, std::function<void()> moved);
     // Runs for every frame, on the capture thread.
     void addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer);
 
@@ -58,6 +62,8 @@ class DrawCapture {
     std::atomic<std::uint64_t> selfCaptured_{0};
     std::mutex observersLock_;
     std::vector<std::function<void(const capture::DisplayCapture::Frame&)>> observers_;
+    std::mutex pointerLock_;
+    std::map<const void*, std::function<void()>> pointerWatchers_;
 };
 
 }  // namespace scrawlet::shell

@@ -9,6 +9,7 @@
 #include <xcb/shape.h>
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
+#include <xcb/xinput.h>
 
 #include <QHash>
 #include <algorithm>
@@ -28,6 +29,19 @@ namespace scrawlet::platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// XInput's opcode when the server sends raw events to every client that asks (2.1 on).
+std::uint8_t rawInputOpcode(xcb_connection_t* c) {
+    const auto* data = xcb_get_extension_data(c, &xcb_input_id);
+    if (!data || !data->present)
+        return 0;
+    const x11::Owned<xcb_input_xi_query_version_reply_t> version(
+        xcb_input_xi_query_version_reply(c, xcb_input_xi_query_version(c, 2, 2), nullptr));
+    if (!version || version->major_version < 2 ||
+        (version->major_version == 2 && version->minor_version < 1))
+        return 0;
+    return data->major_opcode;
+}
 
 const xcb_query_extension_reply_t* damageExtension(xcb_connection_t* c) {
     const auto* data = xcb_get_extension_data(c, &xcb_damage_id);
@@ -82,6 +96,7 @@ class X11CaptureService final : public CaptureService {
           randr_(xcb_get_extension_data(c, &xcb_randr_id)),
           screenSaver_(xcb_get_extension_data(c, &xcb_screensaver_id)),
           damage_(damageExtension(c)),
+          xiOpcode_(rawInputOpcode(c)),
           wakeFd_(wake) {
         const auto atoms = x11::internAtoms(
             c_, {"_NET_WM_PID", "_XROOTPMAP_ID", "ESETROOT_PMAP_ID", "_NET_WM_CM_S0"});
@@ -177,6 +192,17 @@ class X11CaptureService final : public CaptureService {
         signal();
     }
 
+    bool watchPointer(std::function<void()> moved) override {
+        if (!xiOpcode_)
+            return false;
+        {
+            std::lock_guard lock(mutex_);
+            pointerMoved_ = std::move(moved);
+        }
+        signal();
+        return true;
+    }
+
     void watchSystemEvents(SystemEvents events) override {
         std::lock_guard lock(mutex_);
         systemEvents_ = std::move(events);
@@ -269,9 +295,25 @@ class X11CaptureService final : public CaptureService {
 
     // ---- the capture thread ----
 
+    // Raw motion reaches this connection only while someone follows the pointer.
+    void followPointer(bool on) {
+        if (on == followingPointer_)
+            return;
+        followingPointer_ = on;
+        struct {
+            xcb_input_event_mask_t head;
+            std::uint32_t bits;
+        } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1},
+                    on ? std::uint32_t(XCB_INPUT_XI_EVENT_MASK_RAW_MOTION) : 0u};
+        xcb_input_xi_select_events(c_, root_, 1, &selection.head);
+        xcb_flush(c_);
+    }
+
     void run() {
         std::unique_lock lock(mutex_);
         while (!stop_) {
+            if (xiOpcode_)
+                followPointer(bool(pointerMoved_));
             const auto watched = nextDue();
             const auto now = Clock::now();
             if (!watched || watched->stream->due > now) {
@@ -403,8 +445,15 @@ class X11CaptureService final : public CaptureService {
         bool everything = false;   // what every display shows may have changed
         std::vector<QRect> areas;  // what changed, in root coordinates
         std::vector<xcb_window_t> mapped;
+        bool pointerMoved = false;
         while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_event(c_)}) {
             const std::uint8_t type = event->response_type & 0x7f;
+            if (type == XCB_GE_GENERIC) {
+                const auto* generic = reinterpret_cast<const xcb_ge_generic_event_t*>(event.get());
+                pointerMoved |=
+                    generic->extension == xiOpcode_ && generic->event_type == XCB_INPUT_RAW_MOTION;
+                continue;
+            }
             if (damage_ && type == damage_->first_event + XCB_DAMAGE_NOTIFY) {
                 const auto* notify =
                     reinterpret_cast<const xcb_damage_notify_event_t*>(event.get());
@@ -454,6 +503,15 @@ class X11CaptureService final : public CaptureService {
                     reinterpret_cast<const xcb_screensaver_notify_event_t*>(event.get());
                 screensWoke |= notify->state == XCB_SCREENSAVER_STATE_OFF;
             }
+        }
+        if (pointerMoved) {
+            std::function<void()> moved;
+            {
+                std::lock_guard lock(mutex_);
+                moved = pointerMoved_;
+            }
+            if (moved)
+                moved();
         }
         if (everything || displaysChanged || screensWoke || !areas.empty() || !mapped.empty()) {
             std::lock_guard lock(mutex_);
@@ -946,6 +1004,7 @@ class X11CaptureService final : public CaptureService {
     const xcb_query_extension_reply_t* damage_;  // none without DAMAGE: projections then
                                                  // are drawn at the stream's rate
     std::unordered_map<xcb_window_t, xcb_damage_damage_t> damages_;
+    const std::uint8_t xiOpcode_;  // 0 without XInput 2.1
     const int wakeFd_;
     xcb_atom_t pidAtom_ = XCB_NONE, cmAtom_ = XCB_NONE;
     std::array<xcb_atom_t, 2> wallpaperAtoms_{};
@@ -963,11 +1022,13 @@ class X11CaptureService final : public CaptureService {
     // the part of each display last composed, in root coordinates.
     std::unordered_set<std::uint32_t> changed_;
     std::unordered_map<std::uint32_t, QRect> composedAreas_;
+    std::function<void()> pointerMoved_;
     SystemEvents systemEvents_;
     std::thread thread_;
 
     // The capture thread's own.
     bool windowsDirty_ = true;
+    bool followingPointer_ = false;
     bool excludingOwn_ = true;
     std::unordered_set<xcb_window_t> ownWindows_;
     bool wallpaperDirty_ = true;
