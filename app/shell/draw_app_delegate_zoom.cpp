@@ -5,6 +5,7 @@
 #include "app/capture/magnifier.h"
 #include "app/ink/ink_view.h"
 #include "app/log/frontmost_log.h"
+#include "app/settings/settings_store.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_capture.h"
 #include "app/shell/draw_shortcuts.h"
@@ -95,6 +96,13 @@ Outcome DrawAppDelegate::adjustZoomLevel(double step) {
     }
     log::FrontmostLog::shared().record("zoomLevelChange", std::nullopt,
                                        "level=" + core::shortestDecimal(zoomLevel_));
+    // The level is the user's choice from now on, kept for the next run.
+    if (!config_.runSettingsFile) {
+        settings::SettingsStore::save(
+            settings::SettingsStore::settingsFile(),
+            [level = zoomLevel_](core::Settings& document) { document.zoom.level = level; },
+            "draw: ");
+    }
     if (ink::InkView* view = surfaces_->viewUnderPointer()) {
         view->showHint(QString::fromStdString(core::zoomLevelText(zoomLevel_)) + QChar(0x00D7),
                        false);

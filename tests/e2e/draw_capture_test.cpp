@@ -4,6 +4,8 @@
 #include <xcb/xcb.h>
 
 #include <QImage>
+#include <fstream>
+#include <nlohmann/json.hpp>
 
 #include "tests/e2e/draw_run.h"
 
@@ -167,6 +169,16 @@ TEST_F(DrawCapture, TheFullScreenZoomEnlargesTheDisplayUnderThePointer) {
     EXPECT_NE(onScreen({150, 150}) & 0xffffff, kYellow) << std::hex << onScreen({150, 150});
     EXPECT_NE(onScreen({740, 800}), kInk);
     EXPECT_EQ(onScreen({960 + 150, 150}) & 0xffffff, kYellow);
+    // A step up is kept for the next run.
+    chord({0xffe3u, 0x3du});  // Ctrl+=
+    ASSERT_TRUE(awaitEvents("zoomLevelChange", 1));
+    EXPECT_EQ(events("zoomLevelChange")[0]["note"], "level=2.5");
+    const auto savedLevel = [&] {
+        std::ifstream file(tmp.path() / "scrawlet" / "settings.json");
+        const auto document = nlohmann::json::parse(file, nullptr, false);
+        return document.is_object() ? document["zoom"]["level"].get<double>() : 0.0;
+    };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return savedLevel() == 2.5; }, 5000)) << savedLevel();
 
     chord({0xffe3u, 0xffe9u, 0xffe1u, 0x7au});
     ASSERT_TRUE(awaitEvents("fullScreenZoomToggle", 2));

@@ -833,7 +833,7 @@ class X11CaptureService final : public CaptureService {
                 to.push_back({std::int16_t(x0), std::int16_t(y0), std::uint16_t(x1 - x0),
                               std::uint16_t(y1 - y0)});
         };
-        constexpr int kBands = 16;
+        constexpr int kBands = 32;
         const int rows = std::max(1, (h + kBands - 1) / kBands);
         for (int y0 = 0; y0 < h; y0 += rows) {
             const int y1 = std::min(h, y0 + rows);
