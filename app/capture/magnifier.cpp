@@ -70,6 +70,10 @@ Magnifier::Surface* Magnifier::find(std::uint32_t displayID) {
 bool Magnifier::attach(const platform::Display& display) {
     if (Surface* s = find(display.key.id)) {
         s->screen = display.screen;
+        // A display that came back under a still pointer shows the magnifier at once.
+        if (active_) {
+            requestTick();
+        }
         return true;
     }
     auto panel = std::make_unique<MagnifierPanel>(kind_ == Kind::lens);

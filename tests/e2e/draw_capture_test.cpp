@@ -187,4 +187,30 @@ TEST_F(DrawCapture, TheFullScreenZoomEnlargesTheDisplayUnderThePointer) {
     EXPECT_GT(summaryDocument()["fullScreenZoomPresentedFrames"].get<int>(), 0);
 }
 
+// The lens moves to the monitor the pointer moves to, and is back there once that monitor has
+// gone and come back, capture having been built again for the new arrangement.
+TEST_F(DrawCapture, TheLensFollowsThePointerAcrossMonitorsAndSurvivesOneGoingAway) {
+    OtherApplication other(true);  // yellow, x 100…300 of both monitors, y 100…250
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_PANEL=0"});
+    const QRgb desktop = onScreen({200, 330});
+    ASSERT_TRUE(input->movePointer({200, 175}));
+    chord({0xffe3u, 0xffe9u, 0x7au});  // Ctrl+Alt+Z
+    ASSERT_TRUE(awaitColour({200, 330}, qRgb(255, 255, 0))) << run->standardError();
+    ASSERT_TRUE(input->movePointer({960 + 200, 175}));
+    EXPECT_TRUE(awaitColour({960 + 200, 330}, qRgb(255, 255, 0)));
+    EXPECT_TRUE(awaitColour({200, 330}, desktop));
+
+    const XSession& session = XSessionEnvironment::session();
+    ASSERT_TRUE(input->movePointer({200, 175}));
+    ASSERT_TRUE(awaitColour({200, 330}, qRgb(255, 255, 0)));
+    ASSERT_TRUE(session.removeMonitor("B"));
+    ASSERT_TRUE(awaitEvents("captureRebuild", 1)) << run->standardError();
+    ASSERT_TRUE(session.addMonitor(XSession::twoMonitors()[1]));
+    ASSERT_TRUE(input->movePointer({960 + 200, 175}));
+    EXPECT_TRUE(awaitColour({960 + 200, 330}, qRgb(255, 255, 0)))
+        << std::hex << onScreen({960 + 200, 330});
+    finishWith(*run, SIGUSR2);
+    EXPECT_EQ(summaryDocument()["lensActive"], true);
+}
+
 }  // namespace

@@ -105,10 +105,19 @@ class X11CaptureService final : public CaptureService {
         cmAtom_ = atoms[3];
         loadFormats();
         xcb_composite_redirect_subwindows(c_, root_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
-        const std::uint32_t mask =
-            XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+        const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY |
+                                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY |
+                                   XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(c_, root_, XCB_CW_EVENT_MASK, &mask);
-        xcb_randr_select_input(c_, root_, XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE);
+        // A monitor defined or deleted changes neither the screen's size nor its outputs; the
+        // server tells version-1.5 clients with a screen change.
+        if (randr_ && randr_->present)
+            std::free(
+                xcb_randr_query_version_reply(c_, xcb_randr_query_version(c_, 1, 5), nullptr));
+        xcb_randr_select_input(c_, root_,
+                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
         // The end of screen blanking counts as the displays waking.
         if (screenSaver_ && screenSaver_->present)
             xcb_screensaver_select_input(c_, root_, XCB_SCREENSAVER_EVENT_NOTIFY_MASK);
@@ -130,7 +139,7 @@ class X11CaptureService final : public CaptureService {
 
     void requestContent(ContentDone done) override {
         Content content;
-        for (const auto& monitor : monitors())
+        for (const auto& monitor : monitorsFromAnyThread())
             content.displays.push_back({monitor.id, monitor.rect.width(), monitor.rect.height()});
         // Our windows are known by their process id from the moment they exist.
         content.ownApplicationListed = true;
@@ -138,7 +147,7 @@ class X11CaptureService final : public CaptureService {
     }
 
     std::optional<std::pair<int, int>> displayPixelSize(std::uint32_t displayID) override {
-        for (const auto& monitor : monitors())
+        for (const auto& monitor : monitorsFromAnyThread())
             if (monitor.id == displayID)
                 return std::pair{monitor.rect.width(), monitor.rect.height()};
         return std::nullopt;
@@ -250,6 +259,13 @@ class X11CaptureService final : public CaptureService {
         QSize size;
     };
 
+    // The capture thread may sleep on events this thread read with its reply: it looks again.
+    std::vector<Monitor> monitorsFromAnyThread() {
+        auto result = monitors();
+        signal();
+        return result;
+    }
+
     std::vector<Monitor> monitors() {
         std::vector<Monitor> result;
         const x11::Owned<xcb_randr_get_monitors_reply_t> reply(
@@ -360,7 +376,9 @@ class X11CaptureService final : public CaptureService {
     }
 
     void waitForEvents(int timeoutMs) {
-        handleEvents();
+        // Events read with a reply sit in xcb's queue, where poll does not see them.
+        if (handleEvents())
+            return;
         pollfd fds[2] = {{xcb_get_file_descriptor(c_), POLLIN, 0}, {wakeFd_, POLLIN, 0}};
         if (::poll(fds, 2, timeoutMs) > 0 && (fds[1].revents & POLLIN)) {
             std::uint64_t count = 0;
@@ -439,14 +457,18 @@ class X11CaptureService final : public CaptureService {
         return monitors_;
     }
 
-    void handleEvents() {
+    // Whether there was any event.
+    bool handleEvents() {
+        bool any = false;
         bool displaysChanged = false;
         bool screensWoke = false;
         bool everything = false;   // what every display shows may have changed
         std::vector<QRect> areas;  // what changed, in root coordinates
         std::vector<xcb_window_t> mapped;
         bool pointerMoved = false;
+        bool rootConfigured = false;
         while (x11::Owned<xcb_generic_event_t> event{xcb_poll_for_event(c_)}) {
+            any = true;
             const std::uint8_t type = event->response_type & 0x7f;
             if (type == XCB_GE_GENERIC) {
                 const auto* generic = reinterpret_cast<const xcb_ge_generic_event_t*>(event.get());
@@ -484,7 +506,11 @@ class X11CaptureService final : public CaptureService {
                     : type == XCB_MAP_NOTIFY
                         ? reinterpret_cast<const xcb_map_notify_event_t*>(event.get())->window
                         : reinterpret_cast<const xcb_unmap_notify_event_t*>(event.get())->window;
-                if (!(excludingOwn_ && ownWindows_.contains(window)))
+                // Monitors defined or deleted come with no RandR event, only with the screen
+                // resized after them.
+                if (window == root_)
+                    rootConfigured = true;
+                else if (!(excludingOwn_ && ownWindows_.contains(window)))
                     windowsDirty_ = everything = true;
             } else if (type == XCB_DESTROY_NOTIFY || type == XCB_CREATE_NOTIFY ||
                        type == XCB_REPARENT_NOTIFY || type == XCB_CIRCULATE_NOTIFY) {
@@ -495,7 +521,8 @@ class X11CaptureService final : public CaptureService {
                 if (atom == wallpaperAtoms_[0] || atom == wallpaperAtoms_[1])
                     wallpaperDirty_ = everything = true;
             } else if (randr_ && randr_->present &&
-                       type == randr_->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY) {
+                       (type == randr_->first_event + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                        type == randr_->first_event + XCB_RANDR_NOTIFY)) {
                 displaysChanged = true;
             } else if (screenSaver_ && screenSaver_->present &&
                        type == screenSaver_->first_event + XCB_SCREENSAVER_NOTIFY) {
@@ -503,6 +530,14 @@ class X11CaptureService final : public CaptureService {
                     reinterpret_cast<const xcb_screensaver_notify_event_t*>(event.get());
                 screensWoke |= notify->state == XCB_SCREENSAVER_STATE_OFF;
             }
+        }
+        if (rootConfigured && !displaysChanged) {
+            const auto now = monitors();
+            displaysChanged = now.size() != monitors_.size() ||
+                              !std::equal(now.begin(), now.end(), monitors_.begin(),
+                                          [](const Monitor& a, const Monitor& b) {
+                                              return a.id == b.id && a.rect == b.rect;
+                                          });
         }
         if (pointerMoved) {
             std::function<void()> moved;
@@ -526,7 +561,7 @@ class X11CaptureService final : public CaptureService {
                     changed_.insert(id);
         }
         if (!displaysChanged && !screensWoke)
-            return;
+            return any;
         monitorsDirty_ |= displaysChanged;
         SystemEvents events;
         {
@@ -537,6 +572,7 @@ class X11CaptureService final : public CaptureService {
             events.displaysChanged();
         if (screensWoke && events.screensWoke)
             events.screensWoke();
+        return any;
     }
 
     bool compositing() {
