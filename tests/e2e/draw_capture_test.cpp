@@ -4,6 +4,7 @@
 #include <xcb/xcb.h>
 
 #include <QImage>
+#include <QProcess>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -118,6 +119,34 @@ TEST_F(DrawCapture, EachDisplayIsBuiltAgainWhenTheScreenStopsBlanking) {
     EXPECT_NE(rebuilds[0]["note"].get<std::string>().find(" why=screensDidWake"), std::string::npos)
         << rebuilds[0].dump();
     EXPECT_GT(summary["captureFrameCount"].get<int>(), 5);
+}
+
+// The end of a suspend, as logind announces it on the system bus, is taken as the displays
+// waking; its start is not. A private bus stands in for the system's.
+TEST_F(DrawCapture, EachDisplayIsBuiltAgainAfterASuspend) {
+    QProcess bus;
+    bus.start("dbus-daemon", {"--session", "--nofork", "--nopidfile", "--print-address=1"});
+    ASSERT_TRUE(bus.waitForReadyRead(5000)) << "dbus-daemon did not start";
+    const std::string address = bus.readLine().trimmed().toStdString();
+    const auto announce = [&](const char* sleeping) {
+        EXPECT_EQ(QProcess::execute("dbus-send", {QString::fromStdString("--bus=" + address),
+                                                  "--type=signal", "/org/freedesktop/login1",
+                                                  "org.freedesktop.login1.Manager.PrepareForSleep",
+                                                  QString("boolean:") + sleeping}),
+                  0);
+    };
+    const auto summary = captureRun({"DBUS_SYSTEM_BUS_ADDRESS=" + address}, [&] {
+        announce("true");
+        announce("false");
+        EXPECT_TRUE(awaitEvents("captureRebuild", 2));
+    });
+    bus.kill();
+    bus.waitForFinished();
+    EXPECT_EQ(summary["captureRebuilds"], 2);
+    for (const auto& rebuild : events("captureRebuild")) {
+        EXPECT_NE(rebuild["note"].get<std::string>().find(" why=screensDidWake"), std::string::npos)
+            << rebuild.dump();
+    }
 }
 
 // The lens shows another application's window magnified round the pointer, without this

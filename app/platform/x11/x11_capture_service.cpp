@@ -23,6 +23,7 @@
 #include <unordered_set>
 
 #include "app/platform/platform_services.h"
+#include "app/platform/sleep_watcher.h"
 #include "app/platform/x11/xcb_support.h"
 
 namespace scrawlet::platform {
@@ -123,9 +124,20 @@ class X11CaptureService final : public CaptureService {
             xcb_screensaver_select_input(c_, root_, XCB_SCREENSAVER_EVENT_NOTIFY_MASK);
         xcb_flush(c_);
         thread_ = std::thread([this] { run(); });
+        // The end of a suspend counts as the displays waking too.
+        sleep_ = std::make_unique<SleepWatcher>([this] {
+            SystemEvents events;
+            {
+                std::lock_guard lock(mutex_);
+                events = systemEvents_;
+            }
+            if (events.screensWoke)
+                events.screensWoke();
+        });
     }
 
     ~X11CaptureService() override {
+        sleep_.reset();
         {
             std::lock_guard lock(mutex_);
             stop_ = true;
@@ -1061,6 +1073,7 @@ class X11CaptureService final : public CaptureService {
     std::function<void()> pointerMoved_;
     SystemEvents systemEvents_;
     std::thread thread_;
+    std::unique_ptr<SleepWatcher> sleep_;
 
     // The capture thread's own.
     bool windowsDirty_ = true;
