@@ -59,7 +59,17 @@ void DrawAppDelegate::showOnboardingIfFirstLaunch() {
         return;
     }
     const auto loaded = settings::SettingsStore::load(settings::SettingsStore::settingsFile());
-    if (loaded && !loaded->settings.system.onboardingCompleted) {
+    if (!loaded) {
+        return;
+    }
+    // A file the store keeps untouched (another schema version, or unreadable and stuck in
+    // place) cannot take the flag, so the window would come back on every launch.
+    using Store = settings::SettingsStore;
+    if (std::holds_alternative<Store::RefusedNewerSchema>(loaded->outcome) ||
+        std::holds_alternative<Store::KeptInvalid>(loaded->outcome)) {
+        return;
+    }
+    if (!loaded->settings.system.onboardingCompleted) {
         showOnboardingWindow();
     }
 }
@@ -75,10 +85,18 @@ void DrawAppDelegate::showOnboardingWindow() {
             shortcuts::Permissions::isHeld(Grant::screenRecording),
             shortcuts::Permissions::isHeld(Grant::accessibility)});
     onboardingWindow_->onDismiss = [this](const std::string& note) { dismissOnboarding(note); };
+    const auto autoDismissSeconds = config_.onboardingAutoDismissAfterSeconds;
+    // Dismissed at once, the window is never mapped: mapped and unmapped within one turn it
+    // would only take the focus from under the user's first stroke.
+    if (autoDismissSeconds && *autoDismissSeconds <= 0) {
+        log::FrontmostLog::shared().record("onboarding", std::nullopt, "shown");
+        dismissOnboarding("auto");
+        return;
+    }
     bringToFront(*onboardingWindow_);
     log::FrontmostLog::shared().record("onboarding", std::nullopt, "shown");
-    if (config_.onboardingAutoDismissAfterSeconds) {
-        QTimer::singleShot(milliseconds(*config_.onboardingAutoDismissAfterSeconds), this,
+    if (autoDismissSeconds) {
+        QTimer::singleShot(milliseconds(*autoDismissSeconds), this,
                            [this] { dismissOnboarding("auto"); });
     }
 }
