@@ -68,6 +68,8 @@ UpdateChecker::UpdateChecker(std::string feedUrl, std::string currentVersion,
 
 UpdateChecker::~UpdateChecker() {
     if (reply_) {
+        // An aborted reply reports at once; nobody is left to hear it.
+        reply_->disconnect(this);
         reply_->abort();
     }
 }

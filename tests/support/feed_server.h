@@ -1,6 +1,6 @@
 // A one-response HTTP server on the loopback interface, for tests of update checks: every
-// request gets the same status and body and the connection is closed. Runs on the calling
-// thread's event loop; the port is picked by the system.
+// request gets the same status and body and the connection is closed; status 0 never answers. Runs
+// on the calling thread's event loop; the port is picked by the system.
 #pragma once
 
 #include <QByteArray>
@@ -25,6 +25,9 @@ class FeedServer : public QObject {
                     }
                     received_.clear();
                     ++requests_;
+                    if (status_ == 0) {
+                        return;
+                    }
                     socket->write("HTTP/1.1 " + QByteArray::number(status_) +
                                   " Answer\r\nContent-Type: application/rss+xml\r\n"
                                   "Content-Length: " +

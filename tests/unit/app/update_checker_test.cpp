@@ -86,6 +86,20 @@ TEST_F(UpdateCheck, FailuresSayWhyAndAreNotRememberedAsChecks) {
     EXPECT_FALSE(UpdateChecker(server.url(), "0.1.0", preferences(), 0).lastCheck());
 }
 
+TEST_F(UpdateCheck, ACheckStillWaitingEndsSilentlyWithItsChecker) {
+    server.respond(0, {});
+    int results = 0;
+    {
+        UpdateChecker checker(server.url(), "0.1.0", preferences(), 0);
+        checker.setOnResult([&](const UpdateCheckResult&) { ++results; });
+        checker.checkNow();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return server.requests() == 1; }, 10000));
+        EXPECT_TRUE(checker.checking());
+    }
+    QTest::qWait(100);
+    EXPECT_EQ(results, 0);
+}
+
 TEST_F(UpdateCheck, AutomaticChecksWaitADayAfterTheLastOne) {
     server.respond(200, feedWithRelease("0.1.0"));
     {
