@@ -118,9 +118,9 @@ void DrawAppDelegate::dismissOnboarding(const std::string& note) {
         log::FrontmostLog::shared().record("onboarding", std::nullopt, note);
     }
     // Closed even when another run saved the flag first: a button that does nothing would
-    // leave the user with a window that cannot go.
+    // leave the user with a window that cannot go. The callback that may be running now stays
+    // in place; the window reports once, and a late report finds no window here.
     settings::OnboardingWindowController* window = onboardingWindow_.release();
-    window->onDismiss = nullptr;
     window->close();
     window->deleteLater();
 }
