@@ -4,6 +4,7 @@
 #include <QDesktopServices>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QTimer>
 #include <QUrl>
 #include <iostream>
@@ -27,6 +28,15 @@ using settings::UpdateCheckResult;
 
 int milliseconds(double seconds) {
     return static_cast<int>(std::clamp(seconds, 0.0, 2147483.0) * 1000);
+}
+
+// Without a window manager nobody else would centre a new window; a manager that places
+// windows itself still starts from there.
+void centre(QWidget& window) {
+    if (const QScreen* screen = QGuiApplication::primaryScreen()) {
+        const QRect area = screen->availableGeometry();
+        window.move(area.center() - QPoint(window.width() / 2, window.height() / 2));
+    }
 }
 
 void bringToFront(QWidget& window) {
@@ -85,6 +95,7 @@ void DrawAppDelegate::showOnboardingWindow() {
             shortcuts::Permissions::isHeld(Grant::screenRecording),
             shortcuts::Permissions::isHeld(Grant::accessibility)});
     onboardingWindow_->onDismiss = [this](const std::string& note) { dismissOnboarding(note); };
+    centre(*onboardingWindow_);
     const auto autoDismissSeconds = config_.onboardingAutoDismissAfterSeconds;
     // Dismissed at once, the window is never mapped: mapped and unmapped within one turn it
     // would only take the focus from under the user's first stroke.
@@ -128,6 +139,7 @@ void DrawAppDelegate::dismissOnboarding(const std::string& note) {
 ink::Outcome DrawAppDelegate::showAboutWindow() {
     if (!aboutWindow_) {
         aboutWindow_ = std::make_unique<settings::AboutWindowController>();
+        centre(*aboutWindow_);
     }
     bringToFront(*aboutWindow_);
     log::FrontmostLog::shared().record("about", std::nullopt, "shown");
