@@ -70,6 +70,23 @@ TEST_F(SystemWindows, TheWelcomeWindowComesOnTheFirstLaunchOnly) {
     EXPECT_TRUE(notes("onboarding").empty()) << "never again";
 }
 
+TEST_F(SystemWindows, ClosingTheWelcomeWindowCountsAsSkipping) {
+    auto run = startAndAwaitBanner({"SCRAWLET_DRAW_ONBOARDING_AUTO_DISMISS_SECONDS=600"});
+    ASSERT_TRUE(awaitWindow(run->pid(), "Welcome to Scrawlet")) << run->standardError();
+    for (const ShownWindow& window : shownWindowsOf(run->pid())) {
+        if (window.title == "Welcome to Scrawlet") {
+            ASSERT_TRUE(askToClose(window.id));
+        }
+    }
+    ASSERT_TRUE(awaitEvents("onboarding", 2)) << run->standardError();
+    EXPECT_EQ(notes("onboarding"), (std::vector<std::string>{"shown", "skipped"}));
+    EXPECT_TRUE(awaitWindow(run->pid(), "Welcome to Scrawlet", false));
+    finishWith(*run, SIGTERM);
+    const auto saved =
+        nlohmann::json::parse(TemporaryFolder::read(tmp.path() / "scrawlet" / "settings.json"));
+    EXPECT_EQ(saved["system"]["onboardingCompleted"], true);
+}
+
 TEST_F(SystemWindows, TheAboutWindowShowsWhoAndWhatAndClosesWhenAsked) {
     writeSettings([](nlohmann::json&) {});
     auto run = startAndAwaitBanner(
