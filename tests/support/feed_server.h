@@ -61,11 +61,11 @@ class FeedServer : public QObject {
 // A feed whose one release is `version`.
 inline QByteArray feedWithRelease(const std::string& version) {
     return QByteArray::fromStdString(
-        "<?xml version=\"1.0\"?><rss version=\"2.0\" xmlns:sparkle=\"urn:x\"><channel>"
+        "<?xml version=\"1.0\"?><rss version=\"2.0\" xmlns:ac=\"urn:example:appcast\"><channel>"
         "<item><title>Scrawlet " +
         version + "</title><link>https://scrawlet.org/releases/" + version +
-        "</link><enclosure url=\"https://scrawlet.org/scrawlet.tar.gz\" sparkle:version=\"" +
-        version + "\"/></item></channel></rss>");
+        "</link><enclosure url=\"https://scrawlet.org/scrawlet.tar.gz\" ac:version=\"" + version +
+        "\"/></item></channel></rss>");
 }
 
 }  // namespace scrawlet::testing

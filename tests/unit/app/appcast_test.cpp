@@ -8,7 +8,7 @@ namespace {
 QByteArray feed(const std::string& items, const std::string& prefix = "sp") {
     return QByteArray::fromStdString(
         "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<rss version=\"2.0\" xmlns:" + prefix +
-        "=\"http://www.andymatuschak.org/xml-namespaces/sparkle\"><channel><title>Scrawlet</"
+        "=\"urn:example:appcast\"><channel><title>Scrawlet</"
         "title>" +
         "<link>https://scrawlet.org/</link>" + items + "</channel></rss>");
 }
