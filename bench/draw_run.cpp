@@ -136,7 +136,10 @@ class Run {
         environment.insert(environment.end(),
                            {"DISPLAY=" + display, "XDG_CONFIG_HOME=" + home, "HOME=" + home,
                             "XDG_RUNTIME_DIR=" + home, "SCRAWLET_DRAW_SUMMARY=" + summaryPath(),
-                            "SCRAWLET_DRAW_LOG=" + logPath()});
+                            "SCRAWLET_DRAW_LOG=" + logPath(),
+                            // A welcome window and update checks are not what is measured.
+                            "SCRAWLET_DRAW_ONBOARDING_AUTO_DISMISS_SECONDS=0",
+                            "SCRAWLET_UPDATE_FEED_URL=http://127.0.0.1:9/"});
         process_ = std::make_unique<ChildProcess>(SCRAWLET_EXECUTABLE, environment);
         runningChild = process_->pid();
     }

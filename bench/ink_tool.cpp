@@ -57,6 +57,9 @@ ToolRun::ToolRun(InkTool tool, const std::string& display, const std::vector<std
                                                   "SCRAWLET_DRAW_COLOUR=#ff0000",
                                                   "SCRAWLET_DRAW_WIDTH=4",
                                                   "SCRAWLET_DRAW_SECONDS=300",
+                                                  // A welcome window would sit under the ink.
+                                                  "SCRAWLET_DRAW_ONBOARDING_AUTO_DISMISS_SECONDS=0",
+                                                  "SCRAWLET_UPDATE_FEED_URL=http://127.0.0.1:9/",
                                                   "SCRAWLET_DRAW_SUMMARY=" + home + "/draw.json",
                                                   "SCRAWLET_DRAW_LOG=" + home + "/draw.jsonl",
                                               });

@@ -12,7 +12,10 @@
 #include "app/platform/atomic_file.h"
 #include "app/platform/monotonic_clock.h"
 #include "app/platform/platform_services.h"
+#include "app/settings/about_window.h"
+#include "app/settings/onboarding_window.h"
 #include "app/settings/settings_store.h"
+#include "app/settings/update_checker.h"
 #include "app/shell/compositing_notice.h"
 #include "app/shell/control_panels.h"
 #include "app/shell/draw_capture.h"
@@ -90,9 +93,11 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     (void)initial;
     shortcuts_ = std::make_unique<DrawShortcuts>(config_, router_, *surfaces_);
     shortcuts_->start();
+    startUpdater();
     statusMenu_ = std::make_unique<StatusMenu>(
         tools_->tool(), [this](core::Tool tool) { pickTool(tool); },
         [this] { requestFinish("menu"); });
+    statusMenu_->setAppItems([this] { (void)showAboutWindow(); }, [this] { updater_->checkNow(); });
     tools_->addObserver(*statusMenu_);
     statusMenu_->setRefusedShortcutCount(shortcuts_->refusedCount());
     statusMenu_->show();
@@ -110,6 +115,14 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
                           [this](const std::string& reason) { requestFinish(reason); }});
     buildPointerAids();
     buildKeystrokeDisplay();
+    showOnboardingIfFirstLaunch();
+    if (config_.aboutWindow) {
+        (void)showAboutWindow();
+    }
+    if (!config_.runSettingsFile) {
+        // A settings file edited while Scrawlet was away, or a copy that moved, takes effect.
+        applyLaunchAtLogin(config_.currentSettings().system.launchAtLogin);
+    }
     capture_ =
         DrawCapture::startIfAsked(config_, surfaces_->displayIDs(),
                                   panels_ ? panels_->firstPanelPixels() : std::nullopt, this);

@@ -36,6 +36,13 @@ namespace scrawlet::capture {
 class Magnifier;
 }
 
+namespace scrawlet::settings {
+class AboutWindowController;
+class OnboardingWindowController;
+class UpdateChecker;
+struct UpdateCheckResult;
+}  // namespace scrawlet::settings
+
 namespace scrawlet::shell {
 
 class CompositingNotice;
@@ -67,6 +74,12 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void showToUser();
     // New aid settings from the settings window, shown at once by the aids that are on.
     void applyAidSettings(const core::Settings& settings);
+    // The about window, built on first use and brought to the front.
+    ink::Outcome showAboutWindow();
+    // Brings the autostart entry to `wanted`; a change or a failure goes to the event log.
+    void applyLaunchAtLogin(bool wanted);
+    // Automatic update checks follow `system.checkForUpdates`.
+    void setAutomaticUpdateChecks(bool enabled);
 
   signals:
     // Emitted once the run has finished; the value is the process's exit status.
@@ -99,6 +112,11 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void settingsChanged(const core::AnnotationSettings& settings) override;
     void flushSettings();
     void printBanner() const;
+    void showOnboardingIfFirstLaunch();
+    void showOnboardingWindow();
+    void dismissOnboarding(const std::string& note);
+    void startUpdater();
+    void showUpdateResult(const settings::UpdateCheckResult& result);
     std::string summaryText(const std::string& reason, double durationSeconds) const;
 
     DrawConfig config_;
@@ -133,6 +151,9 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<aids::KeystrokeDisplay> keystrokes_;
     std::unique_ptr<DrawMeasurements> measurements_;
     std::unique_ptr<SignalRelay> signals_;
+    std::unique_ptr<settings::OnboardingWindowController> onboardingWindow_;
+    std::unique_ptr<settings::AboutWindowController> aboutWindow_;
+    std::unique_ptr<settings::UpdateChecker> updater_;
     std::optional<core::AnnotationSettings> pendingSettings_;
     bool settingsWriteScheduled_ = false;
     QTimer timeLimit_;

@@ -7,6 +7,10 @@
 #include "app/aids/keystroke_display.h"
 #include "app/aids/spotlight.h"
 #include "app/capture/magnifier.h"
+#include "app/settings/about_window.h"
+#include "app/settings/app_identity.h"
+#include "app/settings/onboarding_window.h"
+#include "app/settings/update_checker.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_capture.h"
 #include "app/shell/ink_surfaces.h"
@@ -144,6 +148,17 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
         input.penColour = pen.colour;
         input.penWidthPoints = pen.widthContentUnits;
         input.penOpacity = pen.opacity;
+    }
+    input.onboardingActive = onboardingWindow_ && onboardingWindow_->isVisible();
+    input.aboutActive = aboutWindow_ && aboutWindow_->isVisible();
+    input.aboutName = settings::AppIdentity::name();
+    input.aboutVersion = settings::AppIdentity::shortVersion();
+    input.aboutBuild = settings::AppIdentity::buildNumber();
+    input.aboutIconSource = settings::AppIdentity::iconAvailable() ? "bundle" : "placeholder";
+    if (updater_) {
+        input.updaterStarted = true;
+        input.updaterAutomaticChecks = updater_->automaticChecks();
+        input.updaterFeedUrl = updater_->feedUrl();
     }
     input.osVersion = currentOsVersion();
     input.startedAt = startedAtText(startedWallClock_);

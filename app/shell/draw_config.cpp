@@ -406,6 +406,9 @@ std::expected<DrawConfig, ConfigExit> DrawConfig::fromEnvironment(const Environm
         env.number("SCRAWLET_DRAW_ONBOARDING_AUTO_DISMISS_SECONDS");
     c.aboutWindow = env.flag("SCRAWLET_DRAW_ABOUT_WINDOW");
     c.aboutWindowCloseAfterSeconds = env.number("SCRAWLET_DRAW_ABOUT_WINDOW_CLOSE_SECONDS");
+    c.updateCheckDelaySeconds = std::clamp(
+        env.number("SCRAWLET_DRAW_UPDATE_CHECK_DELAY").value_or(c.updateCheckDelaySeconds), 0.0,
+        86400.0);
     if (const auto park = env.value("SCRAWLET_DRAW_POINTER_PARK")) {
         c.pointerPark = DrawConfig::points(*park);
     }

@@ -120,6 +120,8 @@ struct DrawConfig {
     std::optional<double> onboardingAutoDismissAfterSeconds;
     bool aboutWindow = false;
     std::optional<double> aboutWindowCloseAfterSeconds;
+    // Seconds between start-up and the first automatic update check.
+    double updateCheckDelaySeconds = 60;
     std::vector<GlobalPoint> pointerPark;
     std::optional<core::ActionID> initialTool;
     std::vector<core::ActionID> scriptedActions;

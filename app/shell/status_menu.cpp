@@ -7,6 +7,7 @@
 #include <QSystemTrayIcon>
 #include <iostream>
 
+#include "app/settings/app_identity.h"
 #include "core/action_id.h"
 
 namespace scrawlet::shell {
@@ -20,7 +21,7 @@ std::string capitalised(std::string_view name) {
     return text;
 }
 
-// No icon theme ships a pen for us: draw the glyph.
+// Without the bundled picture: the pen glyph.
 QIcon penGlyph() {
     QPixmap glyph(32, 32);
     glyph.fill(Qt::transparent);
@@ -52,7 +53,8 @@ void StatusMenu::show() {
     }
     icon_ = std::make_unique<QSystemTrayIcon>();
     icon_->setToolTip(QStringLiteral("Scrawlet"));
-    icon_->setIcon(penGlyph());
+    icon_->setIcon(settings::AppIdentity::iconAvailable() ? settings::AppIdentity::trayIcon()
+                                                          : penGlyph());
     icon_->setContextMenu(menu_.get());
     icon_->show();
 }
@@ -62,6 +64,20 @@ void StatusMenu::setRefusedShortcutCount(std::size_t count) {
         refusedShortcuts_ = count;
         rebuild();
     }
+}
+
+void StatusMenu::setAppItems(std::function<void()> about, std::function<void()> checkForUpdates) {
+    about_ = std::move(about);
+    checkForUpdates_ = std::move(checkForUpdates);
+    rebuild();
+}
+
+bool StatusMenu::notify(const QString& title, const QString& text) {
+    if (!icon_ || !QSystemTrayIcon::isSystemTrayAvailable()) {
+        return false;
+    }
+    icon_->showMessage(title, text, icon_->icon());
+    return true;
 }
 
 void StatusMenu::toolChanged(core::Tool tool) {
@@ -119,6 +135,17 @@ void StatusMenu::rebuild() {
     }
     if (section_) {
         section_(*menu_);
+        menu_->addSeparator();
+    }
+    if (about_) {
+        connect(menu_->addAction(QStringLiteral("About Scrawlet\u2026")), &QAction::triggered, this,
+                [this] { about_(); });
+    }
+    if (checkForUpdates_) {
+        connect(menu_->addAction(QStringLiteral("Check for Updates\u2026")), &QAction::triggered,
+                this, [this] { checkForUpdates_(); });
+    }
+    if (about_ || checkForUpdates_) {
         menu_->addSeparator();
     }
     connect(menu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,

@@ -1,6 +1,6 @@
 // The tray icon and its menu: the tools as one exclusive group, a line when other programs hold
-// some of our shortcuts, and Quit. Features that add a section (the capture history) insert
-// theirs above Quit. Main thread only.
+// some of our shortcuts, the features' sections (the capture history), "About Scrawlet…" and
+// "Check for Updates…" when their owners are given, and Quit. Main thread only.
 #pragma once
 
 #include <QObject>
@@ -32,6 +32,10 @@ class StatusMenu : public QObject, public ink::ToolController::Observer {
     // A feature's items, added above Quit each time the menu is built; `rebuild` builds it
     // again when they change.
     void setSection(std::function<void(QMenu&)> section);
+    // The application items; an empty function leaves its item out.
+    void setAppItems(std::function<void()> about, std::function<void()> checkForUpdates);
+    // A passing message from the tray icon; false when there is no tray to show it.
+    bool notify(const QString& title, const QString& text);
     void rebuild();
     void toolChanged(core::Tool tool) override;
 
@@ -45,6 +49,8 @@ class StatusMenu : public QObject, public ink::ToolController::Observer {
     std::function<void()> quit_;
     std::size_t refusedShortcuts_ = 0;
     std::function<void(QMenu&)> section_;
+    std::function<void()> about_;
+    std::function<void()> checkForUpdates_;
     std::unique_ptr<QMenu> menu_;
     std::unique_ptr<QActionGroup> toolGroup_;
     std::unique_ptr<QSystemTrayIcon> icon_;

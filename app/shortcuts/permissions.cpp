@@ -38,11 +38,11 @@ std::string squashed(std::string_view text) {
     return out;
 }
 
+}  // namespace
+
 bool isHeld(Grant grant) {
     return !state().denied.contains(grant) && state().sessionAllows;
 }
-
-}  // namespace
 
 std::optional<Grant> grant(ActionID action) {
     switch (action) {

@@ -24,6 +24,8 @@ enum class Grant { screenRecording, accessibility };
 std::optional<Grant> grant(core::ActionID action);
 // "The text tool", "Taking a screenshot", …; "That" for actions needing no grant.
 std::string label(core::ActionID action);
+// Forced-denied grants are not held, whatever the session says.
+bool isHeld(Grant grant);
 // None when the action needs no grant or the grant is held.
 std::optional<std::string> refusal(core::ActionID action);
 // The "permissions (M2-plan T0):" block of the start-up banner, lines joined by '\n'.

@@ -56,6 +56,10 @@ class DrawRun : public GuiTestSuite {
             "SCRAWLET_DRAW_LOG=" + log().string(),
             "SCRAWLET_DRAW_COLOUR=#00C000",
             "SCRAWLET_DRAW_WIDTH=12",
+            // Every run is a first launch here: the welcome window goes at once, and no update
+            // check can leave the machine (port 9 is discard, closed on test machines).
+            "SCRAWLET_DRAW_ONBOARDING_AUTO_DISMISS_SECONDS=0",
+            "SCRAWLET_UPDATE_FEED_URL=http://127.0.0.1:9/products/appcast.xml",
         };
         env.insert(env.end(), defaults.begin(), defaults.end());
         return std::make_unique<scrawlet::testing::ChildProcess>(SCRAWLET_EXECUTABLE, env);

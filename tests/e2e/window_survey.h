@@ -13,6 +13,7 @@
 namespace scrawlet::e2e {
 
 struct ShownWindow {
+    xcb_window_t id = XCB_NONE;
     std::string title;
     int width = 0;
     int height = 0;
@@ -53,6 +54,7 @@ inline std::vector<ShownWindow> shownWindowsOf(pid_t pid) {
         if (!ours || !mapped)
             continue;
         ShownWindow entry;
+        entry.id = window;
         if (auto* name = xcb_get_property_reply(
                 c, xcb_get_property(c, 0, window, nameAtom, utf8, 0, 256), nullptr)) {
             entry.title.assign(static_cast<const char*>(xcb_get_property_value(name)),
@@ -69,6 +71,35 @@ inline std::vector<ShownWindow> shownWindowsOf(pid_t pid) {
     std::free(tree);
     xcb_disconnect(c);
     return shown;
+}
+
+// What a title bar's close button does: the WM_DELETE_WINDOW message of the ICCCM.
+inline bool askToClose(xcb_window_t window) {
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(c)) {
+        xcb_disconnect(c);
+        return false;
+    }
+    const auto atom = [c](const char* name) {
+        auto* reply = xcb_intern_atom_reply(
+            c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
+        const xcb_atom_t found = reply ? reply->atom : XCB_NONE;
+        std::free(reply);
+        return found;
+    };
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = atom("WM_PROTOCOLS");
+    message.data.data32[0] = atom("WM_DELETE_WINDOW");
+    message.data.data32[1] = XCB_CURRENT_TIME;
+    const auto cookie = xcb_send_event_checked(c, 0, window, XCB_EVENT_MASK_NO_EVENT,
+                                               reinterpret_cast<const char*>(&message));
+    xcb_generic_error_t* error = xcb_request_check(c, cookie);
+    std::free(error);
+    xcb_disconnect(c);
+    return error == nullptr;
 }
 
 }  // namespace scrawlet::e2e

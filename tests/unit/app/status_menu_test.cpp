@@ -98,6 +98,20 @@ TEST(StatusMenu, AFeatureSectionSitsAboveQuitAndIsBuiltAgainOnRequest) {
                            QStringLiteral("1"), QStringLiteral("-"), QStringLiteral("Quit")}));
     // The tools are still one group after a rebuild.
     EXPECT_EQ(checkedCount(statusMenu.menu()), 1);
+
+    int about = 0;
+    int checks = 0;
+    statusMenu.setAppItems([&] { ++about; }, [&] { ++checks; });
+    EXPECT_EQ(texts().mid(texts().size() - 6),
+              (QStringList{QStringLiteral("1"), QStringLiteral("-"),
+                           QStringLiteral("About Scrawlet\u2026"),
+                           QStringLiteral("Check for Updates\u2026"), QStringLiteral("-"),
+                           QStringLiteral("Quit")}));
+    item(statusMenu.menu(), QStringLiteral("Check for Updates\u2026"))->trigger();
+    statusMenu.rebuild();
+    item(statusMenu.menu(), QStringLiteral("About Scrawlet\u2026"))->trigger();
+    EXPECT_EQ(about, 1);
+    EXPECT_EQ(checks, 1);
 }
 
 }  // namespace
