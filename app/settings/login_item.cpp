@@ -1,12 +1,8 @@
 #include "app/settings/login_item.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
-#include <cstdlib>
-
 #include "app/platform/atomic_file.h"
 #include "app/platform/file_io.h"
+#include "app/settings/settings_store.h"
 
 namespace scrawlet::settings::LoginItem {
 namespace fs = std::filesystem;
@@ -20,16 +16,7 @@ std::string failure(bool wanted, const std::string& reason) {
 }  // namespace
 
 fs::path autostartDirectory() {
-    // Relative values are ignored, as the XDG base-directory rules say.
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && config[0] == '/') {
-        return fs::path(config) / "autostart";
-    }
-    const char* home = std::getenv("HOME");
-    if (!home || home[0] != '/') {
-        const passwd* entry = getpwuid(getuid());
-        home = entry && entry->pw_dir ? entry->pw_dir : "/";
-    }
-    return fs::path(home) / ".config" / "autostart";
+    return SettingsStore::configHome() / "autostart";
 }
 
 fs::path entryFile(const fs::path& directory) {

@@ -34,17 +34,21 @@ bool heldBackSaid = false;
 
 }  // namespace
 
-fs::path SettingsStore::directory() {
+fs::path SettingsStore::configHome() {
     // Relative values are ignored, as the XDG base-directory rules say.
     if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && config[0] == '/') {
-        return fs::path(config) / "scrawlet";
+        return fs::path(config);
     }
     const char* home = std::getenv("HOME");
     if (!home || home[0] != '/') {
         const passwd* entry = getpwuid(getuid());
         home = entry && entry->pw_dir ? entry->pw_dir : "/";
     }
-    return fs::path(home) / ".config" / "scrawlet";
+    return fs::path(home) / ".config";
+}
+
+fs::path SettingsStore::directory() {
+    return configHome() / "scrawlet";
 }
 
 std::string SettingsStore::setAsideName(std::time_t now) {

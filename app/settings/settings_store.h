@@ -56,7 +56,9 @@ class SettingsStore {
         Outcome outcome;
     };
 
-    // $XDG_CONFIG_HOME/scrawlet, else ~/.config/scrawlet. Not created here.
+    // $XDG_CONFIG_HOME, else ~/.config.
+    static std::filesystem::path configHome();
+    // Its scrawlet folder. Not created here.
     static std::filesystem::path directory();
     static std::filesystem::path settingsFile() { return directory() / "settings.json"; }
 

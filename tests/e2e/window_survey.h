@@ -19,6 +19,14 @@ struct ShownWindow {
     int height = 0;
 };
 
+inline xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
+    auto* reply = xcb_intern_atom_reply(
+        c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
+    const xcb_atom_t found = reply ? reply->atom : XCB_NONE;
+    std::free(reply);
+    return found;
+}
+
 inline std::vector<ShownWindow> shownWindowsOf(pid_t pid) {
     std::vector<ShownWindow> shown;
     xcb_connection_t* c = xcb_connect(nullptr, nullptr);
@@ -26,13 +34,7 @@ inline std::vector<ShownWindow> shownWindowsOf(pid_t pid) {
         xcb_disconnect(c);
         return shown;
     }
-    const auto atom = [c](const char* name) {
-        auto* reply = xcb_intern_atom_reply(
-            c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
-        const xcb_atom_t found = reply ? reply->atom : XCB_NONE;
-        std::free(reply);
-        return found;
-    };
+    const auto atom = [c](const char* name) { return internAtom(c, name); };
     const xcb_atom_t pidAtom = atom("_NET_WM_PID");
     const xcb_atom_t utf8 = atom("UTF8_STRING");
     const xcb_atom_t nameAtom = atom("_NET_WM_NAME");
@@ -80,13 +82,7 @@ inline bool askToClose(xcb_window_t window) {
         xcb_disconnect(c);
         return false;
     }
-    const auto atom = [c](const char* name) {
-        auto* reply = xcb_intern_atom_reply(
-            c, xcb_intern_atom(c, 0, static_cast<std::uint16_t>(std::strlen(name)), name), nullptr);
-        const xcb_atom_t found = reply ? reply->atom : XCB_NONE;
-        std::free(reply);
-        return found;
-    };
+    const auto atom = [c](const char* name) { return internAtom(c, name); };
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
