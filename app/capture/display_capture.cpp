@@ -166,6 +166,11 @@ void DisplayCapture::startStream(std::uint32_t displayID, int generation,
         return;
     }
     std::shared_ptr<Service::Stream> stream = *created;
+    // Known before it starts: its first samples may come before the start's answer does.
+    {
+        std::lock_guard lock(shared_->lock);
+        shared_->identity[stream.get()] = {displayID, generation};
+    }
     service_.startStream(
         stream, [this, alive = std::weak_ptr<int>(alive_), displayID, stream, generation,
                  width = config.width, height = config.height](std::optional<std::string> error) {
@@ -174,6 +179,10 @@ void DisplayCapture::startStream(std::uint32_t displayID, int generation,
             }
             later([this, displayID, stream, generation, width, height, error] {
                 if (error) {
+                    {
+                        std::lock_guard lock(shared_->lock);
+                        shared_->identity.erase(stream.get());
+                    }
                     scheduleRetry(displayID, "startCapture: " + *error);
                     return;
                 }
@@ -184,7 +193,10 @@ void DisplayCapture::startStream(std::uint32_t displayID, int generation,
                 {
                     std::lock_guard lock(shared_->lock);
                     shared_->counters.lastError.reset();
-                    shared_->identity[stream.get()] = {displayID, generation};
+                    if (const auto found = shared_->identity.find(stream.get());
+                        found != shared_->identity.end()) {
+                        found->second.started = true;
+                    }
                 }
                 if (onStreamStart) {
                     onStreamStart(displayID, generation, width, height);
@@ -237,9 +249,11 @@ void DisplayCapture::rebuild(std::uint32_t displayID, const std::string& why) {
         return;
     }
     ++s->rebuilds;
-    if (s->stream) {
+    {
+        // Streams still starting are replaced too.
         std::lock_guard lock(shared_->lock);
-        shared_->identity.erase(s->stream.get());
+        std::erase_if(shared_->identity,
+                      [&](const auto& entry) { return entry.second.displayID == displayID; });
     }
     s->stream.reset();
     {
@@ -266,7 +280,8 @@ void DisplayCapture::streamStopped(const Service::Stream* stream, const std::str
     std::optional<std::uint32_t> displayID;
     {
         std::lock_guard lock(shared_->lock);
-        if (const auto found = shared_->identity.find(stream); found != shared_->identity.end()) {
+        if (const auto found = shared_->identity.find(stream);
+            found != shared_->identity.end() && found->second.started) {
             displayID = found->second.displayID;
         }
     }

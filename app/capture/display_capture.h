@@ -106,6 +106,9 @@ class DisplayCapture {
     struct Identity {
         std::uint32_t displayID = 0;
         int generation = 0;
+        // False until the start is answered: its samples count from the first, but a stop
+        // is not yet put down to its display.
+        bool started = false;
     };
     // What the service's thread shares with the main thread.
     struct Shared {

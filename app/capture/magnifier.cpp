@@ -6,6 +6,7 @@
 #include <QScreen>
 #include <QSurfaceFormat>
 #include <QVariant>
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 
@@ -70,9 +71,11 @@ Magnifier::Surface* Magnifier::find(std::uint32_t displayID) {
 bool Magnifier::attach(const platform::Display& display) {
     if (Surface* s = find(display.key.id)) {
         s->screen = display.screen;
-        // A display that came back under a still pointer shows the magnifier at once.
+        // A display that came back under a still pointer shows the magnifier at once, once
+        // every display has been told.
         if (active_) {
-            requestTick();
+            QMetaObject::invokeMethod(
+                this, [this] { requestTick(); }, Qt::QueuedConnection);
         }
         return true;
     }
@@ -103,6 +106,9 @@ void Magnifier::reanchor(const platform::Display& display) {
 
 void Magnifier::apply(const core::ZoomSettings& settings) {
     settings_ = settings;
+    if (active_) {
+        requestTick();
+    }
 }
 
 void Magnifier::setActive(bool active) {
@@ -114,7 +120,10 @@ void Magnifier::setActive(bool active) {
         for (Surface& s : surfaces_) {
             s.centre.reset();
         }
-        const auto moved = [this] {
+        reported_ = -1;
+        const auto moved = [this](QPoint pointer) {
+            reported_ = std::int64_t(std::uint64_t(std::uint32_t(pointer.x())) << 32 |
+                                     std::uint32_t(pointer.y()));
             if (!tickPosted_.exchange(true)) {
                 QMetaObject::invokeMethod(
                     this,
@@ -217,7 +226,17 @@ void Magnifier::tick() {
 
 // Moves the panel and what the capture draws into it with the pointer.
 bool Magnifier::follow() {
-    const QPoint pointer = QCursor::pos();
+    // The capture's word for where the pointer is saves asking the server again; it is in
+    // pixels, which are Qt's points only at a ratio of 1.
+    const std::int64_t reported = everyRefresh_ ? -1 : reported_.load();
+    const bool unscaled = std::all_of(surfaces_.begin(), surfaces_.end(), [](const Surface& s) {
+        return !s.screen || s.screen->devicePixelRatio() == 1;
+    });
+    const QPoint pointer =
+        reported >= 0 && unscaled
+            ? QPoint(int(std::int32_t(std::uint64_t(reported) >> 32)),
+                     int(std::int32_t(std::uint32_t(std::uint64_t(reported) & 0xffffffffu))))
+            : QCursor::pos();
     Surface* under = nullptr;
     for (Surface& s : surfaces_) {
         if (s.screen && s.screen->geometry().contains(pointer)) {

@@ -10,6 +10,8 @@
 // nothing runs and nothing is watched. Main thread only, apart from `store`.
 #pragma once
 
+#include <QPointer>
+#include <QScreen>
 #include <QTimer>
 #include <QWindow>
 #include <atomic>
@@ -42,10 +44,10 @@ class Magnifier : public QObject, public platform::DisplayFeature {
         std::function<void(std::uint32_t displayID,
                            std::optional<platform::CaptureService::Projection>)>
             project;
-        // Runs its argument on any thread after the pointer moves, until the same watcher
-        // gives an empty one. False when capture cannot tell: the magnifier then looks at
-        // every refresh.
-        std::function<bool(const void* watcher, std::function<void()>)> watchPointer;
+        // Runs its argument on any thread after the pointer moves, with its place on the
+        // screen in pixels, until the same watcher gives an empty one. False when capture
+        // cannot tell: the magnifier then looks at every refresh.
+        std::function<bool(const void* watcher, std::function<void(QPoint)>)> watchPointer;
     };
 
     Magnifier(Kind kind, const core::ZoomSettings& settings, Capture capture,
@@ -71,7 +73,8 @@ class Magnifier : public QObject, public platform::DisplayFeature {
   private:
     struct Surface {
         std::uint32_t displayID = 0;
-        QScreen* screen = nullptr;
+        // Qt deletes a screen that goes before the displays are told.
+        QPointer<QScreen> screen;
         std::unique_ptr<MagnifierPanel> panel;
         std::optional<core::AidPoint> centre;  // the full-screen zoom's eased centre
     };
@@ -94,6 +97,8 @@ class Magnifier : public QObject, public platform::DisplayFeature {
     QTimer clock_;
     bool everyRefresh_ = false;  // without word of the pointer's moves
     std::atomic<bool> tickPosted_{false};
+    // Where the capture last saw the pointer, in pixels, packed as x << 32 | y; -1 for none.
+    std::atomic<std::int64_t> reported_{-1};
     std::chrono::steady_clock::time_point lastTick_;
     std::atomic<bool> active_{false};
     std::optional<std::uint32_t> watched_;

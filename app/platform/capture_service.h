@@ -110,8 +110,9 @@ class CaptureService {
     // captured too.
     virtual void setProjection(std::uint32_t displayID, std::optional<Projection> projection) = 0;
     // Runs `moved` on the service's thread soon after the pointer moves, once for a burst of
-    // motion; an empty function stops it. False when the service cannot tell.
-    virtual bool watchPointer(std::function<void()> moved) = 0;
+    // motion, with its place on the screen in pixels; an empty function stops it. False when
+    // the service cannot tell.
+    virtual bool watchPointer(std::function<void(QPoint)> moved) = 0;
     // Nothing is delivered after `unwatch`.
     virtual void watchSystemEvents(SystemEvents events) = 0;
     virtual void unwatchSystemEvents() = 0;

@@ -37,7 +37,7 @@ bool DrawAppDelegate::ensureCapture() {
                 capture_->project(id, std::move(p));
             }
         };
-        link.watchPointer = [this](const void* watcher, std::function<void()> moved) {
+        link.watchPointer = [this](const void* watcher, std::function<void(QPoint)> moved) {
             return capture_ && capture_->watchPointer(watcher, std::move(moved));
         };
         const platform::WindowPlacement placement = overlayPlacement(config_, true);

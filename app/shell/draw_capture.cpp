@@ -68,7 +68,7 @@ void DrawCapture::project(std::uint32_t displayID,
     service_->setProjection(displayID, std::move(projection));
 }
 
-bool DrawCapture::watchPointer(const void* watcher, std::function<void()> moved) {
+bool DrawCapture::watchPointer(const void* watcher, std::function<void(QPoint)> moved) {
     bool any = false;
     {
         std::lock_guard lock(pointerLock_);
@@ -82,10 +82,10 @@ bool DrawCapture::watchPointer(const void* watcher, std::function<void()> moved)
     if (!any) {
         return service_->watchPointer({});
     }
-    return service_->watchPointer([this] {
+    return service_->watchPointer([this](QPoint pointer) {
         std::lock_guard lock(pointerLock_);
         for (const auto& [who, onMove] : pointerWatchers_) {
-            onMove();
+            onMove(pointer);
         }
     });
 }

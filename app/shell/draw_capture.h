@@ -43,7 +43,7 @@ class DrawCapture {
                  std::optional<platform::CaptureService::Projection> projection);
     // `moved` runs on the capture thread after the pointer moves, until the same watcher gives
     // an empty function; false when capture cannot tell.
-    bool watchPointer(const void* watcher, std::function<void()> moved);
+    bool watchPointer(const void* watcher, std::function<void(QPoint)> moved);
     // Runs for every frame, on the capture thread.
     void addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer);
 
@@ -63,7 +63,7 @@ class DrawCapture {
     std::mutex observersLock_;
     std::vector<std::function<void(const capture::DisplayCapture::Frame&)>> observers_;
     std::mutex pointerLock_;
-    std::map<const void*, std::function<void()>> pointerWatchers_;
+    std::map<const void*, std::function<void(QPoint)>> pointerWatchers_;
 };
 
 }  // namespace scrawlet::shell

@@ -213,7 +213,7 @@ class X11CaptureService final : public CaptureService {
         signal();
     }
 
-    bool watchPointer(std::function<void()> moved) override {
+    bool watchPointer(std::function<void(QPoint)> moved) override {
         if (!xiOpcode_)
             return false;
         {
@@ -552,13 +552,16 @@ class X11CaptureService final : public CaptureService {
                                           });
         }
         if (pointerMoved) {
-            std::function<void()> moved;
+            std::function<void(QPoint)> moved;
             {
                 std::lock_guard lock(mutex_);
                 moved = pointerMoved_;
             }
-            if (moved)
-                moved();
+            const x11::Owned<xcb_query_pointer_reply_t> pointer(
+                moved ? xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr)
+                      : nullptr);
+            if (pointer)
+                moved(QPoint(pointer->root_x, pointer->root_y));
         }
         if (everything || displaysChanged || screensWoke || !areas.empty() || !mapped.empty()) {
             std::lock_guard lock(mutex_);
@@ -1070,7 +1073,7 @@ class X11CaptureService final : public CaptureService {
     // the part of each display last composed, in root coordinates.
     std::unordered_set<std::uint32_t> changed_;
     std::unordered_map<std::uint32_t, QRect> composedAreas_;
-    std::function<void()> pointerMoved_;
+    std::function<void(QPoint)> pointerMoved_;
     SystemEvents systemEvents_;
     std::thread thread_;
     std::unique_ptr<SleepWatcher> sleep_;
