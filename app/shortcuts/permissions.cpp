@@ -44,6 +44,10 @@ bool isHeld(Grant grant) {
 
 }  // namespace
 
+bool held(Grant grant) {
+    return isHeld(grant);
+}
+
 std::optional<Grant> grant(ActionID action) {
     switch (action) {
         case ActionID::keystrokeDisplayToggle:

@@ -20,6 +20,8 @@ namespace Permissions {
 
 enum class Grant { screenRecording, accessibility };
 
+// Whether the grant is held in this session.
+bool held(Grant grant);
 // The grant an action needs, if any.
 std::optional<Grant> grant(core::ActionID action);
 // "The text tool", "Taking a screenshot", …; "That" for actions needing no grant.
