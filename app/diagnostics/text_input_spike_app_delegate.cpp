@@ -17,10 +17,11 @@ namespace {
 
 // Each route types the same keys, half a second after it starts so that its grab, focus or
 // monitor is in force at the server before the first key.
+// Five different keys: the toolkit takes a press of the key just released, in the same
+// server millisecond, for auto-repeat, which a late timer tick could otherwise produce.
+constexpr std::uint32_t kKeysyms[] = {0x61, 0x73, 0x64, 0x66, 0x67};  // "asdfg"
 constexpr int kKeysPerRoute = 5;
-constexpr std::uint32_t kKeysym = 0x61;  // "a"
 constexpr int kTypeDelayMs = 500;
-// Presses closer than a server tick apart would look like auto-repeat to the toolkit.
 constexpr int kKeyIntervalMs = 40;
 constexpr double kRouteStartSeconds[] = {0.5, 3.0, 4.5, 6.0};
 constexpr double kReportSeconds = 7.5;
@@ -276,7 +277,8 @@ void TextInputSpikeAppDelegate::typeNextKey() {
         return;
     }
     --keysLeft_;
-    if (!input_->setKey(kKeysym, true) || !input_->setKey(kKeysym, false)) {
+    const std::uint32_t keysym = kKeysyms[keysLeft_];
+    if (!input_->setKey(keysym, true) || !input_->setKey(keysym, false)) {
         std::cerr << "textspike: the X server refused a test key\n";
         keysLeft_ = 0;
     }
