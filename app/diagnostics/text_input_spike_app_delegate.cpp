@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "app/log/frontmost_log.h"
+#include "app/platform/monotonic_clock.h"
 #include "app/shortcuts/permissions.h"
 #include "core/number_format.h"
 
@@ -23,6 +24,8 @@ constexpr std::uint32_t kKeysyms[] = {0x61, 0x73, 0x64, 0x66, 0x67};  // "asdfg"
 constexpr int kKeysPerRoute = 5;
 constexpr int kTypeDelayMs = 500;
 constexpr int kKeyIntervalMs = 40;
+constexpr double kDeliverySeconds = 1.0;
+constexpr int kDeliveryPollMs = 20;
 constexpr double kRouteStartSeconds[] = {0.5, 3.0, 4.5, 6.0};
 constexpr double kReportSeconds = 7.5;
 
@@ -127,19 +130,60 @@ void TextInputSpikeAppDelegate::runScripted() {
         std::cerr << "textspike: the X server cannot type test keys (no XTEST); every route "
                      "will count 0\n";
     }
-    const std::pair<double, void (TextInputSpikeAppDelegate::*)()> steps[] = {
-        {kRouteStartSeconds[0], &TextInputSpikeAppDelegate::routeA},
-        {kRouteStartSeconds[1], &TextInputSpikeAppDelegate::routeA2},
-        {kRouteStartSeconds[2], &TextInputSpikeAppDelegate::routeB},
-        {kRouteStartSeconds[3], &TextInputSpikeAppDelegate::routeC},
-        {kReportSeconds, &TextInputSpikeAppDelegate::report},
-    };
-    for (const auto& [seconds, step] : steps) {
-        QTimer::singleShot(static_cast<int>(seconds * 1000), Qt::PreciseTimer, this, [this, step] {
-            if (!finished_) {
-                (this->*step)();
-            }
-        });
+    scriptStartedAt_ = platform::monotonicSeconds();
+    scheduleStep(0);
+}
+
+// Each step starts at its time after the start, but never before the previous route's keys
+// have arrived or stopped coming: on a busy machine a late key would count for the next route.
+void TextInputSpikeAppDelegate::scheduleStep(std::size_t step) {
+    constexpr void (TextInputSpikeAppDelegate::*kSteps[])() = {
+        &TextInputSpikeAppDelegate::routeA, &TextInputSpikeAppDelegate::routeA2,
+        &TextInputSpikeAppDelegate::routeB, &TextInputSpikeAppDelegate::routeC,
+        &TextInputSpikeAppDelegate::report};
+    const double at =
+        step < std::size(kRouteStartSeconds) ? kRouteStartSeconds[step] : kReportSeconds;
+    const double wait = std::max(0.0, scriptStartedAt_ + at - platform::monotonicSeconds());
+    QTimer::singleShot(static_cast<int>(wait * 1000), Qt::PreciseTimer, this,
+                       [this, step, run = kSteps[step]] {
+                           if (finished_) {
+                               return;
+                           }
+                           step_ = step;
+                           (this->*run)();
+                       });
+}
+
+// Until every key typed for the route has reached what the route watches, or a second has
+// passed since the last was typed; then the next step.
+void TextInputSpikeAppDelegate::awaitDelivery() {
+    const double lastTypedAt = platform::monotonicSeconds();
+    delivery_.callOnTimeout(this, [this, lastTypedAt] {
+        if (finished_) {
+            delivery_.stop();
+            return;
+        }
+        if (deliveredSoFar() < kKeysPerRoute &&
+            platform::monotonicSeconds() - lastTypedAt < kDeliverySeconds) {
+            return;
+        }
+        delivery_.stop();
+        delivery_.disconnect();
+        scheduleStep(step_ + 1);
+    });
+    delivery_.start(kDeliveryPollMs);
+}
+
+int TextInputSpikeAppDelegate::deliveredSoFar() const {
+    switch (step_) {
+        case 0:
+            return panel_->keyCount;
+        case 1:
+            return panel_->keyCount - panelKeysBefore_;
+        case 2:
+            return monitorHits_;
+        default:
+            return std::min(tapHitsRouteC_, monitorHits_);
     }
 }
 
@@ -224,6 +268,7 @@ void TextInputSpikeAppDelegate::routeC() {
     if (!accessibility_) {
         report_.routeC.skipped = "Accessibility not granted";
         record("routeC.skipped", "Accessibility not granted");
+        scheduleStep(step_ + 1);
         return;
     }
     const auto started =
@@ -232,6 +277,7 @@ void TextInputSpikeAppDelegate::routeC() {
     if (!started) {
         report_.routeC.skipped = "tap not created: " + started.error();
         record("routeC.tapCreateFailed", started.error());
+        scheduleStep(step_ + 1);
         return;
     }
     report_.routeC.ran = true;
@@ -264,6 +310,7 @@ void TextInputSpikeAppDelegate::report() {
 
 int TextInputSpikeAppDelegate::typeKeys() {
     if (!input_ || !input_->canInject()) {
+        scheduleStep(step_ + 1);
         return 0;
     }
     keysLeft_ = kKeysPerRoute;
@@ -272,7 +319,7 @@ int TextInputSpikeAppDelegate::typeKeys() {
 }
 
 void TextInputSpikeAppDelegate::typeNextKey() {
-    if (keysLeft_ <= 0 || finished_) {
+    if (finished_) {
         typer_.stop();
         return;
     }
@@ -281,6 +328,10 @@ void TextInputSpikeAppDelegate::typeNextKey() {
     if (!input_->setKey(keysym, true) || !input_->setKey(keysym, false)) {
         std::cerr << "textspike: the X server refused a test key\n";
         keysLeft_ = 0;
+    }
+    if (keysLeft_ <= 0) {
+        typer_.stop();
+        awaitDelivery();
     }
 }
 

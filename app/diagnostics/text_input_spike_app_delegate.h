@@ -50,6 +50,9 @@ class TextInputSpikeAppDelegate : public QObject {
 
   private:
     void runScripted();
+    void scheduleStep(std::size_t step);
+    void awaitDelivery();
+    int deliveredSoFar() const;
     void routeA();
     void routeA2();
     void routeB();
@@ -79,6 +82,9 @@ class TextInputSpikeAppDelegate : public QObject {
     shell::SignalRelay signals_;
     QTimer liveClock_;
     QTimer typer_;
+    QTimer delivery_;
+    double scriptStartedAt_ = 0;
+    std::size_t step_ = 0;
     int keysLeft_ = 0;
     bool accessibility_ = false;
     std::string frontmostBefore_;
