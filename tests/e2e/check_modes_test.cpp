@@ -239,6 +239,9 @@ TEST_F(CheckModes, CaptureSeesTheOverlayOnlyWithoutExclusion) {
                    "SCRAWLET_CAPTURE_FIDUCIAL=200,300,80,40",
                    "SCRAWLET_CAPTURE_DUMP_FRAME=" + dump.string(),
                    std::string("SCRAWLET_CAPTURE_EXCLUDE_OVERLAY=") + (exclude ? "1" : "0")});
+        ASSERT_TRUE(run->waitForError("SIGUSR1 marks, SIGUSR2 stops early.\n", 30s))
+            << run->standardError();
+        run->signal(SIGUSR1);
         ASSERT_EQ(run->wait(40s), 0) << run->standardError();
         EXPECT_TRUE(run->standardError().starts_with(
             "scrawlet capture (M0 T8 gate, driving DisplayCapture)\n"))
@@ -259,6 +262,10 @@ TEST_F(CheckModes, CaptureSeesTheOverlayOnlyWithoutExclusion) {
         EXPECT_EQ(summary["streamStarted"], true);
         EXPECT_GT(summary["completeFrameCount"].get<int>(), 0);
         EXPECT_EQ(summary["dumpedFrame"], true);
+        EXPECT_EQ(summary["markCount"], 1);
+        EXPECT_EQ(summary["operatorMarks"], nlohmann::json::array({"mark-1"}));
+        ASSERT_EQ(checkRecords("mark").size(), 1u);
+        EXPECT_EQ(checkRecords("mark").front()["label"], "mark-1");
         EXPECT_TRUE(QImage(QString::fromStdString(dump.string())).width() > 0);
         const auto frames = checkRecords("frame");
         ASSERT_FALSE(frames.empty());
