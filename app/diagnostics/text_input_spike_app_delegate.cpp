@@ -410,6 +410,10 @@ void TextInputSpikeAppDelegate::finish(const std::string& reason) {
     if (monitor_) {
         monitor_->stop();
     }
+    if (reason != "complete") {
+        std::cerr << "textspike: stopped by " << reason << " before the report; the log has "
+                  << "what was counted\n";
+    }
     log::FrontmostLog::shared().finish(reason);
     emit finished(0);
 }

@@ -201,6 +201,18 @@ TEST_F(CheckModes, TextSpikeWithoutAccessibilitySkipsTheConsumingRoute) {
     EXPECT_EQ(checkRecords("textInput").front()["note"], "R1 text input; accessibility=false");
 }
 
+TEST_F(CheckModes, TextSpikeStoppedEarlySaysSoAndFinishesItsLog) {
+    auto run = start({"SCRAWLET_MODE=textspike", "SCRAWLET_TEXTSPIKE_LOG=" + checkLog().string()});
+    ASSERT_TRUE(run->waitForError("FrontmostLog at", 30s)) << run->standardError();
+    run->signal(SIGTERM);
+    ASSERT_EQ(run->wait(20s), 0) << run->standardError();
+    EXPECT_NE(run->standardError().find("textspike: stopped by SIGTERM before the report"),
+              std::string::npos)
+        << run->standardError();
+    EXPECT_EQ(run->standardError().find("R1 spike complete"), std::string::npos);
+    EXPECT_EQ(scrawlet::testing::readJsonLines(checkLog()).back()["note"], "SIGTERM");
+}
+
 // Keys typed while the panel holds the keyboard reach it, and the focus stays put.
 TEST_F(CheckModes, TextSpikeLiveCheckCountsTypedKeysAndGivesItsVerdict) {
     auto run = start({"SCRAWLET_MODE=textspike", "SCRAWLET_TEXTSPIKE_LOG=" + checkLog().string(),
