@@ -5,6 +5,11 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "app/diagnostics/capture_app_delegate.h"
+#include "app/diagnostics/capture_config.h"
+#include "app/diagnostics/overlay_app_delegate.h"
+#include "app/diagnostics/overlay_config.h"
+#include "app/diagnostics/text_input_spike_app_delegate.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_config.h"
@@ -81,6 +86,64 @@ int runDraw(const shell::Environment& env, int argc, char** argv) {
     return status;
 }
 
+// Qt aborts when it cannot reach the display; the check modes say it themselves first.
+bool displayUsable(const shell::Environment& env) {
+    const auto display = env.value("DISPLAY");
+    return display && !display->empty() && platform::displayReachable(std::string(*display));
+}
+
+// Runs a check mode's controller: `launch` returns a refusal or nothing, `finished` carries
+// the exit status.
+template <class Delegate>
+int runCheck(Delegate& delegate) {
+    int status = 0;
+    QObject::connect(&delegate, &Delegate::finished, qApp, [&](int code) {
+        status = code;
+        QCoreApplication::exit(code);
+    });
+    if (const auto failure = delegate.launch()) {
+        return fail(*failure);
+    }
+    QApplication::exec();
+    return status;
+}
+
+int runOverlay(const shell::Environment& env, int argc, char** argv) {
+    const auto config = diagnostics::OverlayConfig::fromEnvironment(env);
+    if (!config) {
+        return fail(config.error());
+    }
+    if (!displayUsable(env)) {
+        return fail({"overlay: no drawable screen", 2});
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    diagnostics::OverlayAppDelegate delegate(*config);
+    return runCheck(delegate);
+}
+
+int runTextSpike(const shell::Environment& env, int argc, char** argv) {
+    const auto config = diagnostics::TextInputSpikeConfig::fromEnvironment(env);
+    if (!displayUsable(env)) {
+        return fail({"textspike: no drawable screen", 2});
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    diagnostics::TextInputSpikeAppDelegate delegate(config);
+    return runCheck(delegate);
+}
+
+int runCapture(const shell::Environment& env, int argc, char** argv) {
+    const auto config = diagnostics::CaptureConfig::fromEnvironment(env);
+    if (!displayUsable(env)) {
+        return fail({"capture: no drawable screen", 2});
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    diagnostics::CaptureAppDelegate delegate(config);
+    return runCheck(delegate);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -98,8 +161,17 @@ int main(int argc, char** argv) {
     if (!mode) {
         return fail(mode.error());
     }
-    if (*mode == shell::LaunchMode::draw) {
-        return runDraw(env, argc, argv);
+    switch (*mode) {
+        case shell::LaunchMode::draw:
+            return runDraw(env, argc, argv);
+        case shell::LaunchMode::overlay:
+            return runOverlay(env, argc, argv);
+        case shell::LaunchMode::textspike:
+            return runTextSpike(env, argc, argv);
+        case shell::LaunchMode::capture:
+            return runCapture(env, argc, argv);
+        case shell::LaunchMode::probe:
+            break;
     }
     std::cerr << "scrawlet: " << core::rawValue(*mode) << " mode is not built yet\n";
     return 2;

@@ -81,7 +81,13 @@ void FrontmostLog::finish(std::string_view note) {
 
 void FrontmostLog::setFrontmost(platform::FrontmostApp frontmost) {
     const std::lock_guard lock(mutex_);
+    everBecameFrontmost_ = everBecameFrontmost_ || frontmost.isOurs;
     frontmost_ = std::move(frontmost);
+}
+
+bool FrontmostLog::everBecameFrontmost() const {
+    const std::lock_guard lock(mutex_);
+    return everBecameFrontmost_;
 }
 
 bool FrontmostLog::isOpen() const {

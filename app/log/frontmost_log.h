@@ -56,6 +56,9 @@ class FrontmostLog {
     // Until the first call the frontmost fields are empty and "isOurs" is false.
     void setFrontmost(platform::FrontmostApp frontmost);
     bool isOpen() const;
+    // Whether this application was ever the frontmost one since the process started, which a
+    // non-activating overlay must never be.
+    bool everBecameFrontmost() const;
 
     // The line of one event record, without its line feed.
     static std::string formatRecord(long long seq, double timeSeconds, std::string_view event,
@@ -72,6 +75,7 @@ class FrontmostLog {
     int fd_ = -1;
     long long seq_ = 0;
     platform::FrontmostApp frontmost_;
+    bool everBecameFrontmost_ = false;
 };
 
 }  // namespace scrawlet::log

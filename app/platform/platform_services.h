@@ -8,11 +8,13 @@
 #include <string>
 
 #include "app/platform/capture_service.h"
+#include "app/platform/click_monitor.h"
 #include "app/platform/compositing_watcher.h"
 #include "app/platform/frontmost_app.h"
 #include "app/platform/instance_lock.h"
 #include "app/platform/key_grabber.h"
 #include "app/platform/key_monitor.h"
+#include "app/platform/keyboard_tap.h"
 #include "app/platform/pointer_stage.h"
 #include "app/platform/screen_reader.h"
 #include "app/platform/sound_player.h"
@@ -30,9 +32,15 @@ std::unique_ptr<SoundPlayer> createSoundPlayer();
 // Nothing, with the reason in `why`, when the X server lacks what capture needs.
 std::unique_ptr<CaptureService> createCaptureService(std::string* why);
 std::unique_ptr<KeyMonitor> createKeyMonitor();
+std::unique_ptr<KeyboardTap> createKeyboardTap();
+std::unique_ptr<ClickMonitor> createClickMonitor();
 std::unique_ptr<SyntheticInput> createSyntheticInput();
 std::unique_ptr<WindowPlacer> createWindowPlacer();
 std::unique_ptr<WorkspaceWatcher> createWorkspaceWatcher();
+
+// Whether the keyboard's input focus is on a window of this application. A keyboard grab does
+// not count: it leaves the focus where it was.
+bool ownWindowHasInputFocus();
 
 // Whether a compositing manager runs; without one translucent windows show opaque.
 bool compositingManagerRunning();

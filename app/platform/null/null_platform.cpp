@@ -35,6 +35,15 @@ std::unique_ptr<CaptureService> createCaptureService(std::string* why) {
 std::unique_ptr<KeyMonitor> createKeyMonitor() {
     return nullptr;
 }
+std::unique_ptr<KeyboardTap> createKeyboardTap() {
+    return nullptr;
+}
+std::unique_ptr<ClickMonitor> createClickMonitor() {
+    return nullptr;
+}
+bool ownWindowHasInputFocus() {
+    return false;
+}
 std::unique_ptr<SyntheticInput> createSyntheticInput() {
     return nullptr;
 }

@@ -91,6 +91,36 @@ TEST_F(ScrawletProcess, AnUnreachableDisplayIsStatus2WithItsLine) {
     EXPECT_TRUE(r.standardError.ends_with("draw: no drawable screen\n")) << r.standardError;
 }
 
+// The check modes refuse before any window: a bad token is a usage error, a missing display
+// ends the run with status 2, each line prefixed with its mode.
+TEST_F(ScrawletProcess, CheckModesRefuseWithTheirLineAndStatus) {
+    struct Case {
+        std::vector<std::string> env;
+        int status;
+        std::string line;
+    };
+    const Case cases[] = {
+        {{"SCRAWLET_MODE=overlay", "SCRAWLET_OVERLAY_BEHAVIOR=canJoinAllSpaces,bogus,x",
+          "DISPLAY=:65000"},
+         64,
+         "overlay: unknown collectionBehavior tokens: bogus,x\n"},
+        {{"SCRAWLET_MODE=overlay", "DISPLAY=:65000"}, 2, "overlay: no drawable screen\n"},
+        {{"SCRAWLET_MODE=overlay", "DISPLAY="}, 2, "overlay: no drawable screen\n"},
+        {{"SCRAWLET_MODE=textspike", "DISPLAY=:65000"}, 2, "textspike: no drawable screen\n"},
+        {{"SCRAWLET_MODE=capture", "SCRAWLET_CAPTURE_DISPLAY=7", "DISPLAY=:65000"},
+         2,
+         "capture: no drawable screen\n"},
+        {{"SCRAWLET_MODE=textspike", "SCRAWLET_TEXTSPIKE_LIVE=1"},
+         2,
+         "textspike: no drawable screen\n"},
+    };
+    for (const Case& c : cases) {
+        const ProcessRun r = run(c.env);
+        EXPECT_EQ(r.status, c.status) << c.line;
+        EXPECT_EQ(r.standardError, c.line);
+    }
+}
+
 // Each would hang or read without bound if opened as a plain file.
 TEST_F(ScrawletProcess, ASettingsPathThatIsNoSmallRegularFileIsStatus66AtOnce) {
     const auto fifo = tmp_.path() / "settings.fifo";
