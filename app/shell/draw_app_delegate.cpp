@@ -14,7 +14,9 @@
 #include "app/platform/platform_services.h"
 #include "app/settings/about_window.h"
 #include "app/settings/onboarding_window.h"
+#include "app/settings/settings_model.h"
 #include "app/settings/settings_store.h"
+#include "app/settings/settings_window.h"
 #include "app/settings/update_checker.h"
 #include "app/shell/compositing_notice.h"
 #include "app/shell/control_panels.h"
@@ -98,6 +100,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         tools_->tool(), [this](core::Tool tool) { pickTool(tool); },
         [this] { requestFinish("menu"); });
     statusMenu_->setAppItems([this] { (void)showAboutWindow(); }, [this] { updater_->checkNow(); });
+    statusMenu_->setSettingsItem([this] { (void)showSettingsWindow(); });
     tools_->addObserver(*statusMenu_);
     statusMenu_->setRefusedShortcutCount(shortcuts_->refusedCount());
     statusMenu_->show();
@@ -116,8 +119,14 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     buildPointerAids();
     buildKeystrokeDisplay();
     showOnboardingIfFirstLaunch();
+    watchOrdinaryWindows();
     if (config_.aboutWindow) {
         (void)showAboutWindow();
+    }
+    if (config_.settingsWindow) {
+        if (const auto shown = showSettingsWindow(); !shown.text().empty()) {
+            std::cerr << "draw: " << shown.text() << "\n";
+        }
     }
     if (!config_.runSettingsFile) {
         // A settings file edited while Scrawlet was away, or a copy that moved, takes effect.
