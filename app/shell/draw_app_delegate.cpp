@@ -325,6 +325,14 @@ void DrawAppDelegate::installSignalHandlers() {
 }
 
 void DrawAppDelegate::settingsChanged(const core::AnnotationSettings& settings) {
+    // A colour, width or fade chosen by shortcut shows in an open settings window, whose next
+    // edit would otherwise save the old one back.
+    if (settingsModel_) {
+        core::Settings shown = settingsModel_->settings();
+        shown.annotation =
+            persistableAnnotation(settings, shown.annotation, config_.annotationRunOnly);
+        settingsModel_->setSettings(std::move(shown));
+    }
     pendingSettings_ = settings;
     if (!settingsWriteScheduled_) {
         settingsWriteScheduled_ = true;
