@@ -68,6 +68,14 @@ Outcome ToolController::selectTool(core::Tool tool) {
     return Outcome::changedTool(tool_);
 }
 
+void ToolController::applyExternal(core::AnnotationSettings settings) {
+    settings_ = std::move(settings);
+    const core::StrokeStyle style = currentStyle();
+    tell([&](Observer& o) { o.styleChanged(style); });
+    const auto seconds = settings_.autoErase.timeToLiveSeconds();
+    tell([&](Observer& o) { o.timeToLiveChanged(seconds); });
+}
+
 void ToolController::styleAndSettingsChanged() {
     const core::StrokeStyle style = currentStyle();
     tell([&](Observer& o) { o.styleChanged(style); });

@@ -41,6 +41,9 @@ class ToolController {
     core::Tool tool() const { return tool_; }
     const core::AnnotationSettings& settings() const { return settings_; }
     core::StrokeStyle currentStyle() const;
+    // Settings edited elsewhere and already saved: observers hear of the new style and fade,
+    // not of settings to save.
+    void applyExternal(core::AnnotationSettings settings);
 
   private:
     Outcome selectTool(core::Tool tool);

@@ -14,7 +14,9 @@
 #include "app/platform/platform_services.h"
 #include "app/settings/about_window.h"
 #include "app/settings/onboarding_window.h"
+#include "app/settings/settings_model.h"
 #include "app/settings/settings_store.h"
+#include "app/settings/settings_window.h"
 #include "app/settings/update_checker.h"
 #include "app/shell/compositing_notice.h"
 #include "app/shell/control_panels.h"
@@ -98,6 +100,7 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
         tools_->tool(), [this](core::Tool tool) { pickTool(tool); },
         [this] { requestFinish("menu"); });
     statusMenu_->setAppItems([this] { (void)showAboutWindow(); }, [this] { updater_->checkNow(); });
+    statusMenu_->setSettingsItem([this] { (void)showSettingsWindow(); });
     tools_->addObserver(*statusMenu_);
     statusMenu_->setRefusedShortcutCount(shortcuts_->refusedCount());
     statusMenu_->show();
@@ -116,8 +119,14 @@ std::optional<ConfigExit> DrawAppDelegate::launch() {
     buildPointerAids();
     buildKeystrokeDisplay();
     showOnboardingIfFirstLaunch();
+    watchOrdinaryWindows();
     if (config_.aboutWindow) {
         (void)showAboutWindow();
+    }
+    if (config_.settingsWindow) {
+        if (const auto shown = showSettingsWindow(); !shown.text().empty()) {
+            std::cerr << "draw: " << shown.text() << "\n";
+        }
     }
     if (!config_.runSettingsFile) {
         // A settings file edited while Scrawlet was away, or a copy that moved, takes effect.
@@ -316,6 +325,14 @@ void DrawAppDelegate::installSignalHandlers() {
 }
 
 void DrawAppDelegate::settingsChanged(const core::AnnotationSettings& settings) {
+    // A colour, width or fade chosen by shortcut shows in an open settings window, whose next
+    // edit would otherwise save the old one back.
+    if (settingsModel_) {
+        core::Settings shown = settingsModel_->settings();
+        shown.annotation =
+            persistableAnnotation(settings, shown.annotation, config_.annotationRunOnly);
+        settingsModel_->setSettings(std::move(shown));
+    }
     pendingSettings_ = settings;
     if (!settingsWriteScheduled_) {
         settingsWriteScheduled_ = true;

@@ -39,6 +39,8 @@ class Magnifier;
 namespace scrawlet::settings {
 class AboutWindowController;
 class OnboardingWindowController;
+class SettingsModel;
+class SettingsWindowController;
 class UpdateChecker;
 struct UpdateCheckResult;
 }  // namespace scrawlet::settings
@@ -76,6 +78,10 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void applyAidSettings(const core::Settings& settings);
     // The about window, built on first use and brought to the front.
     ink::Outcome showAboutWindow();
+    // The settings window, built on first use and kept; refused when no document can be had.
+    ink::Outcome showSettingsWindow();
+    // Saves a document edited in the settings window and applies it to everything running.
+    void applySettingsFromWindow(const core::Settings& edited);
     // Brings the autostart entry to `wanted`; a change or a failure goes to the event log.
     void applyLaunchAtLogin(bool wanted);
     // Automatic update checks follow `system.checkForUpdates`.
@@ -116,6 +122,13 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     void showOnboardingWindow();
     void dismissOnboarding(const std::string& note);
     void startUpdater();
+    void settingsWindowWillClose();
+    void runSettingsTestCommit();
+    // While one of our ordinary windows is active the overlays let the pointer through.
+    void watchOrdinaryWindows();
+    bool ordinaryWindowActive() const;
+    void yieldOverlayInput();
+    void restoreOverlayInput();
     void showUpdateResult(const settings::UpdateCheckResult& result);
     std::string summaryText(const std::string& reason, double durationSeconds) const;
 
@@ -154,6 +167,13 @@ class DrawAppDelegate : public QObject, private ink::ToolController::Observer {
     std::unique_ptr<settings::OnboardingWindowController> onboardingWindow_;
     std::unique_ptr<settings::AboutWindowController> aboutWindow_;
     std::unique_ptr<settings::UpdateChecker> updater_;
+    std::unique_ptr<settings::SettingsModel> settingsModel_;
+    std::unique_ptr<settings::SettingsWindowController> settingsWindow_;
+    // Whether the overlays ignored the pointer before an ordinary window took it; none while
+    // nothing is yielded.
+    std::optional<bool> overlayInputBeforeAppWindow_;
+    // The system section last applied from the settings window.
+    core::SystemSettings appliedSystem_;
     std::optional<core::AnnotationSettings> pendingSettings_;
     bool settingsWriteScheduled_ = false;
     QTimer timeLimit_;

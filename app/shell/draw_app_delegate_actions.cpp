@@ -60,6 +60,7 @@ void DrawAppDelegate::routeActions() {
     router_.add(ActionID::spotlightToggle, [this] { return toggleSpotlight(); });
     router_.add(ActionID::cursorHighlightToggle, [this] { return toggleCursorHighlight(); });
     router_.add(ActionID::keystrokeDisplayToggle, [this] { return toggleKeystrokeDisplay(); });
+    router_.add(ActionID::appShowSettings, [this] { return showSettingsWindow(); });
     router_.add(ActionID::appQuit, [this] {
         requestFinish("app.quit");
         return Outcome::handled();

@@ -10,6 +10,7 @@
 #include "app/settings/about_window.h"
 #include "app/settings/app_identity.h"
 #include "app/settings/onboarding_window.h"
+#include "app/settings/settings_window.h"
 #include "app/settings/update_checker.h"
 #include "app/shell/draw_app_delegate.h"
 #include "app/shell/draw_capture.h"
@@ -151,6 +152,8 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
     }
     input.onboardingActive = onboardingWindow_ && onboardingWindow_->isVisible();
     input.aboutActive = aboutWindow_ && aboutWindow_->isVisible();
+    input.settingsWindowEnabled = config_.settingsWindow;
+    input.settingsWindowActive = settingsWindow_ && settingsWindow_->isVisible();
     input.aboutName = settings::AppIdentity::name();
     input.aboutVersion = settings::AppIdentity::shortVersion();
     input.aboutBuild = settings::AppIdentity::buildNumber();

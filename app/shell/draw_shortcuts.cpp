@@ -35,7 +35,7 @@ bool openSystemSettings() {
 
 DrawShortcuts::DrawShortcuts(const DrawConfig& config, const ink::ActionRouter& router,
                              InkSurfaces& surfaces)
-    : config_(config), router_(router), surfaces_(surfaces) {}
+    : config_(config), router_(router), surfaces_(surfaces), overrides_(config.shortcutOverrides) {}
 
 DrawShortcuts::~DrawShortcuts() = default;
 
@@ -50,9 +50,8 @@ void DrawShortcuts::start() {
         std::cerr << "draw: no X display for global shortcuts; shortcuts are off\n";
         return;
     }
-    hotkeys_ = std::make_unique<shortcuts::HotkeyCentre>(*catalog_, config_.shortcutOverrides,
-                                                         std::move(grabber));
-    shortcuts::reportCatalogueOverlaps(*catalog_, config_.shortcutOverrides, std::cerr);
+    hotkeys_ = std::make_unique<shortcuts::HotkeyCentre>(*catalog_, overrides_, std::move(grabber));
+    shortcuts::reportCatalogueOverlaps(*catalog_, overrides_, std::cerr);
     // Qt hands pointer events to the windows after the whole batch of X events that held the
     // key; a queued call runs after them, so Ctrl+Z right after a release undoes that stroke.
     hotkeys_->setOnAction([this](ActionID action) {
@@ -73,6 +72,36 @@ void DrawShortcuts::stop() {
     hotkeys_.reset();
 }
 
+void DrawShortcuts::setSuspended(bool suspended) {
+    if (!hotkeys_ || suspended == suspended_) {
+        suspended_ = suspended;
+        return;
+    }
+    suspended_ = suspended;
+    if (suspended) {
+        hotkeys_->unregisterAll();
+        return;
+    }
+    refreshScopes();
+    hotkeys_->reregister();
+}
+
+void DrawShortcuts::setOverrides(std::map<std::string, std::string> overrides) {
+    // Every edit in the settings window comes here; grabbing every chord again for a moved
+    // slider would release them all for a moment.
+    if (overrides == overrides_) {
+        return;
+    }
+    overrides_ = std::move(overrides);
+    if (!hotkeys_) {
+        return;
+    }
+    hotkeys_->setOverrides(overrides_);
+    if (!suspended_) {
+        hotkeys_->reregister();
+    }
+}
+
 std::size_t DrawShortcuts::refusedCount() const {
     return hotkeys_ ? hotkeys_->conflicts().size() : 0;
 }
@@ -81,16 +110,14 @@ QString DrawShortcuts::toolKeyLabel(core::Tool tool) const {
     if (!hotkeys_ || !catalog_) {
         return QString();
     }
-    return QString::fromStdString(
-        shortcuts::toolKeyLabel(*catalog_, config_.shortcutOverrides, tool));
+    return QString::fromStdString(shortcuts::toolKeyLabel(*catalog_, overrides_, tool));
 }
 
 QString DrawShortcuts::actionKeyLabel(core::ActionID id) const {
     if (!hotkeys_ || !catalog_) {
         return QString();
     }
-    return QString::fromStdString(
-        shortcuts::actionKeyLabel(*catalog_, config_.shortcutOverrides, id));
+    return QString::fromStdString(shortcuts::actionKeyLabel(*catalog_, overrides_, id));
 }
 
 void DrawShortcuts::setZooming(bool zooming) {
@@ -99,7 +126,7 @@ void DrawShortcuts::setZooming(bool zooming) {
 }
 
 void DrawShortcuts::refreshScopes() {
-    if (!hotkeys_) {
+    if (!hotkeys_ || suspended_) {
         return;
     }
     std::set<core::ActionScope> scopes{core::ActionScope::global};
@@ -176,7 +203,7 @@ bool DrawShortcuts::typingChord(const core::Chord& chord) {
         return false;
     }
     const core::Action* action =
-        catalog_->typingScopeAction(chord, core::Platform::windows, config_.shortcutOverrides);
+        catalog_->typingScopeAction(chord, core::Platform::windows, overrides_);
     const auto id = action ? core::fromRawValue<ActionID>(action->id) : std::nullopt;
     if (!id) {
         return false;

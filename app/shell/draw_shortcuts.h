@@ -6,6 +6,7 @@
 
 #include <QObject>
 #include <QString>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -30,6 +31,11 @@ class DrawShortcuts : public QObject {
     void start();
     // Releases every chord: other programs get their keys back.
     void stop();
+    // While suspended nothing is registered, so that a chord being recorded reaches the
+    // settings window; resuming registers the live scopes again.
+    void setSuspended(bool suspended);
+    // New user overrides, registered at once.
+    void setOverrides(std::map<std::string, std::string> overrides);
     // The annotating scope is live while the overlays are on screen annotating and take the
     // pointer.
     void refreshScopes();
@@ -54,6 +60,8 @@ class DrawShortcuts : public QObject {
     std::optional<core::ActionCatalog> catalog_;
     std::unique_ptr<shortcuts::HotkeyCentre> hotkeys_;
     std::set<std::string> offeredGrants_;
+    std::map<std::string, std::string> overrides_;
+    bool suspended_ = false;
     bool zooming_ = false;
 };
 

@@ -72,6 +72,11 @@ void StatusMenu::setAppItems(std::function<void()> about, std::function<void()> 
     rebuild();
 }
 
+void StatusMenu::setSettingsItem(std::function<void()> showSettings) {
+    settings_ = std::move(showSettings);
+    rebuild();
+}
+
 bool StatusMenu::notify(const QString& title, const QString& text) {
     if (!icon_ || !QSystemTrayIcon::isSystemTrayAvailable()) {
         return false;
@@ -137,6 +142,11 @@ void StatusMenu::rebuild() {
         section_(*menu_);
         menu_->addSeparator();
     }
+    if (settings_) {
+        QAction* item = menu_->addAction(QStringLiteral("Settings\u2026"));
+        item->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
+        connect(item, &QAction::triggered, this, [this] { settings_(); });
+    }
     if (about_) {
         connect(menu_->addAction(QStringLiteral("About Scrawlet\u2026")), &QAction::triggered, this,
                 [this] { about_(); });
@@ -145,7 +155,7 @@ void StatusMenu::rebuild() {
         connect(menu_->addAction(QStringLiteral("Check for Updates\u2026")), &QAction::triggered,
                 this, [this] { checkForUpdates_(); });
     }
-    if (about_ || checkForUpdates_) {
+    if (settings_ || about_ || checkForUpdates_) {
         menu_->addSeparator();
     }
     connect(menu_->addAction(QStringLiteral("Quit")), &QAction::triggered, this,

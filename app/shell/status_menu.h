@@ -34,6 +34,8 @@ class StatusMenu : public QObject, public ink::ToolController::Observer {
     void setSection(std::function<void(QMenu&)> section);
     // The application items; an empty function leaves its item out.
     void setAppItems(std::function<void()> about, std::function<void()> checkForUpdates);
+    // "Settings…", above the application items.
+    void setSettingsItem(std::function<void()> showSettings);
     // A passing message from the tray icon; false when there is no tray to show it.
     bool notify(const QString& title, const QString& text);
     void rebuild();
@@ -49,6 +51,7 @@ class StatusMenu : public QObject, public ink::ToolController::Observer {
     std::function<void()> quit_;
     std::size_t refusedShortcuts_ = 0;
     std::function<void(QMenu&)> section_;
+    std::function<void()> settings_;
     std::function<void()> about_;
     std::function<void()> checkForUpdates_;
     std::unique_ptr<QMenu> menu_;

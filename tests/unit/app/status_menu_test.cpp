@@ -112,6 +112,15 @@ TEST(StatusMenu, AFeatureSectionSitsAboveQuitAndIsBuiltAgainOnRequest) {
     item(statusMenu.menu(), QStringLiteral("About Scrawlet\u2026"))->trigger();
     EXPECT_EQ(about, 1);
     EXPECT_EQ(checks, 1);
+
+    int settings = 0;
+    statusMenu.setSettingsItem([&] { ++settings; });
+    EXPECT_EQ(texts().mid(texts().size() - 5),
+              (QStringList{QStringLiteral("Settings\u2026"), QStringLiteral("About Scrawlet\u2026"),
+                           QStringLiteral("Check for Updates\u2026"), QStringLiteral("-"),
+                           QStringLiteral("Quit")}));
+    item(statusMenu.menu(), QStringLiteral("Settings\u2026"))->trigger();
+    EXPECT_EQ(settings, 1);
 }
 
 }  // namespace
