@@ -10,10 +10,10 @@
 #include <cmath>
 
 #include "app/ink/gl_ink_target.h"
-#include "app/ink/key_chord.h"
 #include "app/ink/pixel_ink_target.h"
 #include "app/log/frontmost_log.h"
 #include "app/platform/monotonic_clock.h"
+#include "app/shortcuts/key_chord.h"
 
 namespace scrawlet::ink {
 namespace {
@@ -436,7 +436,7 @@ void InkView::keyPressEvent(QKeyEvent* event) {
     }
     const auto modifiers = event->modifiers();
     if (modifiers.testFlag(Qt::ControlModifier) || modifiers.testFlag(Qt::MetaModifier)) {
-        if (const auto chord = chordFromQtKey(event->key(), modifiers);
+        if (const auto chord = shortcuts::chordFromQtKey(event->key(), modifiers);
             chord && onTypingChord_ && onTypingChord_(*chord)) {
             return;
         }

@@ -8,9 +8,9 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include "app/ink/key_chord.h"
 #include "app/log/frontmost_log.h"
 #include "app/settings/settings_model.h"
+#include "app/shortcuts/key_chord.h"
 #include "core/json_text.h"
 
 namespace scrawlet::settings {
@@ -50,7 +50,7 @@ void ChordRecorder::keyPressEvent(QKeyEvent* event) {
         }
         return;
     }
-    if (const auto chord = ink::chordFromQtKey(event->key(), modifiers); chord && onCapture) {
+    if (const auto chord = shortcuts::chordFromQtKey(event->key(), modifiers); chord && onCapture) {
         onCapture(*chord);
     }
 }

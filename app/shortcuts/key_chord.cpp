@@ -1,6 +1,6 @@
-#include "app/ink/key_chord.h"
+#include "app/shortcuts/key_chord.h"
 
-namespace scrawlet::ink {
+namespace scrawlet::shortcuts {
 
 std::optional<core::ChordKey> chordKeyFromQtKey(int key) {
     using core::ChordKey;
@@ -64,4 +64,4 @@ std::optional<core::Chord> chordFromQtKey(int key, Qt::KeyboardModifiers modifie
     return chord;
 }
 
-}  // namespace scrawlet::ink
+}  // namespace scrawlet::shortcuts

@@ -7,10 +7,10 @@
 
 #include "core/chord.h"
 
-namespace scrawlet::ink {
+namespace scrawlet::shortcuts {
 
 std::optional<core::ChordKey> chordKeyFromQtKey(int key);
 // Control → control, Meta (Super) → command, Alt → option, Shift → shift.
 std::optional<core::Chord> chordFromQtKey(int key, Qt::KeyboardModifiers modifiers);
 
-}  // namespace scrawlet::ink
+}  // namespace scrawlet::shortcuts
