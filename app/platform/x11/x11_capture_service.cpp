@@ -31,17 +31,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// XInput's opcode when the server sends raw events to every client that asks (2.1 on).
+// 0 without raw events: magnifiers then look at every refresh.
 std::uint8_t rawInputOpcode(xcb_connection_t* c) {
-    const auto* data = xcb_get_extension_data(c, &xcb_input_id);
-    if (!data || !data->present)
-        return 0;
-    const x11::Owned<xcb_input_xi_query_version_reply_t> version(
-        xcb_input_xi_query_version_reply(c, xcb_input_xi_query_version(c, 2, 2), nullptr));
-    if (!version || version->major_version < 2 ||
-        (version->major_version == 2 && version->minor_version < 1))
-        return 0;
-    return data->major_opcode;
+    return x11::rawInputOpcode(c).value_or(0);
 }
 
 const xcb_query_extension_reply_t* damageExtension(xcb_connection_t* c) {

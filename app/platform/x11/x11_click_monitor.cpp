@@ -19,17 +19,10 @@ class X11ClickMonitor final : public ClickMonitor, private QAbstractNativeEventF
     std::expected<void, std::string> start() override {
         if (started_)
             return {};
-        xcb_connection_t* c = x_.connection;
-        const auto* extension = xcb_get_extension_data(c, &xcb_input_id);
-        if (!extension || !extension->present)
-            return std::unexpected(std::string("the X server lacks XInput"));
-        // Raw events reach every client that asks only from version 2.1 on.
-        const x11::Owned<xcb_input_xi_query_version_reply_t> version(
-            xcb_input_xi_query_version_reply(c, xcb_input_xi_query_version(c, 2, 2), nullptr));
-        if (!version || version->major_version < 2 ||
-            (version->major_version == 2 && version->minor_version < 1))
-            return std::unexpected(std::string("the X server lacks XInput 2.1"));
-        xiOpcode_ = extension->major_opcode;
+        const auto opcode = x11::rawInputOpcode(x_.connection);
+        if (!opcode)
+            return std::unexpected(opcode.error());
+        xiOpcode_ = *opcode;
         if (auto selected = x11::selectRootXiEvents(x_, kRawButtonPressMask, true,
                                                     "asking for raw button presses");
             !selected)

@@ -70,16 +70,10 @@ std::expected<Setup, std::string> connect() {
     const auto* shape = xcb_get_extension_data(s.c, &xcb_shape_id);
     if (!shape || !shape->present)
         return fail("the X server lacks the SHAPE extension");
-    const auto* input = xcb_get_extension_data(s.c, &xcb_input_id);
-    if (!input || !input->present)
-        return fail("the X server lacks XInput");
-    const x11::Owned<xcb_input_xi_query_version_reply_t> version(
-        xcb_input_xi_query_version_reply(s.c, xcb_input_xi_query_version(s.c, 2, 2), nullptr));
-    // Raw events reach every client that asks only from version 2.1 on.
-    if (!version || version->major_version < 2 ||
-        (version->major_version == 2 && version->minor_version < 1))
-        return fail("the X server lacks XInput 2.1");
-    s.xiOpcode = input->major_opcode;
+    const auto opcode = x11::rawInputOpcode(s.c);
+    if (!opcode)
+        return fail(opcode.error());
+    s.xiOpcode = *opcode;
     s.colormap = xcb_generate_id(s.c);
     xcb_create_colormap(s.c, XCB_COLORMAP_ALLOC_NONE, s.colormap, s.root, s.visual);
     const xcb_pixmap_t model = xcb_generate_id(s.c);

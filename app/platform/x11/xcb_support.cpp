@@ -68,6 +68,18 @@ void detachSharedSegment(xcb_connection_t* c, const SharedSegment& segment) {
     ::shmdt(segment.address);
 }
 
+std::expected<std::uint8_t, std::string> rawInputOpcode(xcb_connection_t* c) {
+    const auto* extension = xcb_get_extension_data(c, &xcb_input_id);
+    if (!extension || !extension->present)
+        return std::unexpected(std::string("the X server lacks XInput"));
+    const Owned<xcb_input_xi_query_version_reply_t> version(
+        xcb_input_xi_query_version_reply(c, xcb_input_xi_query_version(c, 2, 2), nullptr));
+    if (!version || version->major_version < 2 ||
+        (version->major_version == 2 && version->minor_version < 1))
+        return std::unexpected(std::string("the X server lacks XInput 2.1"));
+    return extension->major_opcode;
+}
+
 xcb_pixmap_t uploadPixmap(xcb_connection_t* c, xcb_window_t root, const QImage& image) {
     const bool alpha = image.depth() == 8;
     const xcb_pixmap_t pixmap = xcb_generate_id(c);

@@ -53,6 +53,10 @@ std::expected<SharedSegment, std::string> attachSharedSegment(xcb_connection_t* 
                                                               std::size_t bytes);
 void detachSharedSegment(xcb_connection_t* c, const SharedSegment& segment);
 
+// XInput's major opcode, once the server is known to send raw events to every client that asks
+// for them (version 2.1 on); the error says what it lacks.
+std::expected<std::uint8_t, std::string> rawInputOpcode(xcb_connection_t* c);
+
 // A new pixmap on `root`'s screen holding `image`: 32 deep for a 32-bit image (its words
 // 0xAARRGGBB), 8 deep for an alpha or grey one. A null image leaves the pixmap undefined.
 xcb_pixmap_t uploadPixmap(xcb_connection_t* c, xcb_window_t root, const QImage& image);
