@@ -9,13 +9,19 @@
 namespace scrawlet::aids {
 
 AidWindow::AidWindow() {
-    setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-             Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
+    prepareAidWindow(*this);
+}
+
+void prepareAidWindow(QWindow& window, bool translucent) {
+    window.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                    Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
     // A zero user time on mapping keeps the focus with the user's application.
-    setProperty("_q_showWithoutActivating", true);
-    QSurfaceFormat format = requestedFormat();
-    format.setAlphaBufferSize(8);
-    setFormat(format);
+    window.setProperty("_q_showWithoutActivating", true);
+    if (translucent) {
+        QSurfaceFormat format = window.requestedFormat();
+        format.setAlphaBufferSize(8);
+        window.setFormat(format);
+    }
 }
 
 std::chrono::duration<double> refreshInterval(const QScreen* screen) {

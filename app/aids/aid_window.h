@@ -12,6 +12,9 @@ class AidWindow : public QRasterWindow {
     AidWindow();
 };
 
+// Makes any window an aid's: the flags above, and an alpha channel when `translucent`.
+void prepareAidWindow(QWindow& window, bool translucent = true);
+
 // One refresh of `screen`, or of the primary display without one; 60 Hz when it does not say.
 std::chrono::duration<double> refreshInterval(const QScreen* screen = nullptr);
 // The same in whole milliseconds, at least one, for timers.

@@ -4,8 +4,6 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
-#include <QSurfaceFormat>
-#include <QVariant>
 #include <algorithm>
 #include <cmath>
 #include <iostream>
@@ -27,16 +25,8 @@ core::AidRect aidRect(const QRect& r) {
 }  // namespace
 
 MagnifierPanel::MagnifierPanel(bool lens) {
-    setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-             Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
-    // A zero user time on mapping keeps the focus with the user's application.
-    setProperty("_q_showWithoutActivating", true);
     // The full-screen zoom is opaque, so a compositing manager need not draw what it covers.
-    if (lens) {
-        QSurfaceFormat format = requestedFormat();
-        format.setAlphaBufferSize(8);
-        setFormat(format);
-    }
+    aids::prepareAidWindow(*this, lens);
 }
 
 Magnifier::Magnifier(Kind kind, const core::ZoomSettings& settings, Capture capture,
@@ -120,10 +110,15 @@ void Magnifier::setActive(bool active) {
         for (Surface& s : surfaces_) {
             s.centre.reset();
         }
-        reported_ = -1;
+        {
+            std::lock_guard lock(reportedLock_);
+            reported_.reset();
+        }
         const auto moved = [this](QPoint pointer) {
-            reported_ = std::int64_t(std::uint64_t(std::uint32_t(pointer.x())) << 32 |
-                                     std::uint32_t(pointer.y()));
+            {
+                std::lock_guard lock(reportedLock_);
+                reported_ = pointer;
+            }
             if (!tickPosted_.exchange(true)) {
                 QMetaObject::invokeMethod(
                     this,
@@ -156,16 +151,15 @@ void Magnifier::setActive(bool active) {
 }
 
 void Magnifier::stopWatching() {
-    if (watched_ && capture_.project) {
-        capture_.project(*watched_, std::nullopt);
+    if (watched_ >= 0 && capture_.project) {
+        capture_.project(std::uint32_t(watched_), std::nullopt);
     }
-    watched_.reset();
-    watchedDisplay_ = -1;
+    watched_ = -1;
     shown_.reset();
 }
 
 void Magnifier::store(const DisplayCapture::Frame& frame) {
-    if (active_ && frame.projected && watchedDisplay_ == std::int64_t(frame.displayID)) {
+    if (active_ && frame.projected && watched_ == std::int64_t(frame.displayID)) {
         ++presentedFrames_;
     }
 }
@@ -228,15 +222,15 @@ void Magnifier::tick() {
 bool Magnifier::follow() {
     // The capture's word for where the pointer is saves asking the server again; it is in
     // pixels, which are Qt's points only at a ratio of 1.
-    const std::int64_t reported = everyRefresh_ ? -1 : reported_.load();
+    std::optional<QPoint> reported;
+    if (!everyRefresh_) {
+        std::lock_guard lock(reportedLock_);
+        reported = reported_;
+    }
     const bool unscaled = std::all_of(surfaces_.begin(), surfaces_.end(), [](const Surface& s) {
         return !s.screen || s.screen->devicePixelRatio() == 1;
     });
-    const QPoint pointer =
-        reported >= 0 && unscaled
-            ? QPoint(int(std::int32_t(std::uint64_t(reported) >> 32)),
-                     int(std::int32_t(std::uint32_t(std::uint64_t(reported) & 0xffffffffu))))
-            : QCursor::pos();
+    const QPoint pointer = reported && unscaled ? *reported : QCursor::pos();
     Surface* under = nullptr;
     for (Surface& s : surfaces_) {
         if (s.screen && s.screen->geometry().contains(pointer)) {
@@ -289,7 +283,7 @@ bool Magnifier::follow() {
         projection.mask = mask_;
         projection.decoration = decoration_;
     }
-    if (watched_ && *watched_ != under->displayID) {
+    if (watched_ >= 0 && watched_ != std::int64_t(under->displayID)) {
         stopWatching();
     }
     // A still pointer over the same settings changes nothing; new frames keep coming.
@@ -298,7 +292,6 @@ bool Magnifier::follow() {
         return easing;
     }
     watched_ = under->displayID;
-    watchedDisplay_ = under->displayID;
     shown_ = projection;
     if (capture_.project) {
         capture_.project(under->displayID, std::move(projection));

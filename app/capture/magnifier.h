@@ -18,6 +18,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -97,13 +98,14 @@ class Magnifier : public QObject, public platform::DisplayFeature {
     QTimer clock_;
     bool everyRefresh_ = false;  // without word of the pointer's moves
     std::atomic<bool> tickPosted_{false};
-    // Where the capture last saw the pointer, in pixels, packed as x << 32 | y; -1 for none.
-    std::atomic<std::int64_t> reported_{-1};
+    // Where the capture last saw the pointer, in pixels.
+    std::mutex reportedLock_;
+    std::optional<QPoint> reported_;
     std::chrono::steady_clock::time_point lastTick_;
     std::atomic<bool> active_{false};
-    std::optional<std::uint32_t> watched_;
-    // The watched display for the capture thread; -1 for none.
-    std::atomic<std::int64_t> watchedDisplay_{-1};
+    // The display whose frames are drawn into its panel, read by the capture thread too; -1
+    // for none.
+    std::atomic<std::int64_t> watched_{-1};
     std::optional<platform::CaptureService::Projection> shown_;
     QImage mask_;
     QImage decoration_;

@@ -31,11 +31,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// 0 without raw events: magnifiers then look at every refresh.
-std::uint8_t rawInputOpcode(xcb_connection_t* c) {
-    return x11::rawInputOpcode(c).value_or(0);
-}
-
 const xcb_query_extension_reply_t* damageExtension(xcb_connection_t* c) {
     const auto* data = xcb_get_extension_data(c, &xcb_damage_id);
     if (!data || !data->present)
@@ -89,7 +84,7 @@ class X11CaptureService final : public CaptureService {
           randr_(xcb_get_extension_data(c, &xcb_randr_id)),
           screenSaver_(xcb_get_extension_data(c, &xcb_screensaver_id)),
           damage_(damageExtension(c)),
-          xiOpcode_(rawInputOpcode(c)),
+          xiOpcode_(x11::rawInputOpcode(c).value_or(0)),
           wakeFd_(wake) {
         const auto atoms = x11::internAtoms(
             c_, {"_NET_WM_PID", "_XROOTPMAP_ID", "ESETROOT_PMAP_ID", "_NET_WM_CM_S0"});
