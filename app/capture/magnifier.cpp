@@ -43,7 +43,9 @@ Magnifier::Magnifier(Kind kind, const core::ZoomSettings& settings, Capture capt
 }
 
 Magnifier::~Magnifier() {
-    if (active_ && !everyRefresh_ && capture_.watchPointer) {
+    if (active_ && following_) {
+        projectFollowing(false);
+    } else if (active_ && !everyRefresh_ && capture_.watchPointer) {
         capture_.watchPointer(this, {});
     }
     stopWatching();
@@ -69,34 +71,79 @@ bool Magnifier::attach(const platform::Display& display) {
         }
         return true;
     }
-    auto panel = std::make_unique<MagnifierPanel>(kind_ == Kind::lens);
-    panel->setScreen(display.screen);
-    panel->setGeometry(kind_ == Kind::lens
-                           ? QRect(display.screen->geometry().topLeft(), QSize(240, 240))
-                           : display.screen->geometry());
-    if (placer_) {
-        if (const auto placed = placer_->place(*panel, placement_); !placed) {
-            std::cerr << "draw: magnifier placement: " << placed.error() << "\n";
+    surfaces_.push_back({display.key.id, display.screen, nullptr, std::nullopt});
+    if (active_ && following_) {
+        projectFollowing(surfaces_.back(), true);
+    }
+    return true;
+}
+
+// Made when first shown: a lens that capture moves needs none.
+MagnifierPanel& Magnifier::panelOf(Surface& s) {
+    if (!s.panel) {
+        s.panel = std::make_unique<MagnifierPanel>(kind_ == Kind::lens);
+        s.panel->setScreen(s.screen);
+        s.panel->setGeometry(kind_ == Kind::lens
+                                 ? QRect(s.screen->geometry().topLeft(), QSize(240, 240))
+                                 : s.screen->geometry());
+        if (placer_) {
+            if (const auto placed = placer_->place(*s.panel, placement_); !placed) {
+                std::cerr << "draw: magnifier placement: " << placed.error() << "\n";
+            }
         }
     }
-    surfaces_.push_back({display.key.id, display.screen, std::move(panel), std::nullopt});
-    return true;
+    return *s.panel;
+}
+
+void Magnifier::projectFollowing(bool shown) {
+    for (const Surface& s : surfaces_) {
+        projectFollowing(s, shown);
+    }
+}
+
+void Magnifier::projectFollowing(const Surface& s, bool shown) {
+    if (!capture_.project) {
+        return;
+    }
+    if (!shown || !s.screen) {
+        capture_.project(s.displayID, std::nullopt);
+        return;
+    }
+    const double scale = s.screen->devicePixelRatio();
+    const int side = int(std::lround(settings_.lensSizePoints * scale));
+    drawOutline(QSize(side, side), scale);
+    platform::CaptureService::Projection projection;
+    projection.windowSize = QSize(side, side);
+    projection.mask = mask_;
+    projection.decoration = decoration_;
+    projection.followLevel = settings_.level;
+    capture_.project(s.displayID, std::move(projection));
 }
 
 void Magnifier::detach(const platform::Display& display) {
     if (Surface* s = find(display.key.id)) {
-        s->panel->hide();
+        if (s->panel) {
+            s->panel->hide();
+        }
+        if (following_) {
+            projectFollowing(*s, false);
+        }
         s->screen = nullptr;
     }
 }
 
 void Magnifier::reanchor(const platform::Display& display) {
     attach(display);
+    if (Surface* s = find(display.key.id); s && active_ && following_) {
+        projectFollowing(*s, true);
+    }
 }
 
 void Magnifier::apply(const core::ZoomSettings& settings) {
     settings_ = settings;
-    if (active_) {
+    if (active_ && following_) {
+        projectFollowing(true);
+    } else if (active_) {
         requestTick();
     }
 }
@@ -114,6 +161,10 @@ void Magnifier::setActive(bool active) {
             std::lock_guard lock(reportedLock_);
             reported_.reset();
         }
+        following_ = kind_ == Kind::lens && capture_.followsPointer && capture_.followsPointer();
+        if (following_) {
+            projectFollowing(true);
+        }
         const auto moved = [this](QPoint pointer) {
             {
                 std::lock_guard lock(reportedLock_);
@@ -129,15 +180,22 @@ void Magnifier::setActive(bool active) {
                     Qt::QueuedConnection);
             }
         };
-        everyRefresh_ = !(capture_.watchPointer && capture_.watchPointer(this, moved));
-        tick();
+        if (!following_) {
+            everyRefresh_ = !(capture_.watchPointer && capture_.watchPointer(this, moved));
+            tick();
+        }
     } else {
         clock_.stop();
-        if (capture_.watchPointer && !everyRefresh_) {
+        if (following_) {
+            projectFollowing(false);
+        } else if (capture_.watchPointer && !everyRefresh_) {
             capture_.watchPointer(this, {});
         }
+        following_ = false;
         for (Surface& s : surfaces_) {
-            s.panel->hide();
+            if (s.panel) {
+                s.panel->hide();
+            }
         }
         stopWatching();
     }
@@ -159,7 +217,7 @@ void Magnifier::stopWatching() {
 }
 
 void Magnifier::store(const DisplayCapture::Frame& frame) {
-    if (active_ && frame.projected && watched_ == std::int64_t(frame.displayID)) {
+    if (active_ && frame.projected && (following_ || watched_ == std::int64_t(frame.displayID))) {
         ++presentedFrames_;
     }
 }
@@ -243,10 +301,11 @@ bool Magnifier::follow() {
         return false;
     }
     for (Surface& s : surfaces_) {
-        if (&s != under && s.panel->isVisible()) {
+        if (&s != under && s.panel && s.panel->isVisible()) {
             s.panel->hide();
         }
     }
+    MagnifierPanel& panel = panelOf(*under);
     const core::AidRect screen = aidRect(under->screen->geometry());
     const double scale = under->screen->devicePixelRatio();
     const double w = screen.width * scale;
@@ -267,15 +326,15 @@ bool Magnifier::follow() {
         frame = under->screen->geometry();
         source = core::fullScreenSource(*under->centre, screen, settings_.level, w, h);
     }
-    if (under->panel->geometry() != frame) {
-        under->panel->setGeometry(frame);
+    if (panel.geometry() != frame) {
+        panel.setGeometry(frame);
     }
     // Drawn into only once mapped: a window's pixels exist from then on.
-    if (!under->panel->isVisible()) {
-        under->panel->show();
+    if (!panel.isVisible()) {
+        panel.show();
     }
     platform::CaptureService::Projection projection;
-    projection.window = std::uint32_t(under->panel->winId());
+    projection.window = std::uint32_t(panel.winId());
     projection.windowSize = (QSizeF(frame.size()) * scale).toSize();
     projection.source = QRectF(source.x * w, source.y * h, source.width * w, source.height * h);
     if (kind_ == Kind::lens) {

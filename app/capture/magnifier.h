@@ -49,6 +49,9 @@ class Magnifier : public QObject, public platform::DisplayFeature {
         // screen in pixels, until the same watcher gives an empty one. False when capture
         // cannot tell: the magnifier then looks at every refresh.
         std::function<bool(const void* watcher, std::function<void(QPoint)>)> watchPointer;
+        // Whether the capture can move a lens with the pointer by itself, in a window of its
+        // own; the magnifier then only tells it what to show.
+        std::function<bool()> followsPointer;
     };
 
     Magnifier(Kind kind, const core::ZoomSettings& settings, Capture capture,
@@ -80,6 +83,10 @@ class Magnifier : public QObject, public platform::DisplayFeature {
         std::optional<core::AidPoint> centre;  // the full-screen zoom's eased centre
     };
     Surface* find(std::uint32_t displayID);
+    MagnifierPanel& panelOf(Surface& s);
+    // The lens that capture moves by itself, on every display, or nothing on none.
+    void projectFollowing(bool shown);
+    void projectFollowing(const Surface& s, bool shown);
     // A tick now, or at the next refresh when the last one was less than one ago.
     void requestTick();
     // Returns whether the view is still moving (the full-screen zoom easing after the pointer).
@@ -96,7 +103,8 @@ class Magnifier : public QObject, public platform::DisplayFeature {
     platform::WindowPlacement placement_;
     std::vector<Surface> surfaces_;
     QTimer clock_;
-    bool everyRefresh_ = false;  // without word of the pointer's moves
+    bool everyRefresh_ = false;           // without word of the pointer's moves
+    std::atomic<bool> following_{false};  // the capture moves the lens; read by its thread
     std::atomic<bool> tickPosted_{false};
     // Where the capture last saw the pointer, in pixels.
     std::mutex reportedLock_;

@@ -70,6 +70,11 @@ class CaptureService {
         QImage mask;
         // Drawn over the frame (premultiplied ARGB, the window's size); may be null.
         QImage decoration;
+        // Set: the service shows the frame in a window of its own, `windowSize` large, which
+        // follows the pointer while it is on this display, kept on the display, and shows the
+        // part round the pointer enlarged this many times; `window` and `source` are unused.
+        // Only where `followsPointer`.
+        std::optional<double> followLevel;
         bool operator==(const Projection&) const = default;
     };
 
@@ -113,6 +118,8 @@ class CaptureService {
     // motion, with its place on the screen in pixels; an empty function stops it. False when
     // the service cannot tell.
     virtual bool watchPointer(std::function<void(QPoint)> moved) = 0;
+    // Whether projections can follow the pointer by themselves.
+    virtual bool followsPointer() const = 0;
     // Nothing is delivered after `unwatch`.
     virtual void watchSystemEvents(SystemEvents events) = 0;
     virtual void unwatchSystemEvents() = 0;

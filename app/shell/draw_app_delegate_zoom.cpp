@@ -40,6 +40,7 @@ bool DrawAppDelegate::ensureCapture() {
         link.watchPointer = [this](const void* watcher, std::function<void(QPoint)> moved) {
             return capture_ && capture_->watchPointer(watcher, std::move(moved));
         };
+        link.followsPointer = [this] { return capture_ && capture_->followsPointer(); };
         const platform::WindowPlacement placement = overlayPlacement(config_, true);
         lens_ = std::make_unique<capture::Magnifier>(capture::Magnifier::Kind::lens, settings, link,
                                                      placer_.get(), placement);

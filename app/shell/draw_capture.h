@@ -44,6 +44,7 @@ class DrawCapture {
     // `moved` runs on the capture thread after the pointer moves, until the same watcher gives
     // an empty function; false when capture cannot tell.
     bool watchPointer(const void* watcher, std::function<void(QPoint)> moved);
+    bool followsPointer() const { return service_->followsPointer(); }
     // Runs for every frame, on the capture thread.
     void addObserver(std::function<void(const capture::DisplayCapture::Frame&)> observer);
 

@@ -171,6 +171,11 @@ TEST_F(DrawCapture, TheLensMagnifiesOtherWindowsButNotOurInk) {
     // With the pointer still, what the window draws next still reaches the lens.
     other.repaint(0x0000ff);
     EXPECT_TRUE(awaitColour({200, 330}, qRgb(0, 0, 255))) << std::hex << onScreen({200, 330});
+    // Moved to (400, 500), the lens leaves nothing behind: neither where only the old lens
+    // was, nor in the new lens's corners, which the old one's blue covered.
+    ASSERT_TRUE(input->movePointer({400, 500}));
+    EXPECT_TRUE(awaitColour({60, 280}, desktop)) << std::hex << onScreen({60, 280});
+    EXPECT_TRUE(awaitColour({205, 305}, desktop)) << std::hex << onScreen({205, 305});
 
     chord({0xffe3u, 0xffe9u, 0x7au});
     ASSERT_TRUE(awaitEvents("lensToggle", 2));

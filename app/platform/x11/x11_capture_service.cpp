@@ -25,6 +25,7 @@
 #include "app/platform/platform_services.h"
 #include "app/platform/sleep_watcher.h"
 #include "app/platform/x11/xcb_support.h"
+#include "core/zoom_geometry.h"
 
 namespace scrawlet::platform {
 namespace {
@@ -76,10 +77,11 @@ class X11Stream final : public CaptureService::Stream {
 // each one's pixels are its own pixmap's, never the screen's, which holds our overlays.
 class X11CaptureService final : public CaptureService {
   public:
-    X11CaptureService(xcb_connection_t* c, xcb_window_t root, xcb_visualid_t rootVisual, int wake)
+    X11CaptureService(xcb_connection_t* c, const xcb_screen_t& screen, int wake)
         : c_(c),
-          root_(root),
-          rootVisual_(rootVisual),
+          root_(screen.root),
+          rootVisual_(screen.root_visual),
+          argbVisual_(x11::argbVisual(screen)),
           pid_(std::uint32_t(::getpid())),
           randr_(xcb_get_extension_data(c, &xcb_randr_id)),
           screenSaver_(xcb_get_extension_data(c, &xcb_screensaver_id)),
@@ -189,7 +191,8 @@ class X11CaptureService final : public CaptureService {
         {
             std::lock_guard lock(mutex_);
             const auto found = projections_.find(displayID);
-            if (projection && !projection->windowSize.isEmpty() && !projection->source.isEmpty()) {
+            if (projection && !projection->windowSize.isEmpty() &&
+                (projection->followLevel || !projection->source.isEmpty())) {
                 if (found == projections_.end() || !(found->second == *projection))
                     captureSoon(displayID);
                 projections_[displayID] = std::move(*projection);
@@ -210,6 +213,8 @@ class X11CaptureService final : public CaptureService {
         signal();
         return true;
     }
+
+    bool followsPointer() const override { return xiOpcode_ && argbVisual_; }
 
     void watchSystemEvents(SystemEvents events) override {
         std::lock_guard lock(mutex_);
@@ -327,8 +332,22 @@ class X11CaptureService final : public CaptureService {
     void run() {
         std::unique_lock lock(mutex_);
         while (!stop_) {
+            const bool follow = following();
             if (xiOpcode_)
-                followPointer(bool(pointerMoved_));
+                followPointer(pointerMoved_ || follow);
+            // Raw motion comes only once the pointer moves: a lens turned on under a still
+            // pointer asks where it is.
+            if (!follow) {
+                pointer_.reset();
+            } else if (!pointer_) {
+                if (const auto at = queryPointer()) {
+                    pointer_ = *at;
+                    for (const auto& [id, projection] : projections_)
+                        if (projection.followLevel)
+                            changed_.insert(id);
+                }
+            }
+            tidyFollowers();
             const auto watched = nextDue();
             const auto now = Clock::now();
             if (!watched || watched->stream->due > now) {
@@ -352,6 +371,12 @@ class X11CaptureService final : public CaptureService {
             composedAreas_[displayID] = due.composed;
             lock.unlock();
             handleEvents();
+            std::optional<Moving> moving;
+            if (!due.place.isEmpty()) {
+                Follower& f = followers_[displayID];
+                show(f, due.display);
+                moving = Moving{due.place.topLeft() - due.display.topLeft(), f.box};
+            }
             Sample sample;
             sample.presentation = nowSeconds();
             compose(due.composed, due.stream->config_.excludeOwnWindows);
@@ -366,7 +391,9 @@ class X11CaptureService final : public CaptureService {
                 }
             }
             if (due.projection)
-                sample.projected = project(*due.projection, due.composed, due.origin);
+                sample.projected = project(*due.projection, due.composed, due.origin, moving);
+            if (moving && sample.projected)
+                followers_[displayID].box = QRect(moving->at, due.place.size());
             xcb_flush(c_);
             if (events.sample)
                 events.sample(*due.stream, sample);
@@ -393,12 +420,17 @@ class X11CaptureService final : public CaptureService {
         std::optional<QRect> read;  // in root coordinates, within `composed`
         std::optional<Projection> projection;
         QPoint origin;  // the display's top-left corner
+        // Where a projection that follows the pointer goes, and its display, in root
+        // coordinates.
+        QRect place;
+        QRect display;
     };
     std::optional<Due> nextDue() {
         std::optional<Due> next;
         const auto all = monitorsCached();
         std::unordered_set<xcb_window_t> projected;
         for (const auto& [id, projection] : projections_) projected.insert(projection.window);
+        for (const auto& [id, follower] : followers_) projected.insert(follower.window);
         for (auto it = outputs_.begin(); it != outputs_.end();) {
             if (projected.contains(it->first)) {
                 ++it;
@@ -421,7 +453,22 @@ class X11CaptureService final : public CaptureService {
             });
             if (monitor == all.end())
                 continue;
-            Due due{stream, {}, std::nullopt, std::nullopt, monitor->rect.topLeft()};
+            Due due{stream, {},           std::nullopt, std::nullopt, monitor->rect.topLeft(),
+                    {},     monitor->rect};
+            std::optional<Projection> shown;
+            if (projecting)
+                shown = projection->second;
+            if (shown && shown->followLevel) {
+                // Shown only on the display under the pointer.
+                if (pointer_ && monitor->rect.contains(*pointer_)) {
+                    followAt(*shown, due.place, *pointer_, monitor->rect);
+                    shown->window = follower(stream->config_.displayID).window;
+                } else {
+                    shown.reset();
+                }
+            }
+            if (region == regions_.end() && !shown)
+                continue;
             if (region != regions_.end()) {
                 const QRect global =
                     region->second.translated(due.origin).intersected(monitor->rect);
@@ -429,12 +476,12 @@ class X11CaptureService final : public CaptureService {
                     due.read = global;
                 due.composed = global;
             }
-            if (projecting) {
-                due.projection = projection->second;
+            if (shown) {
+                due.projection = shown;
                 // Linear filtering reads a pixel beyond the source's edges. The size stays
                 // the same as the source moves, so the frame's pixmap is made again only at
                 // the display's edges.
-                const QRectF& source = projection->second.source;
+                const QRectF& source = shown->source;
                 const QRect around(int(std::floor(source.x())) - 1, int(std::floor(source.y())) - 1,
                                    int(std::ceil(source.width())) + 3,
                                    int(std::ceil(source.height())) + 3);
@@ -488,13 +535,18 @@ class X11CaptureService final : public CaptureService {
             if (type == XCB_MAP_NOTIFY) {
                 // A projection's window has pixels only once mapped; what was drawn before
                 // is lost.
-                const xcb_window_t window =
-                    reinterpret_cast<const xcb_map_notify_event_t*>(event.get())->window;
-                if (const auto output = outputs_.find(window); output != outputs_.end()) {
+                const auto* notify = reinterpret_cast<const xcb_map_notify_event_t*>(event.get());
+                const xcb_window_t window = notify->window;
+                restack_ |= !notify->override_redirect;
+                if (const auto output = outputs_.find(window);
+                    output != outputs_.end() && !isFollower(window)) {
                     output->second.cleared = false;
                     mapped.push_back(window);
                 }
             }
+            if (type == XCB_CONFIGURE_NOTIFY)
+                restack_ |= !reinterpret_cast<const xcb_configure_notify_event_t*>(event.get())
+                                 ->override_redirect;
             if (type == XCB_CONFIGURE_NOTIFY || type == XCB_MAP_NOTIFY ||
                 type == XCB_UNMAP_NOTIFY) {
                 // Our own windows come and go and move (a lens follows the pointer); while
@@ -540,15 +592,25 @@ class X11CaptureService final : public CaptureService {
         }
         if (pointerMoved) {
             std::function<void(QPoint)> moved;
+            bool follow = false;
             {
                 std::lock_guard lock(mutex_);
                 moved = pointerMoved_;
+                follow = following();
             }
-            const x11::Owned<xcb_query_pointer_reply_t> pointer(
-                moved ? xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr)
-                      : nullptr);
-            if (pointer)
-                moved(QPoint(pointer->root_x, pointer->root_y));
+            const auto pointer = moved || follow ? queryPointer() : std::nullopt;
+            if (pointer) {
+                const QPoint at = *pointer;
+                if (follow) {
+                    std::lock_guard lock(mutex_);
+                    pointer_ = at;
+                    for (const auto& [id, projection] : projections_)
+                        if (projection.followLevel)
+                            changed_.insert(id);
+                }
+                if (moved)
+                    moved(at);
+            }
         }
         if (everything || displaysChanged || screensWoke || !areas.empty() || !mapped.empty()) {
             std::lock_guard lock(mutex_);
@@ -575,6 +637,129 @@ class X11CaptureService final : public CaptureService {
         if (screensWoke && events.screensWoke)
             events.screensWoke();
         return any;
+    }
+
+    // ---- projections that follow the pointer ----
+
+    // A clear window over the display in which the projection is drawn where the pointer is:
+    // nothing moves, so no window's move is reported to every client watching the screen's
+    // windows, and only the box left and the box entered change.
+    struct Follower {
+        xcb_window_t window = XCB_NONE;
+        QRect plane;  // in root coordinates
+        QRect box;    // where the projection was last drawn, in the plane
+        bool mapped = false;
+    };
+    struct Moving {
+        QPoint at;       // where the projection goes in its window
+        QRect previous;  // where it was; empty for nowhere
+    };
+
+    bool following() const {
+        return std::any_of(projections_.begin(), projections_.end(),
+                           [](const auto& entry) { return bool(entry.second.followLevel); });
+    }
+
+    std::optional<QPoint> queryPointer() {
+        const x11::Owned<xcb_query_pointer_reply_t> reply(
+            xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr));
+        if (!reply || !reply->same_screen)
+            return std::nullopt;
+        return QPoint(reply->root_x, reply->root_y);
+    }
+
+    bool isFollower(xcb_window_t window) const {
+        return std::any_of(followers_.begin(), followers_.end(),
+                           [&](const auto& entry) { return entry.second.window == window; });
+    }
+
+    Follower& follower(std::uint32_t displayID) {
+        Follower& f = followers_[displayID];
+        if (f.window == XCB_NONE) {
+            if (kit_.visual == 0)
+                kit_ = x11::aidWindowKit(c_, root_, argbVisual_);
+            f.window = x11::createAidWindow(c_, root_, kit_, QRect(0, 0, 1, 1), XCB_NONE);
+        }
+        return f;
+    }
+
+    // The window round the pointer, kept on the display, and what it shows: the lens's own
+    // geometry, in pixels.
+    static void followAt(Projection& p, QRect& frame, QPoint pointer, const QRect& display) {
+        const double size = p.windowSize.width();
+        const core::AidPoint at{double(pointer.x()), double(pointer.y())};
+        const core::AidRect on{double(display.x()), double(display.y()), double(display.width()),
+                               double(display.height())};
+        const core::AidRect r = core::lensFrame(at, on, size);
+        frame = QRect(int(std::floor(r.x)), int(std::floor(r.y)), p.windowSize.width(),
+                      p.windowSize.height());
+        const core::ZoomSource source =
+            core::lensSource(at, on, size, *p.followLevel, on.width, on.height);
+        p.source = QRectF(source.x * on.width, source.y * on.height, source.width * on.width,
+                          source.height * on.height);
+    }
+
+    // Mapped, over the whole display, before anything is drawn into it: a window has pixels
+    // only once mapped. Both go with the frame's drawing, so a compositing manager repaints
+    // once.
+    void show(Follower& f, const QRect& display) {
+        if (f.plane != display) {
+            const std::uint32_t values[] = {std::uint32_t(display.x()), std::uint32_t(display.y()),
+                                            std::uint32_t(display.width()),
+                                            std::uint32_t(display.height())};
+            xcb_configure_window(c_, f.window,
+                                 XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y |
+                                     XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+                                 values);
+            f.plane = display;
+            // A resized window is cleared to its background.
+            f.box = {};
+        }
+        if (!f.mapped) {
+            xcb_map_window(c_, f.window);
+            f.mapped = true;
+            f.box = {};
+        }
+    }
+
+    // Followers whose projection went are destroyed, those off the pointer's display hidden,
+    // and those shown kept above windows that map or restack.
+    void tidyFollowers() {
+        if (followers_.empty())
+            return;
+        const auto all = monitorsCached();
+        for (auto it = followers_.begin(); it != followers_.end();) {
+            Follower& f = it->second;
+            const auto projection = projections_.find(it->first);
+            if (projection == projections_.end() || !projection->second.followLevel) {
+                if (const auto output = outputs_.find(f.window); output != outputs_.end()) {
+                    release(output->second);
+                    outputs_.erase(output);
+                }
+                xcb_destroy_window(c_, f.window);
+                it = followers_.erase(it);
+                restack_ = true;
+                continue;
+            }
+            const auto monitor = std::find_if(all.begin(), all.end(),
+                                              [&](const Monitor& m) { return m.id == it->first; });
+            if (f.mapped &&
+                (!pointer_ || monitor == all.end() || !monitor->rect.contains(*pointer_))) {
+                xcb_unmap_window(c_, f.window);
+                f.mapped = false;
+                f.box = {};
+                restack_ = true;
+            }
+            ++it;
+        }
+        if (!restack_)
+            return;
+        restack_ = false;
+        const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+        for (const auto& [id, f] : followers_)
+            if (f.mapped)
+                xcb_configure_window(c_, f.window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        xcb_flush(c_);
     }
 
     bool compositing() {
@@ -820,7 +1005,7 @@ class X11CaptureService final : public CaptureService {
         Named mask, decoration;
         // Where the frame shows unmasked and undecorated, and the edge where the mask or the
         // decoration apply; what lies outside both is cleared once and stays clear.
-        xcb_xfixes_region_t inside = XCB_NONE, edge = XCB_NONE;
+        xcb_xfixes_region_t inside = XCB_NONE, edge = XCB_NONE, shown = XCB_NONE;
         bool cleared = false;
     };
 
@@ -835,7 +1020,7 @@ class X11CaptureService final : public CaptureService {
     }
 
     void releaseRegions(Output& output) {
-        for (xcb_xfixes_region_t* region : {&output.inside, &output.edge}) {
+        for (xcb_xfixes_region_t* region : {&output.inside, &output.edge, &output.shown}) {
             if (*region != XCB_NONE)
                 xcb_xfixes_destroy_region(c_, *region);
             *region = XCB_NONE;
@@ -904,6 +1089,9 @@ class X11CaptureService final : public CaptureService {
         xcb_xfixes_create_region(c_, out.inside, std::uint32_t(inside.size()), inside.data());
         out.edge = xcb_generate_id(c_);
         xcb_xfixes_create_region(c_, out.edge, std::uint32_t(edge.size()), edge.data());
+        out.shown = xcb_generate_id(c_);
+        xcb_xfixes_create_region(c_, out.shown, 0, nullptr);
+        xcb_xfixes_union_region(c_, out.inside, out.edge, out.shown);
     }
 
     Named uploaded(const QImage& image) {
@@ -920,7 +1108,8 @@ class X11CaptureService final : public CaptureService {
     }
 
     // Draws the composed frame, scaled, into the projection's window.
-    bool project(const Projection& p, const QRect& composed, QPoint origin) {
+    bool project(const Projection& p, const QRect& composed, QPoint origin,
+                 const std::optional<Moving>& moving) {
         Output& out = outputs_[p.window];
         if (out.window == XCB_NONE) {
             const x11::Owned<xcb_get_window_attributes_reply_t> attributes(
@@ -944,7 +1133,8 @@ class X11CaptureService final : public CaptureService {
         const bool newMask = refresh(p.mask, out.maskKey, out.mask);
         const bool newDecoration = refresh(p.decoration, out.decorationKey, out.decoration);
         // A resized window's pixels are new.
-        if (newMask || newDecoration || out.size != p.windowSize)
+        const bool reshaped = newMask || newDecoration || out.size != p.windowSize;
+        if (reshaped)
             divide(out, p.mask, p.decoration);
         out.size = p.windowSize;
         const auto fixed = [](double v) { return xcb_render_fixed_t(std::lround(v * 65536.0)); };
@@ -961,25 +1151,31 @@ class X11CaptureService final : public CaptureService {
         xcb_render_set_picture_transform(c_, targetPicture_, toSource);
         const auto w = std::uint16_t(p.windowSize.width());
         const auto h = std::uint16_t(p.windowSize.height());
+        const QPoint at = moving ? moving->at : QPoint();
         const auto draw = [&](std::uint8_t op, xcb_render_picture_t source,
                               xcb_render_picture_t mask, xcb_xfixes_region_t clip) {
-            xcb_xfixes_set_picture_clip_region(c_, out.window, clip, 0, 0);
-            xcb_render_composite(c_, op, source, mask, out.window, 0, 0, 0, 0, 0, 0, w, h);
+            xcb_xfixes_set_picture_clip_region(c_, out.window, clip, std::int16_t(at.x()),
+                                               std::int16_t(at.y()));
+            xcb_render_composite(c_, op, source, mask, out.window, 0, 0, 0, 0, std::int16_t(at.x()),
+                                 std::int16_t(at.y()), w, h);
         };
         if (out.inside == XCB_NONE) {
             draw(XCB_RENDER_PICT_OP_SRC, targetPicture_, out.mask.picture, XCB_NONE);
             if (out.decoration.picture != XCB_NONE)
                 draw(XCB_RENDER_PICT_OP_OVER, out.decoration.picture, XCB_NONE, XCB_NONE);
         } else {
-            if (!out.cleared) {
+            if (moving) {
+                clearBehind(out, at, moving->previous, reshaped);
+            } else if (!out.cleared) {
                 const xcb_rectangle_t all{0, 0, w, h};
                 xcb_xfixes_set_picture_clip_region(c_, out.window, XCB_NONE, 0, 0);
                 xcb_render_fill_rectangles(c_, XCB_RENDER_PICT_OP_CLEAR, out.window, {}, 1, &all);
                 out.cleared = true;
             }
-            // Masking and filtering at once takes pixman's slow path; only the edge needs it.
-            draw(XCB_RENDER_PICT_OP_SRC, targetPicture_, XCB_NONE, out.inside);
-            draw(XCB_RENDER_PICT_OP_SRC, targetPicture_, out.mask.picture, out.edge);
+            // Masking while filtering takes pixman's slow path: the frame is scaled unmasked
+            // and the edge masked in place after.
+            draw(XCB_RENDER_PICT_OP_SRC, targetPicture_, XCB_NONE, out.shown);
+            draw(XCB_RENDER_PICT_OP_IN_REVERSE, out.mask.picture, XCB_NONE, out.edge);
             if (out.decoration.picture != XCB_NONE)
                 draw(XCB_RENDER_PICT_OP_OVER, out.decoration.picture, XCB_NONE, out.edge);
             xcb_xfixes_set_picture_clip_region(c_, out.window, XCB_NONE, 0, 0);
@@ -987,6 +1183,32 @@ class X11CaptureService final : public CaptureService {
         const xcb_render_transform_t identity{fixed(1), 0, 0, 0, fixed(1), 0, 0, 0, fixed(1)};
         xcb_render_set_picture_transform(c_, targetPicture_, identity);
         return true;
+    }
+
+    // Clears what the projection showed where it was and will not show now. Only that
+    // changes, so a compositing manager repaints two lens shapes, not two boxes. A new shape
+    // clears the whole old box.
+    void clearBehind(const Output& out, QPoint at, const QRect& previous, bool reshaped) {
+        if (previous.isEmpty())
+            return;
+        const xcb_rectangle_t box{std::int16_t(previous.x()), std::int16_t(previous.y()),
+                                  std::uint16_t(previous.width()),
+                                  std::uint16_t(previous.height())};
+        const xcb_xfixes_region_t clear = xcb_generate_id(c_);
+        xcb_xfixes_create_region(c_, clear, 1, &box);
+        if (!reshaped) {
+            xcb_xfixes_copy_region(c_, out.shown, clear);
+            xcb_xfixes_translate_region(c_, clear, box.x, box.y);
+        }
+        const xcb_xfixes_region_t shown = xcb_generate_id(c_);
+        xcb_xfixes_create_region(c_, shown, 0, nullptr);
+        xcb_xfixes_copy_region(c_, out.shown, shown);
+        xcb_xfixes_translate_region(c_, shown, std::int16_t(at.x()), std::int16_t(at.y()));
+        xcb_xfixes_subtract_region(c_, clear, shown, clear);
+        xcb_xfixes_set_picture_clip_region(c_, out.window, clear, 0, 0);
+        xcb_render_fill_rectangles(c_, XCB_RENDER_PICT_OP_CLEAR, out.window, {}, 1, &box);
+        xcb_xfixes_destroy_region(c_, shown);
+        xcb_xfixes_destroy_region(c_, clear);
     }
 
     Segment* freeSegment(std::size_t bytes) {
@@ -1036,6 +1258,7 @@ class X11CaptureService final : public CaptureService {
     xcb_connection_t* c_;
     xcb_window_t root_;
     xcb_visualid_t rootVisual_;
+    xcb_visualid_t argbVisual_;  // 0 when the server has none
     std::uint32_t pid_;
     const xcb_query_extension_reply_t* randr_;
     const xcb_query_extension_reply_t* screenSaver_;
@@ -1061,6 +1284,10 @@ class X11CaptureService final : public CaptureService {
     std::unordered_set<std::uint32_t> changed_;
     std::unordered_map<std::uint32_t, QRect> composedAreas_;
     std::function<void(QPoint)> pointerMoved_;
+    // Where the pointer was last seen while a projection follows it.
+    std::optional<QPoint> pointer_;
+    std::unordered_map<std::uint32_t, Follower> followers_;
+    bool restack_ = false;
     SystemEvents systemEvents_;
     std::thread thread_;
     std::unique_ptr<SleepWatcher> sleep_;
@@ -1077,6 +1304,7 @@ class X11CaptureService final : public CaptureService {
     std::vector<Window> windows_;
     std::unordered_map<xcb_window_t, Named> named_;
     std::unordered_map<xcb_window_t, Output> outputs_;
+    x11::AidWindowKit kit_;
     xcb_pixmap_t target_ = XCB_NONE;
     xcb_render_picture_t targetPicture_ = XCB_NONE;
     QSize targetSize_;
@@ -1124,8 +1352,7 @@ std::unique_ptr<CaptureService> createCaptureService(std::string* why) {
     const int wake = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (wake < 0)
         return fail("no event descriptor for the capture thread");
-    return std::make_unique<X11CaptureService>(c, own->screen->root, own->screen->root_visual,
-                                               wake);
+    return std::make_unique<X11CaptureService>(c, *own->screen, wake);
 }
 
 }  // namespace scrawlet::platform

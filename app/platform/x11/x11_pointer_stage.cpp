@@ -28,29 +28,10 @@ constexpr std::size_t kMaximumRipples = 6;
 struct Setup {
     xcb_connection_t* c = nullptr;
     xcb_window_t root = XCB_NONE;
-    xcb_visualid_t visual = 0;
-    xcb_colormap_t colormap = XCB_NONE;
+    x11::AidWindowKit kit;
     xcb_gcontext_t gc = XCB_NONE;
     std::uint8_t xiOpcode = 0;
-    xcb_atom_t pid = XCB_NONE, windowType = XCB_NONE, utility = XCB_NONE;
 };
-
-// A depth-32 TrueColor visual laid out as premultiplied ARGB32 is what QImage hands over.
-xcb_visualid_t argbVisual(const xcb_screen_t& screen) {
-    for (auto depths = xcb_screen_allowed_depths_iterator(&screen); depths.rem;
-         xcb_depth_next(&depths)) {
-        if (depths.data->depth != 32)
-            continue;
-        for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem;
-             xcb_visualtype_next(&visuals)) {
-            const xcb_visualtype_t& v = *visuals.data;
-            if (v._class == XCB_VISUAL_CLASS_TRUE_COLOR && v.red_mask == 0xff0000 &&
-                v.green_mask == 0xff00 && v.blue_mask == 0xff)
-                return v.visual_id;
-        }
-    }
-    return 0;
-}
 
 std::expected<Setup, std::string> connect() {
     const auto own = x11::openOwnConnection();
@@ -64,8 +45,8 @@ std::expected<Setup, std::string> connect() {
     };
     const xcb_screen_t& screen = *own->screen;
     s.root = screen.root;
-    s.visual = argbVisual(screen);
-    if (!s.visual)
+    const xcb_visualid_t visual = x11::argbVisual(screen);
+    if (!visual)
         return fail("the X server offers no 32-bit visual with an alpha channel");
     const auto* shape = xcb_get_extension_data(s.c, &xcb_shape_id);
     if (!shape || !shape->present)
@@ -74,19 +55,13 @@ std::expected<Setup, std::string> connect() {
     if (!opcode)
         return fail(opcode.error());
     s.xiOpcode = *opcode;
-    s.colormap = xcb_generate_id(s.c);
-    xcb_create_colormap(s.c, XCB_COLORMAP_ALLOC_NONE, s.colormap, s.root, s.visual);
+    s.kit = x11::aidWindowKit(s.c, s.root, visual);
     const xcb_pixmap_t model = xcb_generate_id(s.c);
     xcb_create_pixmap(s.c, 32, model, s.root, 1, 1);
     s.gc = xcb_generate_id(s.c);
     const std::uint32_t noExposures = 0;
     xcb_create_gc(s.c, s.gc, model, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
     xcb_free_pixmap(s.c, model);
-    const auto atoms = x11::internAtoms(
-        s.c, {"_NET_WM_PID", "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_UTILITY"});
-    s.pid = atoms[0];
-    s.windowType = atoms[1];
-    s.utility = atoms[2];
     return s;
 }
 
@@ -374,26 +349,8 @@ class X11PointerStage final : public PointerStage {
     xcb_pixmap_t upload(const QImage& image) { return x11::uploadPixmap(s_.c, s_.root, image); }
 
     StageWindow makeWindow(QRect frame, xcb_pixmap_t background) {
-        StageWindow w{xcb_generate_id(s_.c), background, frame, false};
-        const std::uint32_t values[] = {background, 0, 1, s_.colormap};
-        xcb_create_window(
-            s_.c, 32, w.window, s_.root, std::int16_t(frame.x()), std::int16_t(frame.y()),
-            std::uint16_t(std::max(1, frame.width())), std::uint16_t(std::max(1, frame.height())),
-            0, XCB_WINDOW_CLASS_INPUT_OUTPUT, s_.visual,
-            XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP,
-            values);
-        // No input region: every pointer event goes to what lies below.
-        xcb_shape_rectangles(s_.c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
-                             w.window, 0, 0, 0, nullptr);
-        const std::uint32_t pid = static_cast<std::uint32_t>(::getpid());
-        xcb_change_property(s_.c, XCB_PROP_MODE_REPLACE, w.window, s_.pid, XCB_ATOM_CARDINAL, 32, 1,
-                            &pid);
-        xcb_change_property(s_.c, XCB_PROP_MODE_REPLACE, w.window, s_.windowType, XCB_ATOM_ATOM, 32,
-                            1, &s_.utility);
-        static constexpr char kClass[] = "scrawlet\0Scrawlet";
-        xcb_change_property(s_.c, XCB_PROP_MODE_REPLACE, w.window, XCB_ATOM_WM_CLASS,
-                            XCB_ATOM_STRING, 8, sizeof kClass, kClass);
-        return w;
+        return {x11::createAidWindow(s_.c, s_.root, s_.kit, frame, background), background, frame,
+                false};
     }
 
     void destroy(StageWindow& w) {

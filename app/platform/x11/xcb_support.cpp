@@ -2,6 +2,8 @@
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
+#include <xcb/shape.h>
 #include <xcb/shm.h>
 #include <xcb/xinput.h>
 
@@ -78,6 +80,61 @@ std::expected<std::uint8_t, std::string> rawInputOpcode(xcb_connection_t* c) {
         (version->major_version == 2 && version->minor_version < 1))
         return std::unexpected(std::string("the X server lacks XInput 2.1"));
     return extension->major_opcode;
+}
+
+xcb_visualid_t argbVisual(const xcb_screen_t& screen) {
+    for (auto depths = xcb_screen_allowed_depths_iterator(&screen); depths.rem;
+         xcb_depth_next(&depths)) {
+        if (depths.data->depth != 32)
+            continue;
+        for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem;
+             xcb_visualtype_next(&visuals)) {
+            const xcb_visualtype_t& v = *visuals.data;
+            if (v._class == XCB_VISUAL_CLASS_TRUE_COLOR && v.red_mask == 0xff0000 &&
+                v.green_mask == 0xff00 && v.blue_mask == 0xff)
+                return v.visual_id;
+        }
+    }
+    return 0;
+}
+
+AidWindowKit aidWindowKit(xcb_connection_t* c, xcb_window_t root, xcb_visualid_t visual) {
+    AidWindowKit kit;
+    kit.visual = visual;
+    kit.colormap = xcb_generate_id(c);
+    xcb_create_colormap(c, XCB_COLORMAP_ALLOC_NONE, kit.colormap, root, visual);
+    const auto atoms =
+        internAtoms(c, {"_NET_WM_PID", "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_UTILITY"});
+    kit.pid = atoms[0];
+    kit.windowType = atoms[1];
+    kit.utility = atoms[2];
+    return kit;
+}
+
+xcb_window_t createAidWindow(xcb_connection_t* c, xcb_window_t root, const AidWindowKit& kit,
+                             QRect frame, xcb_pixmap_t background) {
+    const xcb_window_t window = xcb_generate_id(c);
+    // The value list follows the mask's bit order: a background pixmap, or else a clear
+    // background pixel, then the border, override-redirect and the colormap.
+    const std::uint32_t values[] = {background, 0, 1, kit.colormap};
+    const std::uint32_t backgroundBit =
+        background != XCB_NONE ? XCB_CW_BACK_PIXMAP : XCB_CW_BACK_PIXEL;
+    xcb_create_window(
+        c, 32, window, root, std::int16_t(frame.x()), std::int16_t(frame.y()),
+        std::uint16_t(std::max(1, frame.width())), std::uint16_t(std::max(1, frame.height())), 0,
+        XCB_WINDOW_CLASS_INPUT_OUTPUT, kit.visual,
+        backgroundBit | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, values);
+    // No input region: every pointer event goes to what lies below.
+    xcb_shape_rectangles(c, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, XCB_CLIP_ORDERING_UNSORTED,
+                         window, 0, 0, 0, nullptr);
+    const auto pid = static_cast<std::uint32_t>(::getpid());
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, kit.pid, XCB_ATOM_CARDINAL, 32, 1, &pid);
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, kit.windowType, XCB_ATOM_ATOM, 32, 1,
+                        &kit.utility);
+    static constexpr char kClass[] = "scrawlet\0Scrawlet";
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        sizeof kClass, kClass);
+    return window;
 }
 
 xcb_pixmap_t uploadPixmap(xcb_connection_t* c, xcb_window_t root, const QImage& image) {

@@ -61,6 +61,24 @@ std::expected<std::uint8_t, std::string> rawInputOpcode(xcb_connection_t* c);
 // 0xAARRGGBB), 8 deep for an alpha or grey one. A null image leaves the pixmap undefined.
 xcb_pixmap_t uploadPixmap(xcb_connection_t* c, xcb_window_t root, const QImage& image);
 
+// A depth-32 TrueColor visual laid out as premultiplied ARGB32, as QImage hands it over; 0 when
+// the server has none.
+xcb_visualid_t argbVisual(const xcb_screen_t& screen);
+
+// What an aid's windows need from their connection, made once.
+struct AidWindowKit {
+    xcb_visualid_t visual = 0;  // from argbVisual
+    xcb_colormap_t colormap = XCB_NONE;
+    xcb_atom_t pid = XCB_NONE, windowType = XCB_NONE, utility = XCB_NONE;
+};
+AidWindowKit aidWindowKit(xcb_connection_t* c, xcb_window_t root, xcb_visualid_t visual);
+
+// An unmapped override-redirect ARGB window that never takes input and is known as ours (by
+// process id and class), so capture leaves it out. Its background is `background`, or clear
+// for XCB_NONE.
+xcb_window_t createAidWindow(xcb_connection_t* c, xcb_window_t root, const AidWindowKit& kit,
+                             QRect frame, xcb_pixmap_t background);
+
 // An xcb implementation built on Qt's connection, or nothing when Qt does not run on xcb.
 template <class Interface, class Implementation>
 std::unique_ptr<Interface> makeOnQtConnection() {

@@ -45,6 +45,7 @@ class FakeService : public Service {
     void setRegion(std::uint32_t, std::optional<QRect>) override {}
     void setProjection(std::uint32_t, std::optional<Projection>) override {}
     bool watchPointer(std::function<void(QPoint)>) override { return false; }
+    bool followsPointer() const override { return false; }
     void watchSystemEvents(SystemEvents) override { watching = true; }
     void unwatchSystemEvents() override { watching = false; }
 
