@@ -1185,9 +1185,8 @@ class X11CaptureService final : public CaptureService {
         return true;
     }
 
-    // Clears what the projection showed where it was and will not show now. Only that
-    // changes, so a compositing manager repaints two lens shapes, not two boxes. A new shape
-    // clears the whole old box.
+    // Clears what the projection showed where it was and will not show now; the corners
+    // round it are clear already. A new shape clears the whole old box.
     void clearBehind(const Output& out, QPoint at, const QRect& previous, bool reshaped) {
         if (previous.isEmpty())
             return;
