@@ -335,27 +335,53 @@ class X11CaptureService final : public CaptureService {
             const bool follow = following();
             if (xiOpcode_)
                 followPointer(pointerMoved_ || follow);
-            // Raw motion comes only once the pointer moves: a lens turned on under a still
-            // pointer asks where it is.
-            if (!follow) {
+            if (!follow)
                 pointer_.reset();
-            } else if (!pointer_) {
-                if (const auto at = queryPointer()) {
-                    pointer_ = *at;
-                    for (const auto& [id, projection] : projections_)
-                        if (projection.followLevel)
-                            changed_.insert(id);
+            // Pointers report up to a thousand moves a second: where the pointer is, is asked
+            // at most once a frame, the first move after a pause at once. Raw motion comes only
+            // once the pointer moves: a lens turned on under a still pointer asks at once.
+            std::optional<Clock::time_point> askAt;
+            if (follow || pointerMoved_) {
+                const auto now = Clock::now();
+                const auto interval = frameInterval();
+                if ((follow && !pointer_) || (pointerStale_ && now - lastAsked_ >= interval)) {
+                    pointerStale_ = false;
+                    lastAsked_ = now;
+                    if (const auto at = queryPointer()) {
+                        if (follow) {
+                            pointer_ = *at;
+                            for (const auto& [id, projection] : projections_)
+                                if (projection.followLevel)
+                                    changed_.insert(id);
+                        }
+                        if (auto moved = pointerMoved_) {
+                            lock.unlock();
+                            moved(*at);
+                            lock.lock();
+                            continue;
+                        }
+                    }
+                } else if (pointerStale_) {
+                    askAt = lastAsked_ + interval;
                 }
+            } else {
+                pointerStale_ = false;
             }
             tidyFollowers();
             const auto watched = nextDue();
             const auto now = Clock::now();
             if (!watched || watched->stream->due > now) {
                 // Nothing watched: no frames and no timer, only the window system's events.
-                const int timeout = watched ? int(std::chrono::ceil<std::chrono::milliseconds>(
-                                                      watched->stream->due - now)
-                                                      .count())
-                                            : -1;
+                std::optional<Clock::time_point> wake;
+                if (watched)
+                    wake = watched->stream->due;
+                if (askAt && (!wake || *askAt < *wake))
+                    wake = askAt;
+                const int timeout =
+                    wake
+                        ? int(std::max<std::int64_t>(
+                              0, std::chrono::ceil<std::chrono::milliseconds>(*wake - now).count()))
+                        : -1;
                 lock.unlock();
                 waitForEvents(timeout);
                 lock.lock();
@@ -590,28 +616,7 @@ class X11CaptureService final : public CaptureService {
                                               return a.id == b.id && a.rect == b.rect;
                                           });
         }
-        if (pointerMoved) {
-            std::function<void(QPoint)> moved;
-            bool follow = false;
-            {
-                std::lock_guard lock(mutex_);
-                moved = pointerMoved_;
-                follow = following();
-            }
-            const auto pointer = moved || follow ? queryPointer() : std::nullopt;
-            if (pointer) {
-                const QPoint at = *pointer;
-                if (follow) {
-                    std::lock_guard lock(mutex_);
-                    pointer_ = at;
-                    for (const auto& [id, projection] : projections_)
-                        if (projection.followLevel)
-                            changed_.insert(id);
-                }
-                if (moved)
-                    moved(at);
-            }
-        }
+        pointerStale_ |= pointerMoved;
         if (everything || displaysChanged || screensWoke || !areas.empty() || !mapped.empty()) {
             std::lock_guard lock(mutex_);
             for (const auto& [id, area] : composedAreas_) {
@@ -654,6 +659,14 @@ class X11CaptureService final : public CaptureService {
         QPoint at;       // where the projection goes in its window
         QRect previous;  // where it was; empty for nowhere
     };
+
+    // The shortest frame interval of the running streams.
+    Clock::duration frameInterval() const {
+        int fps = 60;
+        for (const auto& stream : streams_) fps = std::max(fps, stream->config_.fps);
+        return std::chrono::duration_cast<Clock::duration>(
+            std::chrono::duration<double>(1.0 / fps));
+    }
 
     bool following() const {
         return std::any_of(projections_.begin(), projections_.end(),
@@ -1294,6 +1307,8 @@ class X11CaptureService final : public CaptureService {
     // The capture thread's own.
     bool windowsDirty_ = true;
     bool followingPointer_ = false;
+    bool pointerStale_ = false;  // moved since last asked
+    Clock::time_point lastAsked_;
     bool excludingOwn_ = true;
     std::unordered_set<xcb_window_t> ownWindows_;
     bool wallpaperDirty_ = true;
