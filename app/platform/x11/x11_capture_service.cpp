@@ -846,6 +846,9 @@ class X11CaptureService final : public CaptureService {
             return;
         std::unordered_set<xcb_window_t> listed;
         for (const Window& w : windows_) {
+            // Left out, our windows' drawing (a lens's every frame) need not wake this thread.
+            if (w.ours && excludingOwn_)
+                continue;
             listed.insert(w.id);
             if (damages_.contains(w.id))
                 continue;
@@ -975,6 +978,8 @@ class X11CaptureService final : public CaptureService {
     }
 
     void compose(const QRect& region, bool excludeOwn) {
+        // Whether our windows' damage is watched depends on it.
+        windowsDirty_ |= excludingOwn_ != excludeOwn;
         excludingOwn_ = excludeOwn;
         if (windowsDirty_)
             refreshWindows();
