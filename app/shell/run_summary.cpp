@@ -375,6 +375,24 @@ std::string currentOsVersion() {
     return osVersionText(osRelease.value_or(""), haveKernel ? names.release : "");
 }
 
+std::string currentHardwareModel() {
+    auto model = platform::readFileText("/sys/devices/virtual/dmi/id/product_name", 4096);
+    if (!model) {
+        return "";
+    }
+    const auto end = model->find_last_not_of(" \t\r\n");
+    model->erase(end == std::string::npos ? 0 : end + 1);
+    return std::move(*model);
+}
+
+std::string buildConfiguration() {
+#ifdef NDEBUG
+    return "Release";
+#else
+    return "Debug";
+#endif
+}
+
 std::string startedAtText(std::chrono::system_clock::time_point moment) {
     const auto whole = std::chrono::floor<std::chrono::seconds>(moment);
     const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(moment - whole);
