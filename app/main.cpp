@@ -9,6 +9,8 @@
 #include "app/diagnostics/capture_config.h"
 #include "app/diagnostics/overlay_app_delegate.h"
 #include "app/diagnostics/overlay_config.h"
+#include "app/diagnostics/probe_app_delegate.h"
+#include "app/diagnostics/run_config.h"
 #include "app/diagnostics/text_input_spike_app_delegate.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/draw_app_delegate.h"
@@ -144,6 +146,20 @@ int runCapture(const shell::Environment& env, int argc, char** argv) {
     return runCheck(delegate);
 }
 
+int runProbe(const shell::Environment& env, int argc, char** argv) {
+    const auto config = diagnostics::RunConfig::fromEnvironment(env);
+    if (!config) {
+        return fail(config.error());
+    }
+    if (!displayUsable(env)) {
+        return fail({"probe: no screen", 2});
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    diagnostics::ProbeAppDelegate delegate(*config);
+    return runCheck(delegate);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -171,8 +187,7 @@ int main(int argc, char** argv) {
         case shell::LaunchMode::capture:
             return runCapture(env, argc, argv);
         case shell::LaunchMode::probe:
-            break;
+            return runProbe(env, argc, argv);
     }
-    std::cerr << "scrawlet: " << core::rawValue(*mode) << " mode is not built yet\n";
     return 2;
 }

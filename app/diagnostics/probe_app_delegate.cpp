@@ -1,0 +1,306 @@
+#include "app/diagnostics/probe_app_delegate.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <csignal>
+#include <iostream>
+
+#include "app/diagnostics/draw_surface_tap.h"
+#include "app/diagnostics/occlusion_meter.h"
+#include "app/diagnostics/probe_view.h"
+#include "app/ink/ink_view.h"
+#include "app/platform/atomic_file.h"
+#include "app/platform/display_identifier.h"
+#include "app/platform/gl_presenter.h"
+#include "app/platform/monotonic_clock.h"
+#include "app/platform/platform_services.h"
+#include "app/platform/presentation_timer.h"
+#include "app/shell/run_summary.h"
+#include "app/shell/synthetic_drag_driver.h"
+#include "core/json_text.h"
+
+namespace scrawlet::diagnostics {
+namespace {
+
+using shell::ConfigExit;
+
+// Presented-time reports still on their way when capture stops.
+constexpr int kPresentationGraceMs = 250;
+// The ordinary window covers this much of its display, centred.
+constexpr double kWindowShare = 0.75;
+// The synthetic driver never lifts the button: one stroke for the whole run.
+constexpr std::int64_t kOneStroke = std::numeric_limits<std::int64_t>::max();
+
+QRect windowGeometry(const QRect& screen) {
+    const QSize size(static_cast<int>(screen.width() * kWindowShare),
+                     static_cast<int>(screen.height() * kWindowShare));
+    return QRect(screen.center() - QPoint(size.width() / 2, size.height() / 2), size);
+}
+
+// "60", "59.951", "1.5": for the operator, not for reading back.
+std::string plain(double value) {
+    std::string text = core::fixedDecimal(value, 3);
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.ends_with('.')) {
+        text.pop_back();
+    }
+    return text;
+}
+
+}  // namespace
+
+std::expected<std::size_t, ConfigExit> selectScreen(const std::vector<std::string>& names,
+                                                    std::size_t primary,
+                                                    const std::optional<std::string>& selector) {
+    if (names.empty()) {
+        return std::unexpected(ConfigExit{"probe: no screen", 2});
+    }
+    if (!selector) {
+        return std::min(primary, names.size() - 1);
+    }
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (names[i] == *selector) {
+            return i;
+        }
+    }
+    if (const auto index = shell::Environment::parseInteger(*selector);
+        index && *index >= 0 && static_cast<std::size_t>(*index) < names.size()) {
+        return static_cast<std::size_t>(*index);
+    }
+    std::string known;
+    for (const auto& name : names) {
+        known += (known.empty() ? "" : "|") + name;
+    }
+    return std::unexpected(ConfigExit{"probe: no screen matches SCRAWLET_PROBE_DISPLAY \"" +
+                                          *selector + "\" (" + known + " or 0-" +
+                                          std::to_string(names.size() - 1) + ")",
+                                      64});
+}
+
+ProbeAppDelegate::ProbeAppDelegate(RunConfig config) : config_(std::move(config)) {
+    runTimer_.setSingleShot(true);
+    runTimer_.setTimerType(Qt::PreciseTimer);
+    connect(&runTimer_, &QTimer::timeout, this, [this] { finish("timeout"); });
+}
+
+ProbeAppDelegate::~ProbeAppDelegate() {
+    // The timer's thread reports into the probe until it is gone.
+    presentation_.reset();
+}
+
+std::optional<ConfigExit> ProbeAppDelegate::launch() {
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    if (const auto why = platform::refusalToWrite(config_.outputPath)) {
+        return ConfigExit{"probe: flush failed: " + *why, 3};
+    }
+    std::vector<std::string> names;
+    const auto screens = QGuiApplication::screens();
+    std::size_t primary = 0;
+    for (QScreen* screen : screens) {
+        if (screen == QGuiApplication::primaryScreen()) {
+            primary = names.size();
+        }
+        names.push_back(screen->name().toStdString());
+    }
+    const auto chosen = selectScreen(names, primary, config_.displaySelector);
+    if (!chosen) {
+        return chosen.error();
+    }
+    screen_ = screens[static_cast<qsizetype>(*chosen)];
+    displayName_ = names[*chosen];
+    displayID_ = platform::displayIdentifier(screen_);
+    if (config_.transport == RunConfig::Transport::cgEventPost) {
+        input_ = platform::createSyntheticInput();
+        if (!input_ || !input_->canInject()) {
+            return ConfigExit{
+                "probe: the cgevent transport needs the XTEST extension of the X "
+                "server.",
+                2};
+        }
+    }
+    devices_ = InputDevices::attachedPointingDevices();
+    probe_ = std::make_unique<LatencyProbe>();
+    presentation_ =
+        platform::createPresentationTimer([probe = probe_.get()](std::int64_t frame, double time) {
+            probe->framePresented(frame, time);
+        });
+    printBanner();
+    if (auto refused = openSurface(*screen_)) {
+        return refused;
+    }
+    signals_.install(SIGINT, [this] { finish("SIGINT"); });
+    signals_.install(SIGTERM, [this] { finish("SIGTERM"); });
+    signals_.install(SIGUSR2, [this] { finish("SIGUSR2"); });
+    startedWallClock_ = std::chrono::system_clock::now();
+    runTimer_.start(static_cast<int>(config_.maxSeconds * 1000));
+    if (driver_) {
+        driver_->start();
+    }
+    return std::nullopt;
+}
+
+std::optional<ConfigExit> ProbeAppDelegate::openSurface(QScreen& screen) {
+    const auto targetReached = [this] { finish("target"); };
+    const auto escape = [this] {
+        if (!config_.synthetic()) {
+            finish("escape");
+        }
+    };
+    QWindow* window = nullptr;
+    if (config_.surface == RunConfig::Surface::draw) {
+        const auto offered = platform::probeGlPresentation();
+        if (!offered) {
+            return ConfigExit{"probe: OpenGL 3.3 unavailable", 2};
+        }
+        ink::InkView::Options options;
+        options.presentPath = platform::choosePresentPath(*offered);
+        options.flags = platform::flagsForLevel(
+            Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus,
+            shell::windowLevel("screenSaver"));
+        inkView_ = ink::InkView::create(&screen, screen.geometry(), options);
+        if (!inkView_) {
+            return ConfigExit{"probe: the draw surface could not be made", 2};
+        }
+        tap_ = std::make_unique<DrawSurfaceTap>(*inkView_, *probe_, *presentation_,
+                                                static_cast<std::size_t>(config_.targetSamples));
+        tap_->onTargetReached = targetReached;
+        tap_->onEscape = escape;
+        tap_->startCapturing();
+        window = inkView_.get();
+    } else {
+        ProbeView::Options options;
+        options.opaque = config_.surface == RunConfig::Surface::window;
+        options.presentsPerEvent = config_.presentMode == RunConfig::PresentMode::perEvent;
+        options.presentsWithTransaction = config_.presentsWithTransaction;
+        options.clearOnDown = config_.clearOnDown;
+        options.flashOnDraw = config_.flashOnDraw;
+        options.maximumDrawableCount = config_.maximumDrawableCount;
+        options.targetSamples = static_cast<std::size_t>(config_.targetSamples);
+        QRect geometry = windowGeometry(screen.geometry());
+        if (!options.opaque) {
+            options.flags = platform::flagsForLevel(
+                Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus,
+                shell::windowLevel("screenSaver"));
+            geometry = screen.geometry();
+        }
+        std::string why;
+        view_ = ProbeView::create(&screen, geometry, options, *probe_, *presentation_, &why);
+        if (!view_) {
+            return ConfigExit{"probe: " + why, 2};
+        }
+        view_->setTitle("Scrawlet latency probe");
+        view_->onTargetReached = targetReached;
+        view_->onEscape = escape;
+        view_->startCapturing();
+        window = view_.get();
+    }
+    occlusion_ = std::make_unique<OcclusionMeter>(*window);
+    window->show();
+    if (config_.surface == RunConfig::Surface::window) {
+        window->requestActivate();
+    }
+    if (config_.synthetic()) {
+        driver_ = std::make_unique<shell::SyntheticDragDriver>(
+            *window, config_.transport, 1.0 / config_.syntheticHz, kOneStroke, input_.get());
+        driver_->messagePrefix = "probe: ";
+        driver_->onPost = [probe = probe_.get()](double time, QPoint global) {
+            probe->notePost(time, global.x(), global.y());
+        };
+    }
+    return std::nullopt;
+}
+
+void ProbeAppDelegate::finish(const std::string& reason) {
+    if (finishing_) {
+        return;
+    }
+    finishing_ = true;
+    reason_ = reason;
+    runTimer_.stop();
+    if (view_) {
+        view_->stopCapturing();
+    }
+    if (tap_) {
+        tap_->stopCapturing();
+    }
+    if (driver_) {
+        driver_->stop();
+    }
+    QTimer::singleShot(kPresentationGraceMs, this, [this] { flush(); });
+}
+
+void ProbeAppDelegate::flush() {
+    const std::string text = probe_->flushText(metadata());
+    const auto written = platform::writeFileAtomically(config_.outputPath, text,
+                                                       {.permissions = 0600, .onlyOwnFile = true});
+    if (!written) {
+        std::cerr << "probe: flush failed: " << written.error() << "\n";
+        emit finished(3);
+        return;
+    }
+    std::cout << "probe: wrote " << probe_->eventCount() << " events / "
+              << probe_->frameCommitCount() << " frames committed / " << probe_->framePresentCount()
+              << " presented / " << probe_->deferredFrameCount() << " deferred "
+              << config_.outputPath << " (" << reason_ << ")\n"
+              << std::flush;
+    emit finished(0);
+}
+
+RunMetadata ProbeAppDelegate::metadata() const {
+    RunMetadata m;
+    m.buildConfiguration = shell::buildConfiguration();
+    m.inputDeviceLabel = config_.deviceLabel;
+    m.displayID = displayID_;
+    m.nominalRefreshHz = screen_->refreshRate();
+    m.backingScaleFactor = screen_->devicePixelRatio();
+    m.screenPointWidth = screen_->geometry().width();
+    m.screenPointHeight = screen_->geometry().height();
+    m.opaqueWindow = config_.surface == RunConfig::Surface::window;
+    m.surface = core::rawValue(config_.surface);
+    m.clearOnDown = config_.clearOnDown;
+    m.flashOnDraw = config_.flashOnDraw;
+    m.presentMode = core::rawValue(config_.presentMode);
+    m.presentsWithTransaction = config_.presentsWithTransaction;
+    m.maximumDrawableCount = config_.maximumDrawableCount;
+    m.inputTransport = core::rawValue(config_.transport);
+    m.synthetic = config_.synthetic();
+    m.inputDevicesJSON = InputDevices::json(devices_);
+    m.inputDeviceCount = devices_.size();
+    m.osVersion = shell::currentOsVersion();
+    m.hardwareModel = shell::currentHardwareModel();
+    m.startedAt = shell::startedAtText(startedWallClock_);
+    m.occludedSeconds = occlusion_ ? occlusion_->occludedSeconds() : 0;
+    return m;
+}
+
+void ProbeAppDelegate::printBanner() const {
+    const bool synthetic = config_.synthetic();
+    std::string text = "scrawlet latency probe (M0 T3)\n";
+    text += "  build      : " + shell::buildConfiguration() + "\n";
+    text += "  display    : " + displayName_ + " (id " + std::to_string(displayID_) + "), " +
+            plain(screen_->refreshRate()) + "Hz nominal, scale " +
+            plain(screen_->devicePixelRatio()) + "\n";
+    text += "  label      : " + config_.deviceLabel + "   (operator-typed; not evidence)\n";
+    text += "  devices    : " + InputDevices::summary(devices_) + "\n";
+    text += "  surface    : " + std::string(core::rawValue(config_.surface));
+    if (config_.surface == RunConfig::Surface::draw) {
+        text += "  — THE SHIPPING PATH: OverlayPanel + InkView + StrokeRenderer";
+    }
+    text += "\n  present    : " + std::string(core::rawValue(config_.presentMode));
+    if (config_.presentMode == RunConfig::PresentMode::perEvent) {
+        text += "  — pre-ADR-0004 structure, for comparison only";
+    }
+    text += "\n  transport  : " + std::string(core::rawValue(config_.transport));
+    if (synthetic) {
+        text += "  — SYNTHETIC, not gate-eligible";
+    }
+    text += "\n  target     : " + std::to_string(config_.targetSamples) + " samples, max " +
+            plain(config_.maxSeconds) + "s\n";
+    text += "  output     : " + config_.outputPath + "\n\n";
+    text += synthetic ? "Synthetic driver running; no interaction needed.\n"
+                      : "Drag the pointer continuously, holding the button down.\n";
+    text += synthetic ? "Ctrl-C to stop early.\n" : "Esc or Ctrl-C to stop early.\n";
+    std::cout << text << std::flush;
+}
+
+}  // namespace scrawlet::diagnostics
