@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "app/platform/file_io.h"
-#include "core/json_text.h"
+#include "core/json_object.h"
 
 namespace scrawlet::diagnostics {
 namespace {
@@ -270,13 +270,6 @@ std::optional<long> inputNumber(const std::string& name) {
     return number;
 }
 
-void appendOptional(std::string& out, std::string_view key, std::optional<std::int64_t> value) {
-    out += ",\"";
-    out += key;
-    out += "\":";
-    out += value ? std::to_string(*value) : "null";
-}
-
 }  // namespace
 
 std::optional<double> InputDevices::Device::reportedHz() const {
@@ -311,21 +304,22 @@ std::vector<InputDevices::Device> InputDevices::attachedPointingDevices(const fs
 std::string InputDevices::json(const std::vector<Device>& devices) {
     std::string out = "[";
     for (const Device& d : devices) {
-        out += out.size() > 1 ? ",{\"name\":" : "{\"name\":";
-        core::appendJsonString(out, d.name);
-        out += ",\"manufacturer\":";
-        core::appendJsonString(out, d.manufacturer);
-        out += ",\"transport\":";
-        core::appendJsonString(out, d.transport);
-        appendOptional(out, "vendorID", d.vendorID);
-        appendOptional(out, "productID", d.productID);
-        appendOptional(out, "locationID", d.locationID);
-        appendOptional(out, "uniqueID", d.uniqueID);
-        appendOptional(out, "primaryUsagePage", d.primaryUsagePage);
-        appendOptional(out, "primaryUsage", d.primaryUsage);
-        appendOptional(out, "reportIntervalMicroseconds", d.reportIntervalMicroseconds);
-        const auto hz = d.reportedHz();
-        out += ",\"reportedHz\":" + (hz ? core::fixedDecimal(*hz, 3) : std::string("null")) + "}";
+        if (out.size() > 1) {
+            out += ',';
+        }
+        core::JsonObject device(out);
+        device.text("name", d.name)
+            .text("manufacturer", d.manufacturer)
+            .text("transport", d.transport)
+            .count("vendorID", d.vendorID)
+            .count("productID", d.productID)
+            .count("locationID", d.locationID)
+            .count("uniqueID", d.uniqueID)
+            .count("primaryUsagePage", d.primaryUsagePage)
+            .count("primaryUsage", d.primaryUsage)
+            .count("reportIntervalMicroseconds", d.reportIntervalMicroseconds)
+            .fixedOrNull("reportedHz", d.reportedHz(), 3)
+            .close();
     }
     return out + "]";
 }

@@ -1,10 +1,9 @@
 #include "app/diagnostics/latency_probe.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
-#include "core/json_text.h"
+#include "core/json_object.h"
 
 namespace scrawlet::diagnostics {
 namespace {
@@ -16,48 +15,6 @@ constexpr std::size_t kBytesPerSample = 190;
 constexpr std::size_t kMetadataBytes = 1024;
 
 constexpr const char* kPhases[] = {"moved", "dragged", "down"};
-
-void appendInteger(std::string& out, std::int64_t value) {
-    char buffer[24];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    out.append(buffer, result.ptr);
-}
-
-void key(std::string& out, std::string_view name) {
-    out += ",\"";
-    out += name;
-    out += "\":";
-}
-
-void seconds(std::string& out, std::string_view name, double value) {
-    key(out, name);
-    core::appendFixedDecimal(out, value, 9);
-}
-
-void text(std::string& out, std::string_view name, std::string_view value) {
-    key(out, name);
-    core::appendJsonString(out, value);
-}
-
-void number(std::string& out, std::string_view name, double value) {
-    key(out, name);
-    // Whole values (60 Hz, 1920 points) read as integers, the rest with three decimals.
-    if (std::isfinite(value) && value == std::floor(value) && std::abs(value) < 1e15) {
-        appendInteger(out, static_cast<std::int64_t>(value));
-    } else {
-        core::appendFixedDecimal(out, value, 3);
-    }
-}
-
-void count(std::string& out, std::string_view name, std::uint64_t value) {
-    key(out, name);
-    appendInteger(out, static_cast<std::int64_t>(value));
-}
-
-void flag(std::string& out, std::string_view name, bool value) {
-    key(out, name);
-    out += value ? "true" : "false";
-}
 
 }  // namespace
 
@@ -157,50 +114,45 @@ std::string LatencyProbe::flushText(const RunMetadata& m) const {
     const JoinCounts counts = joinCounts();
     std::string out;
     out.reserve(eventCount_ * kBytesPerSample + kMetadataBytes + m.inputDevicesJSON.size());
-    out += "{\"kind\":\"meta\"";
-    text(out, "buildConfiguration", m.buildConfiguration);
-    text(out, "inputDevice", m.inputDeviceLabel);
-    count(out, "displayID", m.displayID);
-    number(out, "nominalRefreshHz", m.nominalRefreshHz);
-    number(out, "backingScaleFactor", m.backingScaleFactor);
-    number(out, "screenPointWidth", m.screenPointWidth);
-    number(out, "screenPointHeight", m.screenPointHeight);
-    flag(out, "opaqueWindow", m.opaqueWindow);
-    text(out, "surface", m.surface);
-    text(out, "presentMode", m.presentMode);
-    flag(out, "presentsWithTransaction", m.presentsWithTransaction);
-    count(out, "maximumDrawableCount", static_cast<std::uint64_t>(m.maximumDrawableCount));
-    flag(out, "clearOnDown", m.clearOnDown);
-    flag(out, "flashOnDraw", m.flashOnDraw);
-    text(out, "inputTransport", m.inputTransport);
-    flag(out, "synthetic", m.synthetic);
-    count(out, "inputDeviceCount", m.inputDeviceCount);
-    key(out, "inputDevices");
-    out += m.inputDevicesJSON;
-    text(out, "osVersion", m.osVersion);
-    text(out, "hardwareModel", m.hardwareModel);
-    text(out, "startedAt", m.startedAt);
-    count(out, "eventCount", eventCount_);
-    count(out, "frameCommitCount", frameCount_);
-    count(out, "framePresentCount", framePresentCount());
-    count(out, "joinedFrameCount", counts.joinedFrameCount);
-    count(out, "tickCount", tickCount_);
-    count(out, "deferredFrameCount", deferredFrameCount_);
-    count(out, "unmatchedEventCount", counts.unmatchedEventCount);
-    // No post time ever met an event (live input): there was nothing to compare.
-    if (std::isnan(firstEventDelta_)) {
-        key(out, "domainCheckSeconds");
-        out += "null";
-    } else {
-        seconds(out, "domainCheckSeconds", firstEventDelta_);
-    }
-    count(out, "presentOrderViolations", counts.presentOrderViolations);
-    count(out, "zeroPresentedFrameCount", counts.zeroPresentedFrameCount);
-    key(out, "occludedSeconds");
-    core::appendFixedDecimal(out, m.occludedSeconds, 3);
-    out += "}\n";
+    core::JsonObject meta(out);
+    meta.text("kind", "meta")
+        .text("buildConfiguration", m.buildConfiguration)
+        .text("inputDevice", m.inputDeviceLabel)
+        .count("displayID", m.displayID)
+        .number("nominalRefreshHz", m.nominalRefreshHz)
+        .number("backingScaleFactor", m.backingScaleFactor)
+        .number("screenPointWidth", m.screenPointWidth)
+        .number("screenPointHeight", m.screenPointHeight)
+        .flag("opaqueWindow", m.opaqueWindow)
+        .text("surface", m.surface)
+        .text("presentMode", m.presentMode)
+        .flag("presentsWithTransaction", m.presentsWithTransaction)
+        .count("maximumDrawableCount", m.maximumDrawableCount)
+        .flag("clearOnDown", m.clearOnDown)
+        .flag("flashOnDraw", m.flashOnDraw)
+        .text("inputTransport", m.inputTransport)
+        .flag("synthetic", m.synthetic)
+        .count("inputDeviceCount", m.inputDeviceCount)
+        .json("inputDevices", m.inputDevicesJSON)
+        .text("osVersion", m.osVersion)
+        .text("hardwareModel", m.hardwareModel)
+        .text("startedAt", m.startedAt)
+        .count("eventCount", eventCount_)
+        .count("frameCommitCount", frameCount_)
+        .count("framePresentCount", framePresentCount())
+        .count("joinedFrameCount", counts.joinedFrameCount)
+        .count("tickCount", tickCount_)
+        .count("deferredFrameCount", deferredFrameCount_)
+        .count("unmatchedEventCount", counts.unmatchedEventCount)
+        // No post time ever met an event (live input): there was nothing to compare.
+        .fixedOrNull("domainCheckSeconds", firstEventDelta_, 9)
+        .count("presentOrderViolations", counts.presentOrderViolations)
+        .count("zeroPresentedFrameCount", counts.zeroPresentedFrameCount)
+        .fixed("occludedSeconds", m.occludedSeconds, 3)
+        .close();
+    out += '\n';
 
-    std::uint64_t seq = 0;
+    std::size_t seq = 0;
     const std::lock_guard guard(presentLock_);
     for (std::size_t i = 0; i < eventCount_; ++i) {
         const EventRecord& e = events_[i];
@@ -208,20 +160,22 @@ std::string LatencyProbe::flushText(const RunMetadata& m) const {
             continue;
         }
         const auto frame = static_cast<std::size_t>(e.frameIndex);
-        out += "{\"kind\":\"sample\"";
-        count(out, "seq", seq++);
-        seconds(out, "eventTimestamp", e.eventTimestamp);
-        seconds(out, "handlerEntry", e.handlerEntry);
-        seconds(out, "handlerExit", e.handlerExit);
-        seconds(out, "postTimestamp", e.postTimestamp);
-        seconds(out, "encodeSubmitted", frames_[frame].encodeSubmitted);
-        seconds(out, "presentedTime", presented_[frame]);
-        seconds(out, "refreshInterval", frames_[frame].refreshInterval);
-        count(out, "frameIndex", frame);
-        text(out, "phase", kPhases[std::clamp(e.phase, 0, 2)]);
-        seconds(out, "x", e.locationX);
-        seconds(out, "y", e.locationY);
-        out += "}\n";
+        core::JsonObject sample(out);
+        sample.text("kind", "sample")
+            .count("seq", seq++)
+            .fixed("eventTimestamp", e.eventTimestamp, 9)
+            .fixed("handlerEntry", e.handlerEntry, 9)
+            .fixed("handlerExit", e.handlerExit, 9)
+            .fixed("postTimestamp", e.postTimestamp, 9)
+            .fixed("encodeSubmitted", frames_[frame].encodeSubmitted, 9)
+            .fixed("presentedTime", presented_[frame], 9)
+            .fixed("refreshInterval", frames_[frame].refreshInterval, 9)
+            .count("frameIndex", frame)
+            .text("phase", kPhases[std::clamp(e.phase, 0, 2)])
+            .fixed("x", e.locationX, 9)
+            .fixed("y", e.locationY, 9)
+            .close();
+        out += '\n';
     }
     return out;
 }

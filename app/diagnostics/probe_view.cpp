@@ -139,6 +139,22 @@ void ProbeView::handlePointer(QMouseEvent& event, std::int32_t phase) {
     }
 }
 
+// A window's pixels are undefined until drawn, and lost when it is exposed anew: it is drawn
+// at once, as a frame that carries no event and is not timed.
+void ProbeView::exposeEvent(QExposeEvent*) {
+    if (isExposed() && context_->makeCurrent(this)) {
+        drawFrame();
+        context_->swapBuffers(this);
+    }
+}
+
+void ProbeView::drawFrame() {
+    const qreal ratio = devicePixelRatio();
+    renderer_->draw(QSize(static_cast<int>(width() * ratio), static_cast<int>(height() * ratio)),
+                    size().toSizeF());
+    gl::functions()->glFlush();
+}
+
 bool ProbeView::presentFrame() {
     if (!isExposed() || !context_->makeCurrent(this)) {
         probe_.noteDeferredFrame();
@@ -146,16 +162,12 @@ bool ProbeView::presentFrame() {
         return false;
     }
     hasPendingInput_ = false;
-    QOpenGLFunctions_3_3_Core* gl = gl::functions();
-    const qreal ratio = devicePixelRatio();
-    renderer_->draw(QSize(static_cast<int>(width() * ratio), static_cast<int>(height() * ratio)),
-                    size().toSizeF());
-    gl->glFlush();
+    drawFrame();
     const std::int64_t frame = probe_.commitFrame(platform::monotonicSeconds(), refreshInterval_);
     // Presenting with the transaction maps to a swap of a finished frame: the present waits
     // for the GPU here rather than queueing behind its work.
     if (options_.presentsWithTransaction) {
-        gl->glFinish();
+        gl::functions()->glFinish();
     }
     context_->swapBuffers(this);
     if (frame >= 0) {

@@ -58,12 +58,14 @@ class ProbeView : public QWindow {
   protected:
     bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void exposeEvent(QExposeEvent* event) override;
 
   private:
     ProbeView(QScreen* screen, const Options& options, LatencyProbe& probe,
               platform::PresentationTimer& presentation);
     bool initialiseGraphics(std::string* why);
     void handlePointer(QMouseEvent& event, std::int32_t phase);
+    void drawFrame();
     bool presentFrame();
     void scheduleTick();
     void tick();

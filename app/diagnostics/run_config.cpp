@@ -21,17 +21,29 @@ std::optional<std::string_view> token(const shell::Environment& env, std::string
     return value;
 }
 
-std::expected<RunConfig::Transport, ConfigExit> transportFrom(std::string_view value) {
-    if (value == "live")
-        return RunConfig::Transport::live;
-    if (value == "direct")
-        return RunConfig::Transport::direct;
-    if (value == "cgevent")
-        return RunConfig::Transport::cgEventPost;
-    return std::unexpected(ConfigExit{"probe: unknown SCRAWLET_PROBE_TRANSPORT \"" +
-                                          std::string(value) + "\" (live|direct|cgevent)",
+// The case whose token (in case order) `name` holds; none when it is absent or empty. An
+// unknown token is refused, with the tokens an operator may use in `shown`.
+template <class E, std::size_t N>
+std::expected<std::optional<E>, ConfigExit> choice(const shell::Environment& env,
+                                                   std::string_view name,
+                                                   const std::array<std::string_view, N>& tokens,
+                                                   std::string_view shown) {
+    const auto value = token(env, name);
+    if (!value) {
+        return std::nullopt;
+    }
+    for (std::size_t i = 0; i < N; ++i) {
+        if (tokens[i] == *value) {
+            return static_cast<E>(i);
+        }
+    }
+    return std::unexpected(ConfigExit{"probe: unknown " + std::string(name) + " \"" +
+                                          std::string(*value) + "\" (" + std::string(shown) + ")",
                                       64});
 }
+
+// The transport's tokens differ from its raw values, which the output reports.
+constexpr std::array<std::string_view, 3> kTransportTokens{"live", "direct", "cgevent"};
 
 }  // namespace
 
@@ -43,35 +55,29 @@ std::expected<RunConfig, ConfigExit> RunConfig::fromEnvironment(const shell::Env
             ConfigExit{"probe: SCRAWLET_PROBE_DEVICE is required (see M0-plan P3)", 64});
     }
     c.deviceLabel = *label;
-    if (const auto mode = token(env, "SCRAWLET_PROBE_PRESENT_MODE")) {
-        const auto parsed = core::fromRawValue<PresentMode>(*mode);
-        if (!parsed) {
-            return std::unexpected(ConfigExit{"probe: unknown SCRAWLET_PROBE_PRESENT_MODE \"" +
-                                                  std::string(*mode) + "\" (vsync|per-event)",
-                                              64});
-        }
-        c.presentMode = *parsed;
+    const auto mode = choice<PresentMode>(env, "SCRAWLET_PROBE_PRESENT_MODE",
+                                          core::EnumTraits<PresentMode>::names, "vsync|per-event");
+    if (!mode) {
+        return std::unexpected(mode.error());
     }
-    if (const auto surface = token(env, "SCRAWLET_PROBE_SURFACE")) {
-        const auto parsed = core::fromRawValue<Surface>(*surface);
-        if (!parsed) {
-            return std::unexpected(ConfigExit{"probe: unknown SCRAWLET_PROBE_SURFACE \"" +
-                                                  std::string(*surface) + "\" (window|overlay)",
-                                              64});
-        }
-        c.surface = *parsed;
+    c.presentMode = mode->value_or(c.presentMode);
+    // The line lists the probe view's own two surfaces; "draw" is accepted as well.
+    const auto surface = choice<Surface>(env, "SCRAWLET_PROBE_SURFACE",
+                                         core::EnumTraits<Surface>::names, "window|overlay");
+    if (!surface) {
+        return std::unexpected(surface.error());
     }
+    c.surface = surface->value_or(c.surface);
     // An explicit transport wins over the synthetic switch, which only changes the default.
     if (env.flag("SCRAWLET_PROBE_SYNTHETIC")) {
         c.transport = Transport::direct;
     }
-    if (const auto transport = token(env, "SCRAWLET_PROBE_TRANSPORT")) {
-        const auto parsed = transportFrom(*transport);
-        if (!parsed) {
-            return std::unexpected(parsed.error());
-        }
-        c.transport = *parsed;
+    const auto transport =
+        choice<Transport>(env, "SCRAWLET_PROBE_TRANSPORT", kTransportTokens, "live|direct|cgevent");
+    if (!transport) {
+        return std::unexpected(transport.error());
     }
+    c.transport = transport->value_or(c.transport);
     if (const auto drawables = env.value("SCRAWLET_PROBE_MAX_DRAWABLES")) {
         if (const auto count = shell::Environment::parseInteger(*drawables)) {
             if (*count != 2 && *count != 3) {

@@ -168,8 +168,8 @@ TEST(LatencyProbe, OutputKeysComeInTheirOrderWithFixedDecimals) {
     EXPECT_EQ(out[0]["inputDevices"][0]["name"], "m");
     EXPECT_EQ(out[1]["phase"], "down");
     // The exact texts: nine decimals for times and points, three for the occluded time.
-    EXPECT_NE(text.find("\"nominalRefreshHz\":59.951,\"backingScaleFactor\":1,"
-                        "\"screenPointWidth\":960,"),
+    EXPECT_NE(text.find("\"nominalRefreshHz\":59.951,\"backingScaleFactor\":1.0,"
+                        "\"screenPointWidth\":960.0,"),
               std::string::npos)
         << text;
     EXPECT_NE(text.find("\"domainCheckSeconds\":0.002000000,"), std::string::npos) << text;
