@@ -1,7 +1,9 @@
 // Records the probe's measurements on the draw mode's own surface (an overlay panel with an
 // InkView and its StrokeRenderer) without changing how it draws: every press and motion is
 // timed around the view's own handling, and every frame it presents is committed and handed
-// to the presentation timer. Live input only: nothing here knows post times. Main thread only.
+// to the presentation timer. The view reports a frame once it has presented it, so a frame's
+// submission time here is the end of its present rather than the end of its encoding. Live
+// input only: nothing here knows post times. Main thread only.
 #pragma once
 
 #include <QObject>

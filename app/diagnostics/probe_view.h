@@ -8,6 +8,11 @@
 // and the input stays owed. Every present commits a frame record and hands the frame to the
 // presentation timer, whose reports may come from another thread. The handler allocates
 // nothing. Main thread only.
+//
+// The drawable count becomes double or triple buffering of the window's surface. Presenting
+// "with the transaction" becomes waiting for the GPU to finish the frame before the swap, so
+// the swap shows a complete frame at once; without it the swap is queued behind the GPU's work.
+// The window is also drawn, untimed, whenever it is exposed, so it never shows stale pixels.
 #pragma once
 
 #include <QOpenGLContext>
