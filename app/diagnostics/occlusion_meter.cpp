@@ -23,6 +23,9 @@ bool OcclusionMeter::eventFilter(QObject* watched, QEvent* event) {
     // Qt records the new state before it delivers the event.
     const bool exposed = window_.isExposed();
     if (exposed) {
+        if (!wasExposed_ && onFirstExposure) {
+            onFirstExposure();
+        }
         wasExposed_ = true;
         if (occludedSince_) {
             occludedSeconds_ += platform::monotonicSeconds() - *occludedSince_;

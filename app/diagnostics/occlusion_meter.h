@@ -3,11 +3,12 @@
 // On X11 "occluded" means the window stopped being exposed after it had been shown: unmapped,
 // minimised, moved to another workspace, or fully covered where the server says so. Frames
 // presented meanwhile never reach the screen, so the operator is told once per occlusion.
-// Main thread only.
+// `onFirstExposure` runs once, when the window can first be seen. Main thread only.
 #pragma once
 
 #include <QObject>
 #include <QWindow>
+#include <functional>
 #include <optional>
 
 namespace scrawlet::diagnostics {
@@ -18,6 +19,8 @@ class OcclusionMeter : public QObject {
 
     // Until now, an occlusion still under way included.
     double occludedSeconds() const;
+
+    std::function<void()> onFirstExposure;
 
   protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

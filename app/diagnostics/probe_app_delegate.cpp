@@ -133,9 +133,6 @@ std::optional<ConfigExit> ProbeAppDelegate::launch() {
     signals_.install(SIGUSR2, [this] { finish("SIGUSR2"); });
     startedWallClock_ = std::chrono::system_clock::now();
     runTimer_.start(static_cast<int>(config_.maxSeconds * 1000));
-    if (driver_) {
-        driver_->start();
-    }
     return std::nullopt;
 }
 
@@ -195,6 +192,9 @@ std::optional<ConfigExit> ProbeAppDelegate::openSurface(QScreen& screen) {
         window = view_.get();
     }
     occlusion_ = std::make_unique<OcclusionMeter>(*window);
+    if (config_.surface != RunConfig::Surface::window && !platform::compositingManagerRunning()) {
+        std::cerr << "probe: no compositing manager is running; the overlay shows opaque\n";
+    }
     window->show();
     if (config_.surface == RunConfig::Surface::window) {
         window->requestActivate();
@@ -206,6 +206,9 @@ std::optional<ConfigExit> ProbeAppDelegate::openSurface(QScreen& screen) {
         driver_->onPost = [probe = probe_.get()](double time, QPoint global) {
             probe->notePost(time, global.x(), global.y());
         };
+        // Input posted through the server before the window is there would land on whatever
+        // is below it, and a press there would keep the drag away from the window.
+        occlusion_->onFirstExposure = [driver = driver_.get()] { driver->start(); };
     }
     return std::nullopt;
 }

@@ -197,6 +197,25 @@ TEST_F(ProbeMode, XTestRunOnTheOverlayPresentsEveryEventInItsHandler) {
     }
 }
 
+// Through the X server onto an ordinary window, triple buffered, each frame finished before
+// its swap: every event still finds its post and its presented frame.
+TEST_F(ProbeMode, XTestRunOnATripleBufferedWindowPresentingFinishedFrames) {
+    auto run =
+        startProbe({"SCRAWLET_PROBE_TRANSPORT=cgevent", "SCRAWLET_PROBE_SAMPLES=120",
+                    "SCRAWLET_PROBE_MAX_DRAWABLES=3", "SCRAWLET_PROBE_PRESENT_WITH_TRANSACTION=1"});
+    const auto lines = finishedRun(*run, "target");
+    ASSERT_GE(lines.size(), 2u);
+    const ordered_json& meta = lines.front();
+    EXPECT_EQ(meta["surface"], "window");
+    EXPECT_EQ(meta["maximumDrawableCount"], 3);
+    EXPECT_EQ(meta["presentsWithTransaction"], true);
+    EXPECT_EQ(meta["eventCount"], 120);
+    expectJoined(lines);
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        EXPECT_GT(lines[i]["postTimestamp"].get<double>(), 0) << lines[i];
+    }
+}
+
 TEST_F(ProbeMode, LiveRunsEndOnSignalsAndTheTimeLimitAndStillWrite) {
     auto interrupted = startProbe({});
     ASSERT_TRUE(interrupted->waitForError(kBannerEnd, 30s)) << interrupted->standardError();
