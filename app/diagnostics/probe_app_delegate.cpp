@@ -1,8 +1,11 @@
 #include "app/diagnostics/probe_app_delegate.h"
 
+#include <unistd.h>
+
 #include <QGuiApplication>
 #include <QScreen>
 #include <csignal>
+#include <filesystem>
 #include <iostream>
 
 #include "app/diagnostics/draw_surface_tap.h"
@@ -238,6 +241,7 @@ void ProbeAppDelegate::flush() {
                                                        {.permissions = 0600, .onlyOwnFile = true});
     if (!written) {
         std::cerr << "probe: flush failed: " << written.error() << "\n";
+        keepElsewhere(text);
         emit finished(3);
         return;
     }
@@ -247,6 +251,21 @@ void ProbeAppDelegate::flush() {
               << config_.outputPath << " (" << reason_ << ")\n"
               << std::flush;
     emit finished(0);
+}
+
+// A run can take minutes of someone's dragging: when its file cannot be written, the samples
+// go to the temporary folder, or failing that to standard output, rather than nowhere.
+void ProbeAppDelegate::keepElsewhere(const std::string& text) const {
+    std::error_code error;
+    auto folder = std::filesystem::temp_directory_path(error);
+    const auto kept = (error ? std::filesystem::path("/tmp") : folder) /
+                      ("scrawlet-latency-" + std::to_string(::getpid()) + ".jsonl");
+    if (platform::writeFileAtomically(kept, text, {.permissions = 0600, .onlyOwnFile = true})) {
+        std::cerr << "probe: the run was kept in " << kept.string() << "\n";
+        return;
+    }
+    std::cerr << "probe: the run follows on standard output\n";
+    std::cout << text << std::flush;
 }
 
 RunMetadata ProbeAppDelegate::metadata() const {

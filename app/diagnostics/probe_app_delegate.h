@@ -5,7 +5,8 @@
 // The run ends when the target number of events is reached, at the time limit, on Escape in a
 // live run, or on SIGINT, SIGTERM or SIGUSR2; each way stops capture, waits a quarter second for
 // presentation reports still under way and writes the file whole, atomically. `finished`
-// carries the exit status: 0, or 3 when the file could not be written. Main thread only.
+// carries the exit status: 0, or 3 when the file could not be written (the run is then kept in
+// the temporary folder, or printed). Main thread only.
 #pragma once
 
 #include <QObject>
@@ -57,6 +58,7 @@ class ProbeAppDelegate : public QObject {
   private:
     std::optional<shell::ConfigExit> openSurface(QScreen& screen);
     void flush();
+    void keepElsewhere(const std::string& text) const;
     RunMetadata metadata() const;
     void printBanner() const;
 

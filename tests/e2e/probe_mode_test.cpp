@@ -324,5 +324,31 @@ TEST_F(ProbeMode, RefusalsBeforeAnyWindow) {
               "probe: no screen matches SCRAWLET_PROBE_DISPLAY \"C\" (A|B or 0-1)\n");
 }
 
+// A folder that goes away during the run: the file cannot be written, and the run is kept.
+TEST_F(ProbeMode, AFailedWriteAtTheEndKeepsTheRunElsewhere) {
+    const auto folder = tmp.path() / "gone";
+    std::filesystem::create_directory(folder);
+    auto run =
+        start({"SCRAWLET_PROBE_DEVICE=m", "SCRAWLET_PROBE_OUT=" + (folder / "l.jsonl").string(),
+               "TMPDIR=" + tmp.path().string()},
+              true);
+    ASSERT_TRUE(run->waitForError(kBannerEnd, 30s)) << run->standardError();
+    std::filesystem::remove(folder);
+    run->signal(SIGINT);
+    EXPECT_EQ(run->wait(30s), 3);
+    const std::string kept =
+        (tmp.path() / ("scrawlet-latency-" + std::to_string(run->pid()) + ".jsonl")).string();
+    EXPECT_NE(run->standardError().find("probe: flush failed: "), std::string::npos)
+        << run->standardError();
+    EXPECT_NE(run->standardError().find("probe: the run was kept in " + kept + "\n"),
+              std::string::npos)
+        << run->standardError();
+    EXPECT_EQ(run->standardError().find("probe: wrote "), std::string::npos);
+    const auto records = scrawlet::testing::readJsonLines(kept);
+    ASSERT_FALSE(records.empty());
+    EXPECT_EQ(records.front()["kind"], "meta");
+    EXPECT_EQ(records.front()["inputDevice"], "m");
+}
+
 }  // namespace
 }  // namespace scrawlet::e2e
