@@ -191,6 +191,7 @@ std::optional<ConfigExit> ProbeAppDelegate::openSurface(QScreen& screen) {
         view_->setTitle("Scrawlet latency probe");
         view_->onTargetReached = targetReached;
         view_->onEscape = escape;
+        view_->onClose = [this] { finish("closed"); };
         view_->startCapturing();
         window = view_.get();
     }

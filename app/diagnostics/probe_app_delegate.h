@@ -3,10 +3,10 @@
 // that carried it and the time that frame was presented.
 //
 // The run ends when the target number of events is reached, at the time limit, on Escape in a
-// live run, or on SIGINT, SIGTERM or SIGUSR2; each way stops capture, waits a quarter second for
-// presentation reports still under way and writes the file whole, atomically. `finished`
-// carries the exit status: 0, or 3 when the file could not be written (the run is then kept in
-// the temporary folder, or printed). Main thread only.
+// live run, when the window is closed, or on SIGINT, SIGTERM or SIGUSR2; each way stops capture,
+// waits a quarter second for presentation reports still under way and writes the file whole,
+// atomically. `finished` carries the exit status: 0, or 3 when the file could not be written (the
+// run is then kept in the temporary folder, or printed). Main thread only.
 #pragma once
 
 #include <QObject>

@@ -104,6 +104,11 @@ bool ProbeView::event(QEvent* event) {
         handlePointer(static_cast<QMouseEvent&>(*event), *phase);
         return true;
     }
+    if (event->type() == QEvent::Close && onClose) {
+        event->ignore();
+        onClose();
+        return true;
+    }
     return QWindow::event(event);
 }
 

@@ -59,6 +59,8 @@ class ProbeView : public QWindow {
     std::function<void()> onTargetReached;
     // Escape pressed in the window.
     std::function<void()> onEscape;
+    // The window's close button; the window stays, so that the run can still finish.
+    std::function<void()> onClose;
 
   protected:
     bool event(QEvent* event) override;

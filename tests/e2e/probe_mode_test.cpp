@@ -238,7 +238,7 @@ TEST_F(ProbeMode, LiveRunsEndOnSignalsAndTheTimeLimitAndStillWrite) {
     EXPECT_EQ(lines.front()["eventCount"], 0);
 }
 
-TEST_F(ProbeMode, EscapeEndsALiveRun) {
+TEST_F(ProbeMode, EscapeOrTheCloseButtonEndsALiveRun) {
     auto run = startProbe({"SCRAWLET_PROBE_DISPLAY=0"});
     ASSERT_TRUE(run->waitForError(kBannerEnd, 30s)) << run->standardError();
     // The opaque window is up when its black covers the middle of monitor A.
@@ -252,6 +252,15 @@ TEST_F(ProbeMode, EscapeEndsALiveRun) {
         10000))
         << run->standardError();
     finishedRun(*run, "escape");
+
+    // The title bar's close button ends a run the same way, file and all.
+    auto closed = startProbe({});
+    ASSERT_TRUE(closed->waitForError(kBannerEnd, 30s)) << closed->standardError();
+    std::vector<ShownWindow> shown;
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return !(shown = shownWindowsOf(closed->pid())).empty(); }, 10000));
+    ASSERT_TRUE(askToClose(shown.front().id));
+    finishedRun(*closed, "closed");
 }
 
 // Unmapped by someone else, the window shows nothing: the operator is told, and the time
