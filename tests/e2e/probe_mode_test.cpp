@@ -3,6 +3,7 @@
 // signals, time limit and Escape, and on the draw surface record what a person's drag did.
 #include "tests/e2e/draw_run.h"
 #include "tests/e2e/window_survey.h"
+#include "tests/support/latency_file.h"
 
 namespace scrawlet::e2e {
 namespace {
@@ -10,52 +11,8 @@ namespace {
 using namespace std::chrono_literals;
 using nlohmann::ordered_json;
 
-const std::vector<std::string> kMetaKeys = {"kind",
-                                            "buildConfiguration",
-                                            "inputDevice",
-                                            "displayID",
-                                            "nominalRefreshHz",
-                                            "backingScaleFactor",
-                                            "screenPointWidth",
-                                            "screenPointHeight",
-                                            "opaqueWindow",
-                                            "surface",
-                                            "presentMode",
-                                            "presentsWithTransaction",
-                                            "maximumDrawableCount",
-                                            "clearOnDown",
-                                            "flashOnDraw",
-                                            "inputTransport",
-                                            "synthetic",
-                                            "inputDeviceCount",
-                                            "inputDevices",
-                                            "osVersion",
-                                            "hardwareModel",
-                                            "startedAt",
-                                            "eventCount",
-                                            "frameCommitCount",
-                                            "framePresentCount",
-                                            "joinedFrameCount",
-                                            "tickCount",
-                                            "deferredFrameCount",
-                                            "unmatchedEventCount",
-                                            "domainCheckSeconds",
-                                            "presentOrderViolations",
-                                            "zeroPresentedFrameCount",
-                                            "occludedSeconds"};
-const std::vector<std::string> kSampleKeys = {"kind",
-                                              "seq",
-                                              "eventTimestamp",
-                                              "handlerEntry",
-                                              "handlerExit",
-                                              "postTimestamp",
-                                              "encodeSubmitted",
-                                              "presentedTime",
-                                              "refreshInterval",
-                                              "frameIndex",
-                                              "phase",
-                                              "x",
-                                              "y"};
+using scrawlet::testing::kLatencyMetaKeys;
+using scrawlet::testing::kLatencySampleKeys;
 constexpr const char* kBannerEnd = " to stop early.\n";
 
 std::vector<std::string> keys(const ordered_json& object) {
@@ -90,7 +47,7 @@ class ProbeMode : public DrawRun {
         }
         EXPECT_FALSE(lines.empty());
         if (!lines.empty()) {
-            EXPECT_EQ(keys(lines.front()), kMetaKeys);
+            EXPECT_EQ(keys(lines.front()), kLatencyMetaKeys);
         }
         return lines;
     }
@@ -108,7 +65,7 @@ class ProbeMode : public DrawRun {
         double previousEntry = 0;
         for (std::size_t i = 1; i < lines.size(); ++i) {
             const ordered_json& s = lines[i];
-            ASSERT_EQ(keys(s), kSampleKeys) << s;
+            ASSERT_EQ(keys(s), kLatencySampleKeys) << s;
             EXPECT_EQ(s["seq"], i - 1);
             EXPECT_LT(s["handlerEntry"].get<double>(), s["presentedTime"].get<double>()) << s;
             EXPECT_LE(s["encodeSubmitted"].get<double>(), s["presentedTime"].get<double>()) << s;

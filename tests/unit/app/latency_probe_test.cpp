@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "app/diagnostics/probe_events.h"
+#include "tests/support/latency_file.h"
 
 namespace scrawlet::diagnostics {
 namespace {
@@ -127,43 +128,8 @@ TEST(LatencyProbe, OutputKeysComeInTheirOrderWithFixedDecimals) {
     const std::string text = probe.flushText(m);
     const auto out = lines(text);
     ASSERT_EQ(out.size(), 2u);
-    EXPECT_EQ(keys(out[0]), (std::vector<std::string>{"kind",
-                                                      "buildConfiguration",
-                                                      "inputDevice",
-                                                      "displayID",
-                                                      "nominalRefreshHz",
-                                                      "backingScaleFactor",
-                                                      "screenPointWidth",
-                                                      "screenPointHeight",
-                                                      "opaqueWindow",
-                                                      "surface",
-                                                      "presentMode",
-                                                      "presentsWithTransaction",
-                                                      "maximumDrawableCount",
-                                                      "clearOnDown",
-                                                      "flashOnDraw",
-                                                      "inputTransport",
-                                                      "synthetic",
-                                                      "inputDeviceCount",
-                                                      "inputDevices",
-                                                      "osVersion",
-                                                      "hardwareModel",
-                                                      "startedAt",
-                                                      "eventCount",
-                                                      "frameCommitCount",
-                                                      "framePresentCount",
-                                                      "joinedFrameCount",
-                                                      "tickCount",
-                                                      "deferredFrameCount",
-                                                      "unmatchedEventCount",
-                                                      "domainCheckSeconds",
-                                                      "presentOrderViolations",
-                                                      "zeroPresentedFrameCount",
-                                                      "occludedSeconds"}));
-    EXPECT_EQ(keys(out[1]), (std::vector<std::string>{
-                                "kind", "seq", "eventTimestamp", "handlerEntry", "handlerExit",
-                                "postTimestamp", "encodeSubmitted", "presentedTime",
-                                "refreshInterval", "frameIndex", "phase", "x", "y"}));
+    EXPECT_EQ(keys(out[0]), scrawlet::testing::kLatencyMetaKeys);
+    EXPECT_EQ(keys(out[1]), scrawlet::testing::kLatencySampleKeys);
     EXPECT_EQ(out[0]["inputDevice"], "pen \"A\"");
     EXPECT_EQ(out[0]["inputDevices"][0]["name"], "m");
     EXPECT_EQ(out[1]["phase"], "down");
