@@ -84,6 +84,11 @@ class LatencyProbe {
 
     void noteTick() { ++tickCount_; }
     void noteDeferredFrame() { ++deferredFrameCount_; }
+    // For a surface whose frame clock is not the probe's own.
+    void adoptClockCounts(std::uint64_t ticks, std::uint64_t deferredFrames) {
+        tickCount_ = ticks;
+        deferredFrameCount_ = deferredFrames;
+    }
     // The first event that carries a post time compares the event clock with the post clock.
     void noteDomainCheck(double eventTimestamp, double postTimestamp);
 

@@ -34,6 +34,14 @@ constexpr double kWindowShare = 0.75;
 // The synthetic driver never lifts the button: one stroke for the whole run.
 constexpr std::int64_t kOneStroke = std::numeric_limits<std::int64_t>::max();
 
+// An overlay panel as draw mode makes them: above everything, outside the window manager's
+// stacking, never taking the focus.
+Qt::WindowFlags overlayFlags() {
+    return platform::flagsForLevel(
+        Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus,
+        shell::windowLevel("screenSaver"));
+}
+
 QRect windowGeometry(const QRect& screen) {
     const QSize size(static_cast<int>(screen.width() * kWindowShare),
                      static_cast<int>(screen.height() * kWindowShare));
@@ -109,9 +117,8 @@ std::optional<ConfigExit> ProbeAppDelegate::launch() {
     if (!chosen) {
         return chosen.error();
     }
-    screen_ = screens[static_cast<qsizetype>(*chosen)];
-    displayName_ = names[*chosen];
-    displayID_ = platform::displayIdentifier(screen_);
+    QScreen& screen = *screens[static_cast<qsizetype>(*chosen)];
+    readDisplay(screen);
     if (config_.transport == RunConfig::Transport::cgEventPost) {
         input_ = platform::createSyntheticInput();
         if (!input_ || !input_->canInject()) {
@@ -128,7 +135,7 @@ std::optional<ConfigExit> ProbeAppDelegate::launch() {
             probe->framePresented(frame, time);
         });
     printBanner();
-    if (auto refused = openSurface(*screen_)) {
+    if (auto refused = openSurface(screen)) {
         return refused;
     }
     signals_.install(SIGINT, [this] { finish("SIGINT"); });
@@ -139,73 +146,32 @@ std::optional<ConfigExit> ProbeAppDelegate::launch() {
     return std::nullopt;
 }
 
+void ProbeAppDelegate::readDisplay(const QScreen& screen) {
+    display_.name = screen.name().toStdString();
+    display_.id = platform::displayIdentifier(&screen);
+    display_.refreshHz = screen.refreshRate();
+    display_.scale = screen.devicePixelRatio();
+    display_.sizePoints = screen.geometry().size();
+}
+
 std::optional<ConfigExit> ProbeAppDelegate::openSurface(QScreen& screen) {
-    const auto targetReached = [this] { finish("target"); };
-    const auto escape = [this] {
-        if (!config_.synthetic()) {
-            finish("escape");
-        }
-    };
-    QWindow* window = nullptr;
-    if (config_.surface == RunConfig::Surface::draw) {
-        const auto offered = platform::probeGlPresentation();
-        if (!offered) {
-            return ConfigExit{"probe: OpenGL 3.3 unavailable", 2};
-        }
-        ink::InkView::Options options;
-        options.presentPath = platform::choosePresentPath(*offered);
-        options.flags = platform::flagsForLevel(
-            Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus,
-            shell::windowLevel("screenSaver"));
-        inkView_ = ink::InkView::create(&screen, screen.geometry(), options);
-        if (!inkView_) {
-            return ConfigExit{"probe: the draw surface could not be made", 2};
-        }
-        tap_ = std::make_unique<DrawSurfaceTap>(*inkView_, *probe_, *presentation_,
-                                                static_cast<std::size_t>(config_.targetSamples));
-        tap_->onTargetReached = targetReached;
-        tap_->onEscape = escape;
-        tap_->startCapturing();
-        window = inkView_.get();
-    } else {
-        ProbeView::Options options;
-        options.opaque = config_.surface == RunConfig::Surface::window;
-        options.presentsPerEvent = config_.presentMode == RunConfig::PresentMode::perEvent;
-        options.presentsWithTransaction = config_.presentsWithTransaction;
-        options.clearOnDown = config_.clearOnDown;
-        options.flashOnDraw = config_.flashOnDraw;
-        options.maximumDrawableCount = config_.maximumDrawableCount;
-        options.targetSamples = static_cast<std::size_t>(config_.targetSamples);
-        QRect geometry = windowGeometry(screen.geometry());
-        if (!options.opaque) {
-            options.flags = platform::flagsForLevel(
-                Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus,
-                shell::windowLevel("screenSaver"));
-            geometry = screen.geometry();
-        }
-        std::string why;
-        view_ = ProbeView::create(&screen, geometry, options, *probe_, *presentation_, &why);
-        if (!view_) {
-            return ConfigExit{"probe: " + why, 2};
-        }
-        view_->setTitle("Scrawlet latency probe");
-        view_->onTargetReached = targetReached;
-        view_->onEscape = escape;
-        view_->onClose = [this] { finish("closed"); };
-        view_->startCapturing();
-        window = view_.get();
+    auto opened = config_.surface == RunConfig::Surface::draw ? openDrawSurface(screen)
+                                                              : openProbeView(screen);
+    if (!opened) {
+        return opened.error();
     }
-    occlusion_ = std::make_unique<OcclusionMeter>(*window);
+    QWindow& window = **opened;
+    occlusion_ = std::make_unique<OcclusionMeter>(window);
     if (config_.surface != RunConfig::Surface::window && !platform::compositingManagerRunning()) {
         std::cerr << "probe: no compositing manager is running; the overlay shows opaque\n";
     }
-    window->show();
+    window.show();
     if (config_.surface == RunConfig::Surface::window) {
-        window->requestActivate();
+        window.requestActivate();
     }
     if (config_.synthetic()) {
         driver_ = std::make_unique<shell::SyntheticDragDriver>(
-            *window, config_.transport, 1.0 / config_.syntheticHz, kOneStroke, input_.get());
+            window, config_.transport, 1.0 / config_.syntheticHz, kOneStroke, input_.get());
         driver_->messagePrefix = "probe: ";
         driver_->onPost = [probe = probe_.get()](double time, QPoint global) {
             probe->notePost(time, global.x(), global.y());
@@ -215,6 +181,58 @@ std::optional<ConfigExit> ProbeAppDelegate::openSurface(QScreen& screen) {
         occlusion_->onFirstExposure = [driver = driver_.get()] { driver->start(); };
     }
     return std::nullopt;
+}
+
+std::expected<QWindow*, ConfigExit> ProbeAppDelegate::openDrawSurface(QScreen& screen) {
+    const auto offered = platform::probeGlPresentation();
+    if (!offered) {
+        return std::unexpected(ConfigExit{"probe: OpenGL 3.3 unavailable", 2});
+    }
+    ink::InkView::Options options;
+    options.presentPath = platform::choosePresentPath(*offered);
+    options.flags = overlayFlags();
+    inkView_ = ink::InkView::create(&screen, screen.geometry(), options);
+    if (!inkView_) {
+        return std::unexpected(ConfigExit{"probe: the draw surface could not be made", 2});
+    }
+    tap_ = std::make_unique<DrawSurfaceTap>(*inkView_, *probe_, *presentation_,
+                                            static_cast<std::size_t>(config_.targetSamples));
+    tap_->onTargetReached = [this] { finish("target"); };
+    tap_->onEscape = [this] { finish("escape"); };
+    tap_->startCapturing();
+    return inkView_.get();
+}
+
+std::expected<QWindow*, ConfigExit> ProbeAppDelegate::openProbeView(QScreen& screen) {
+    ProbeView::Options options;
+    options.opaque = config_.surface == RunConfig::Surface::window;
+    options.presentsPerEvent = config_.presentMode == RunConfig::PresentMode::perEvent;
+    options.presentsWithTransaction = config_.presentsWithTransaction;
+    options.clearOnDown = config_.clearOnDown;
+    options.flashOnDraw = config_.flashOnDraw;
+    options.maximumDrawableCount = config_.maximumDrawableCount;
+    options.targetSamples = static_cast<std::size_t>(config_.targetSamples);
+    QRect geometry = windowGeometry(screen.geometry());
+    if (!options.opaque) {
+        options.flags = overlayFlags();
+        geometry = screen.geometry();
+    }
+    std::string why;
+    view_ = ProbeView::create(&screen, geometry, options, *probe_, *presentation_, &why);
+    if (!view_) {
+        return std::unexpected(ConfigExit{"probe: " + why, 2});
+    }
+    view_->setTitle("Scrawlet latency probe");
+    view_->onTargetReached = [this] { finish("target"); };
+    // A synthetic run's keys are not the operator's word.
+    view_->onEscape = [this] {
+        if (!config_.synthetic()) {
+            finish("escape");
+        }
+    };
+    view_->onClose = [this] { finish("closed"); };
+    view_->startCapturing();
+    return view_.get();
 }
 
 void ProbeAppDelegate::finish(const std::string& reason) {
@@ -229,6 +247,9 @@ void ProbeAppDelegate::finish(const std::string& reason) {
     }
     if (tap_) {
         tap_->stopCapturing();
+        // The ink view keeps its own clock.
+        probe_->adoptClockCounts(inkView_->frames().tickCount(),
+                                 inkView_->frames().deferredFrameCount());
     }
     if (driver_) {
         driver_->stop();
@@ -273,11 +294,11 @@ RunMetadata ProbeAppDelegate::metadata() const {
     RunMetadata m;
     m.buildConfiguration = shell::buildConfiguration();
     m.inputDeviceLabel = config_.deviceLabel;
-    m.displayID = displayID_;
-    m.nominalRefreshHz = screen_->refreshRate();
-    m.backingScaleFactor = screen_->devicePixelRatio();
-    m.screenPointWidth = screen_->geometry().width();
-    m.screenPointHeight = screen_->geometry().height();
+    m.displayID = display_.id;
+    m.nominalRefreshHz = display_.refreshHz;
+    m.backingScaleFactor = display_.scale;
+    m.screenPointWidth = display_.sizePoints.width();
+    m.screenPointHeight = display_.sizePoints.height();
     m.opaqueWindow = config_.surface == RunConfig::Surface::window;
     m.surface = core::rawValue(config_.surface);
     m.clearOnDown = config_.clearOnDown;
@@ -300,9 +321,8 @@ void ProbeAppDelegate::printBanner() const {
     const bool synthetic = config_.synthetic();
     std::string text = "scrawlet latency probe (M0 T3)\n";
     text += "  build      : " + shell::buildConfiguration() + "\n";
-    text += "  display    : " + displayName_ + " (id " + std::to_string(displayID_) + "), " +
-            plain(screen_->refreshRate()) + "Hz nominal, scale " +
-            plain(screen_->devicePixelRatio()) + "\n";
+    text += "  display    : " + display_.name + " (id " + std::to_string(display_.id) + "), " +
+            plain(display_.refreshHz) + "Hz nominal, scale " + plain(display_.scale) + "\n";
     text += "  label      : " + config_.deviceLabel + "   (operator-typed; not evidence)\n";
     text += "  devices    : " + InputDevices::summary(devices_) + "\n";
     text += "  surface    : " + std::string(core::rawValue(config_.surface));

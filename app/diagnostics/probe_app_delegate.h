@@ -10,6 +10,7 @@
 #pragma once
 
 #include <QObject>
+#include <QSize>
 #include <QTimer>
 #include <chrono>
 #include <memory>
@@ -57,6 +58,9 @@ class ProbeAppDelegate : public QObject {
 
   private:
     std::optional<shell::ConfigExit> openSurface(QScreen& screen);
+    std::expected<QWindow*, shell::ConfigExit> openDrawSurface(QScreen& screen);
+    std::expected<QWindow*, shell::ConfigExit> openProbeView(QScreen& screen);
+    void readDisplay(const QScreen& screen);
     void flush();
     void keepElsewhere(const std::string& text) const;
     RunMetadata metadata() const;
@@ -75,9 +79,15 @@ class ProbeAppDelegate : public QObject {
     shell::SignalRelay signals_;
     QTimer runTimer_;
     std::vector<InputDevices::Device> devices_;
-    QScreen* screen_ = nullptr;
-    std::string displayName_;
-    std::uint32_t displayID_ = 0;
+    // Read once at launch: Qt deletes its screens when the displays change.
+    struct Display {
+        std::string name;
+        std::uint32_t id = 0;
+        double refreshHz = 0;
+        double scale = 1;
+        QSize sizePoints;
+    };
+    Display display_;
     std::chrono::system_clock::time_point startedWallClock_;
     std::string reason_;
     bool finishing_ = false;
