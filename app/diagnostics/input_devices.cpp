@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <bitset>
+#include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <system_error>
+#include <tuple>
 
 #include "app/platform/file_io.h"
 #include "core/json_object.h"
@@ -36,23 +39,24 @@ std::optional<std::string> attribute(const fs::path& file) {
     return std::move(*text);
 }
 
-std::optional<std::int64_t> hexAttribute(const fs::path& file) {
-    const auto text = attribute(file);
-    if (!text || text->empty() || text->size() > 8) {
+// Hexadecimal digits only, all of them, at most `maximumDigits`: no sign, no prefix.
+std::optional<std::uint64_t> hexNumber(std::string_view text, std::size_t maximumDigits) {
+    std::uint64_t value = 0;
+    if (text.empty() || text.size() > maximumDigits) {
         return std::nullopt;
     }
-    std::int64_t value = 0;
-    for (const char c : *text) {
-        const int digit =
-            std::isxdigit(static_cast<unsigned char>(c))
-                ? (std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (c | 0x20) - 'a' + 10)
-                : -1;
-        if (digit < 0) {
-            return std::nullopt;
-        }
-        value = value * 16 + digit;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
     }
     return value;
+}
+
+// The kernel prints its 16-bit ids as four hexadecimal digits.
+std::optional<std::int64_t> hexAttribute(const fs::path& file) {
+    const auto text = attribute(file);
+    const auto value = text ? hexNumber(*text, 4) : std::nullopt;
+    return value ? std::optional(static_cast<std::int64_t>(*value)) : std::nullopt;
 }
 
 // A capability bitmap: hex words, most significant first, each as wide as the kernel's long
@@ -72,21 +76,12 @@ Bits bitmap(const fs::path& file) {
     }
     std::size_t base = 0;
     for (auto word = words.rbegin(); word != words.rend() && base < kMaximumBit; ++word) {
-        std::uint64_t value = 0;
-        if (word->size() > 16 || word->empty()) {
+        const auto value = hexNumber(*word, 16);
+        if (!value) {
             return {};
         }
-        for (const char c : *word) {
-            if (!std::isxdigit(static_cast<unsigned char>(c))) {
-                return {};
-            }
-            value =
-                value * 16 + static_cast<std::uint64_t>(std::isdigit(static_cast<unsigned char>(c))
-                                                            ? c - '0'
-                                                            : (c | 0x20) - 'a' + 10);
-        }
         for (std::size_t bit = 0; bit < 64; ++bit) {
-            if (value >> bit & 1U) {
+            if (*value >> bit & 1U) {
                 bits.set(base + bit);
             }
         }
