@@ -9,6 +9,8 @@
 #include "app/diagnostics/capture_config.h"
 #include "app/diagnostics/overlay_app_delegate.h"
 #include "app/diagnostics/overlay_config.h"
+#include "app/diagnostics/probe_app_delegate.h"
+#include "app/diagnostics/run_config.h"
 #include "app/diagnostics/text_input_spike_app_delegate.h"
 #include "app/platform/platform_services.h"
 #include "app/shell/draw_app_delegate.h"
@@ -92,10 +94,17 @@ bool displayUsable(const shell::Environment& env) {
     return display && !display->empty() && platform::displayReachable(std::string(*display));
 }
 
-// Runs a check mode's controller: `launch` returns a refusal or nothing, `finished` carries
-// the exit status.
-template <class Delegate>
-int runCheck(Delegate& delegate) {
+// Runs a check mode on the display: its controller is made from `config` once Qt is up;
+// `launch` returns a refusal or nothing, `finished` carries the exit status.
+template <class Delegate, class Config>
+int runCheck(const shell::Environment& env, int argc, char** argv, const Config& config,
+             const char* noScreen) {
+    if (!displayUsable(env)) {
+        return fail({noScreen, 2});
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+    Delegate delegate(config);
     int status = 0;
     QObject::connect(&delegate, &Delegate::finished, qApp, [&](int code) {
         status = code;
@@ -108,40 +117,15 @@ int runCheck(Delegate& delegate) {
     return status;
 }
 
-int runOverlay(const shell::Environment& env, int argc, char** argv) {
-    const auto config = diagnostics::OverlayConfig::fromEnvironment(env);
+// The modes whose configuration can refuse do so before they look for a display.
+template <class Delegate, class Config>
+int runRefusableCheck(const shell::Environment& env, int argc, char** argv,
+                      const std::expected<Config, shell::ConfigExit>& config,
+                      const char* noScreen) {
     if (!config) {
         return fail(config.error());
     }
-    if (!displayUsable(env)) {
-        return fail({"overlay: no drawable screen", 2});
-    }
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QApplication application(argc, argv);
-    diagnostics::OverlayAppDelegate delegate(*config);
-    return runCheck(delegate);
-}
-
-int runTextSpike(const shell::Environment& env, int argc, char** argv) {
-    const auto config = diagnostics::TextInputSpikeConfig::fromEnvironment(env);
-    if (!displayUsable(env)) {
-        return fail({"textspike: no drawable screen", 2});
-    }
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QApplication application(argc, argv);
-    diagnostics::TextInputSpikeAppDelegate delegate(config);
-    return runCheck(delegate);
-}
-
-int runCapture(const shell::Environment& env, int argc, char** argv) {
-    const auto config = diagnostics::CaptureConfig::fromEnvironment(env);
-    if (!displayUsable(env)) {
-        return fail({"capture: no drawable screen", 2});
-    }
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QApplication application(argc, argv);
-    diagnostics::CaptureAppDelegate delegate(config);
-    return runCheck(delegate);
+    return runCheck<Delegate>(env, argc, argv, *config, noScreen);
 }
 
 }  // namespace
@@ -165,14 +149,20 @@ int main(int argc, char** argv) {
         case shell::LaunchMode::draw:
             return runDraw(env, argc, argv);
         case shell::LaunchMode::overlay:
-            return runOverlay(env, argc, argv);
+            return runRefusableCheck<diagnostics::OverlayAppDelegate>(
+                env, argc, argv, diagnostics::OverlayConfig::fromEnvironment(env),
+                "overlay: no drawable screen");
         case shell::LaunchMode::textspike:
-            return runTextSpike(env, argc, argv);
+            return runCheck<diagnostics::TextInputSpikeAppDelegate>(
+                env, argc, argv, diagnostics::TextInputSpikeConfig::fromEnvironment(env),
+                "textspike: no drawable screen");
         case shell::LaunchMode::capture:
-            return runCapture(env, argc, argv);
+            return runCheck<diagnostics::CaptureAppDelegate>(
+                env, argc, argv, diagnostics::CaptureConfig::fromEnvironment(env),
+                "capture: no drawable screen");
         case shell::LaunchMode::probe:
-            break;
+            return runRefusableCheck<diagnostics::ProbeAppDelegate>(
+                env, argc, argv, diagnostics::RunConfig::fromEnvironment(env), "probe: no screen");
     }
-    std::cerr << "scrawlet: " << core::rawValue(*mode) << " mode is not built yet\n";
     return 2;
 }

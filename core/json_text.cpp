@@ -52,7 +52,7 @@ std::string jsonString(std::string_view text) {
     return out;
 }
 
-std::string fixedDecimal(double value, int digits) {
+void appendFixedDecimal(std::string& out, double value, int digits) {
     // JSON has no NaN or infinity; a broken clock must not break the line.
     if (!std::isfinite(value)) {
         value = 0;
@@ -61,7 +61,13 @@ std::string fixedDecimal(double value, int digits) {
     std::array<char, 512> buffer{};
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
                                       std::chars_format::fixed, digits);
-    return std::string(buffer.data(), result.ptr);
+    out.append(buffer.data(), result.ptr);
+}
+
+std::string fixedDecimal(double value, int digits) {
+    std::string out;
+    appendFixedDecimal(out, value, digits);
+    return out;
 }
 
 }  // namespace scrawlet::core

@@ -13,7 +13,9 @@ void appendJsonString(std::string& out, std::string_view text);
 
 std::string jsonString(std::string_view text);
 
-// printf-style "%.<digits>f" in the C locale.
+// printf-style "%.<digits>f" in the C locale; NaN and infinities are written as 0.
 std::string fixedDecimal(double value, int digits);
+// The same appended to `out`, which allocates nothing once `out` has room.
+void appendFixedDecimal(std::string& out, double value, int digits);
 
 }  // namespace scrawlet::core

@@ -49,28 +49,6 @@ QRect toPixels(const QRectF& points, double scale) {
         .toAlignedRect();
 }
 
-std::string buildConfiguration() {
-#ifdef NDEBUG
-    return "Release";
-#else
-    return "Debug";
-#endif
-}
-
-// A path the run could not write at its end would lose the whole run: refuse it first.
-std::optional<std::string> unwritable(const std::string& path) {
-    const std::filesystem::path file(path);
-    const auto folder =
-        file.parent_path().empty() ? std::filesystem::path(".") : file.parent_path();
-    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
-        return path + ": " + std::strerror(errno);
-    }
-    if (const auto refusal = platform::refusalToReplace(file)) {
-        return path + " " + *refusal;
-    }
-    return std::nullopt;
-}
-
 }  // namespace
 
 CaptureAppDelegate::CaptureAppDelegate(CaptureConfig config) : config_(std::move(config)) {
@@ -92,7 +70,7 @@ CaptureAppDelegate::~CaptureAppDelegate() {
 
 std::optional<shell::ConfigExit> CaptureAppDelegate::launch() {
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    if (const auto why = unwritable(config_.summaryPath)) {
+    if (const auto why = platform::refusalToWrite(config_.summaryPath)) {
         return shell::ConfigExit{"capture: summary write failed: " + *why, 3};
     }
     if (const auto started = log::FrontmostLog::shared().start(config_.logPath); !started) {
@@ -307,7 +285,7 @@ std::string CaptureAppDelegate::summaryText() const {
     const double duration = stopRequestedAt_ - startedAt_;
     std::string s = "{\"kind\":\"captureSummary\",\"reason\":" + core::jsonString(reason_) +
                     ",\"component\":\"DisplayCapture\",\"buildConfiguration\":" +
-                    core::jsonString(buildConfiguration());
+                    core::jsonString(shell::buildConfiguration());
     s += ",\"durationSeconds\":" + fixed(duration, 3);
     s += ",\"requestedSeconds\":" + core::shortestDecimal(config_.seconds);
     s += ",\"lingerSeconds\":" + core::shortestDecimal(config_.lingerSeconds);

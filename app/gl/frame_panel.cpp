@@ -10,28 +10,34 @@ namespace {
 
 constexpr double kFallbackRefreshHz = 60;
 
+}  // namespace
+
 double refreshIntervalOf(const QScreen* screen) {
     const double hz = screen ? screen->refreshRate() : kFallbackRefreshHz;
     return 1.0 / (hz >= 1 ? hz : kFallbackRefreshHz);
 }
 
-}  // namespace
+QSurfaceFormat glSurfaceFormat(QSurfaceFormat::SwapBehavior buffering) {
+    QSurfaceFormat format;
+    format.setAlphaBufferSize(8);
+    format.setVersion(3, 3);
+    format.setProfile(QSurfaceFormat::CoreProfile);
+    format.setSwapInterval(0);
+    format.setSwapBehavior(buffering);
+    return format;
+}
 
 FramePanel::FramePanel(QScreen* screen, platform::PresentPath path)
     : QWindow(screen), presentPath_(path), scheduler_(refreshIntervalOf(screen)) {
-    QSurfaceFormat format;
-    format.setAlphaBufferSize(8);
     if (path == platform::PresentPath::software) {
+        QSurfaceFormat format;
+        format.setAlphaBufferSize(8);
         setSurfaceType(QSurface::RasterSurface);
+        setFormat(format);
     } else {
         setSurfaceType(QSurface::OpenGLSurface);
-        format.setVersion(3, 3);
-        format.setProfile(QSurfaceFormat::CoreProfile);
-        // Our own pacing: a present never waits for the display.
-        format.setSwapInterval(0);
-        format.setSwapBehavior(QSurfaceFormat::DoubleBuffer);
+        setFormat(glSurfaceFormat());
     }
-    setFormat(format);
     tickTimer_.setSingleShot(true);
     tickTimer_.setTimerType(Qt::PreciseTimer);
     connect(&tickTimer_, &QTimer::timeout, this, [this] { tick(); });

@@ -7,6 +7,7 @@
 // drawn anew. Subclasses draw in `renderFrame`. Main thread only.
 #pragma once
 
+#include <QSurfaceFormat>
 #include <QTimer>
 #include <QWindow>
 
@@ -14,6 +15,13 @@
 #include "app/platform/gl_presenter.h"
 
 namespace scrawlet::gl {
+
+// The format of every OpenGL surface of ours: 3.3 core with alpha, and a swap that never waits
+// for the display (frames are paced by our own clocks).
+QSurfaceFormat glSurfaceFormat(
+    QSurfaceFormat::SwapBehavior buffering = QSurfaceFormat::DoubleBuffer);
+// Seconds between refreshes of `screen`; 60 Hz when it reports no rate.
+double refreshIntervalOf(const QScreen* screen);
 
 class FramePanel : public QWindow {
     Q_OBJECT

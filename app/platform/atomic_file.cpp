@@ -87,6 +87,17 @@ std::expected<void, std::string> putInPlace(const Temporary& made, const fs::pat
 
 }  // namespace
 
+std::optional<std::string> refusalToWrite(const fs::path& path) {
+    const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) {
+        return path.string() + ": " + std::strerror(errno);
+    }
+    if (const auto refusal = refusalToReplace(path)) {
+        return path.string() + " " + *refusal;
+    }
+    return std::nullopt;
+}
+
 std::optional<std::string> refusalToReplace(const fs::path& path) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0) {

@@ -31,6 +31,11 @@ struct AtomicWriteOptions {
 // link.
 std::optional<std::string> refusalToReplace(const std::filesystem::path& path);
 
+// Why a file could not be written at `path` at the end of a run, asked before the run starts
+// so that its result is not lost: "<path>: <reason>" when the folder does not let us create
+// files, "<path> <refusal>" when the file is not ours to replace; none when it can be written.
+std::optional<std::string> refusalToWrite(const std::filesystem::path& path);
+
 std::expected<void, std::string> writeFileAtomically(const std::filesystem::path& path,
                                                      std::string_view text,
                                                      const AtomicWriteOptions& options = {});

@@ -31,11 +31,7 @@ void DrawAppDelegate::printBanner() const {
     const core::StrokeStyle pen = core::StrokeStyle::style(tools_->tool(), tools_->settings());
     std::string text = "scrawlet draw (M0 T5)\n";
     text += line("pid", std::to_string(::getpid()));
-#ifdef NDEBUG
-    text += line("build", "Release");
-#else
-    text += line("build", "Debug");
-#endif
+    text += line("build", buildConfiguration());
     text += line("panels", std::to_string(surfaces_->surfaces().size()) + " (one per screen)");
     text += line("level",
                  config_.levelToken + " (" + std::to_string(windowLevel(config_.levelToken)) + ")");
@@ -103,11 +99,7 @@ std::string DrawAppDelegate::summaryText(const std::string& reason, double durat
     RunSummaryInput input = RunSummaryInput::fromConfig(config_, config_.currentSettings());
     input.reason = reason;
     input.durationSeconds = durationSeconds;
-#ifdef NDEBUG
-    input.buildConfiguration = "Release";
-#else
-    input.buildConfiguration = "Debug";
-#endif
+    input.buildConfiguration = buildConfiguration();
     const SummaryContributor* contributors[] = {surfaces_.get()};
     for (const SummaryContributor* contributor : contributors) {
         if (contributor) {

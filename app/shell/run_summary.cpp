@@ -11,46 +11,24 @@
 
 #include "app/platform/file_io.h"
 #include "core/enum_traits.h"
+#include "core/json_object.h"
 #include "core/json_text.h"
 #include "core/number_format.h"
 
 namespace scrawlet::shell {
 namespace {
 
-// Appends members in call order: the order is part of the format, so no map in between.
-class OrderedObject {
-  public:
-    OrderedObject() {
-        text_.reserve(4096);
-        text_ += '{';
-    }
+// The summary's own text, which must exist before the writer that fills it.
+struct SummaryText {
+    std::string text;
+};
 
-    OrderedObject& text(std::string_view key, std::string_view value) {
-        name(key);
-        core::appendJsonString(text_, value);
-        return *this;
-    }
-    OrderedObject& flag(std::string_view key, bool value) {
-        name(key);
-        text_ += value ? "true" : "false";
-        return *this;
-    }
-    template <std::integral T>
-    requires(!std::same_as<T, bool>) OrderedObject& count(std::string_view key, T value) {
-        name(key);
-        text_ += std::to_string(value);
-        return *this;
-    }
-    OrderedObject& number(std::string_view key, double value) {
-        name(key);
-        text_ += core::shortestDecimal(std::isfinite(value) ? value : 0.0);
-        return *this;
-    }
-    OrderedObject& fixed(std::string_view key, double value, int digits) {
-        name(key);
-        text_ += core::fixedDecimal(value, digits);
-        return *this;
-    }
+// A JSON object writer with the summary's own kinds of member, holding its text.
+class OrderedObject : private SummaryText, public core::BasicJsonObject<OrderedObject> {
+  public:
+    OrderedObject() : BasicJsonObject(SummaryText::text) { SummaryText::text.reserve(4096); }
+
+    using BasicJsonObject::text;
     OrderedObject& colour(std::string_view key, const core::Colour& value) {
         return text(key, value.hexString());
     }
@@ -66,28 +44,10 @@ class OrderedObject {
         return count(p + "IdleTicks", aid.idleTicks);
     }
 
-    // A value already in JSON form: an array or a nested object.
-    OrderedObject& json(std::string_view key, std::string_view value) {
-        name(key);
-        text_ += value;
-        return *this;
-    }
-
     std::string close() && {
-        text_ += '}';
-        return std::move(text_);
+        BasicJsonObject::close();
+        return std::move(SummaryText::text);
     }
-
-  private:
-    void name(std::string_view key) {
-        if (text_.size() > 1) {
-            text_ += ',';
-        }
-        core::appendJsonString(text_, key);
-        text_ += ':';
-    }
-
-    std::string text_;
 };
 
 std::string joinedRawValues(const std::vector<core::ActionID>& actions) {
@@ -373,6 +333,24 @@ std::string currentOsVersion() {
     utsname names{};
     const bool haveKernel = ::uname(&names) == 0;
     return osVersionText(osRelease.value_or(""), haveKernel ? names.release : "");
+}
+
+std::string currentHardwareModel() {
+    auto model = platform::readFileText("/sys/devices/virtual/dmi/id/product_name", 4096);
+    if (!model) {
+        return "";
+    }
+    const auto end = model->find_last_not_of(" \t\r\n");
+    model->erase(end == std::string::npos ? 0 : end + 1);
+    return std::move(*model);
+}
+
+std::string buildConfiguration() {
+#ifdef NDEBUG
+    return "Release";
+#else
+    return "Debug";
+#endif
 }
 
 std::string startedAtText(std::chrono::system_clock::time_point moment) {

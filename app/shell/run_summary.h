@@ -224,6 +224,12 @@ std::string osVersionText(std::string_view osRelease, std::string_view kernelRel
 // The same for this machine (/etc/os-release, else /usr/lib/os-release, and uname).
 std::string currentOsVersion();
 
+// The machine's model as its firmware names it (the DMI product name), empty when unknown.
+std::string currentHardwareModel();
+
+// "Release" for an optimised build without assertions, else "Debug".
+std::string buildConfiguration();
+
 // ISO 8601 in UTC with milliseconds, "2025-03-07T09:05:02.042Z": a wall-clock moment that
 // harnesses can line up with their own logs, unlike the monotonic times of the event log.
 std::string startedAtText(std::chrono::system_clock::time_point moment);

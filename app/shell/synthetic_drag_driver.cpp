@@ -3,11 +3,12 @@
 #include <QCoreApplication>
 #include <QMouseEvent>
 #include <QPointingDevice>
+#include <QWindow>
 #include <algorithm>
 #include <cmath>
 #include <iostream>
 
-#include "app/ink/ink_view.h"
+#include "app/platform/monotonic_clock.h"
 #include "app/platform/synthetic_input.h"
 
 namespace scrawlet::shell {
@@ -17,7 +18,7 @@ constexpr int kStartDelayMs = 200;
 constexpr std::uint64_t kMaxStepsPerTick = 64;
 }  // namespace
 
-SyntheticDragDriver::SyntheticDragDriver(ink::InkView& view, DrawConfig::Transport transport,
+SyntheticDragDriver::SyntheticDragDriver(QWindow& view, DrawConfig::Transport transport,
                                          double intervalSeconds, std::int64_t stepsPerStroke,
                                          platform::SyntheticInput* input)
     : view_(view),
@@ -81,6 +82,10 @@ void SyntheticDragDriver::postStep() {
 void SyntheticDragDriver::post(QPointF local, bool press, bool release) {
     lastViewPoint_ = local;
     ++postCount_;
+    const double postTime = platform::monotonicSeconds();
+    if (onPost) {
+        onPost(postTime, view_.mapToGlobal(local).toPoint());
+    }
     if (press) {
         buttonIsDown_ = true;
     } else if (release) {
@@ -96,8 +101,8 @@ void SyntheticDragDriver::post(QPointF local, bool press, bool release) {
             sent = input_->setButton(Qt::LeftButton, press);
         }
         if (!sent) {
-            std::cerr << "draw: synthetic input failed: " << platform::describe(sent.error())
-                      << "\n";
+            std::cerr << messagePrefix
+                      << "synthetic input failed: " << platform::describe(sent.error()) << "\n";
             timer_.stop();
         }
         return;
@@ -110,6 +115,7 @@ void SyntheticDragDriver::post(QPointF local, bool press, bool release) {
     QMouseEvent event(type, local, view_.mapToGlobal(local),
                       type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
                       Qt::NoModifier, QPointingDevice::primaryPointingDevice());
+    event.setTimestamp(static_cast<quint64>(std::llround(postTime * 1000)));
     QCoreApplication::sendEvent(&view_, &event);
 }
 

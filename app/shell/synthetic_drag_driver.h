@@ -1,7 +1,9 @@
-// Draws on an ink view without a person: a press, then drags along a fixed Lissajous curve
-// over the view, a new stroke every `stepsPerStroke` steps. The "direct" transport hands Qt
-// mouse events straight to the view; "cgEventPost" injects real pointer input at the matching
-// global points, so the events travel through the X server like a person's. Main thread only.
+// Drags over a window without a person: a press, then drags along a fixed Lissajous curve
+// over the window, a new stroke every `stepsPerStroke` steps. It drives the draw mode's ink
+// view and the latency probe's view alike. The "direct" transport hands Qt mouse events
+// straight to the window, stamped with the post time; "cgEventPost" injects real pointer input
+// at the matching global points, so the events travel through the X server like a person's.
+// `onPost` hears of every post before it is made. Main thread only.
 #pragma once
 
 #include <QElapsedTimer>
@@ -10,23 +12,28 @@
 #include <QSizeF>
 #include <QTimer>
 #include <cstdint>
+#include <functional>
+#include <string>
 
 #include "app/shell/draw_config.h"
 
 namespace scrawlet::platform {
 class SyntheticInput;
 }
-namespace scrawlet::ink {
-class InkView;
-}
+class QWindow;
 
 namespace scrawlet::shell {
 
 class SyntheticDragDriver : public QObject {
   public:
     // `input` is only used by the cgEventPost transport and must outlive the driver.
-    SyntheticDragDriver(ink::InkView& view, DrawConfig::Transport transport, double intervalSeconds,
+    SyntheticDragDriver(QWindow& view, DrawConfig::Transport transport, double intervalSeconds,
                         std::int64_t stepsPerStroke, platform::SyntheticInput* input);
+
+    // The monotonic time of the post and the global point it goes to.
+    std::function<void(double time, QPoint global)> onPost;
+    // Starts the line of a failed injection ("draw: ").
+    std::string messagePrefix = "draw: ";
 
     // The first step comes 0.2 s later, once the windows are up.
     void start();
@@ -43,7 +50,7 @@ class SyntheticDragDriver : public QObject {
     void postStep();
     void post(QPointF local, bool press, bool release);
 
-    ink::InkView& view_;
+    QWindow& view_;
     DrawConfig::Transport transport_;
     std::int64_t stepsPerStroke_;
     platform::SyntheticInput* input_;

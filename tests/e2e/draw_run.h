@@ -44,7 +44,9 @@ class DrawRun : public GuiTestSuite {
         ASSERT_TRUE(input && input->canInject());
     }
 
-    std::unique_ptr<scrawlet::testing::ChildProcess> start(std::vector<std::string> extra = {}) {
+    // `outputToo`: standard output is collected with standard error.
+    std::unique_ptr<scrawlet::testing::ChildProcess> start(std::vector<std::string> extra = {},
+                                                           bool outputToo = false) {
         // The first definition of a name wins, so the test's own come first.
         std::vector<std::string> env = std::move(extra);
         const std::vector<std::string> defaults = {
@@ -62,7 +64,8 @@ class DrawRun : public GuiTestSuite {
             "SCRAWLET_UPDATE_FEED_URL=http://127.0.0.1:9/products/appcast.xml",
         };
         env.insert(env.end(), defaults.begin(), defaults.end());
-        return std::make_unique<scrawlet::testing::ChildProcess>(SCRAWLET_EXECUTABLE, env);
+        return std::make_unique<scrawlet::testing::ChildProcess>(SCRAWLET_EXECUTABLE, env,
+                                                                 outputToo);
     }
 
     std::unique_ptr<scrawlet::testing::ChildProcess> startAndAwaitBanner(

@@ -19,7 +19,10 @@ namespace scrawlet::testing {
 
 class ChildProcess {
   public:
-    ChildProcess(const std::string& program, const std::vector<std::string>& environment) {
+    // With `outputToo`, standard output goes into the same pipe, so that standardError() holds
+    // both streams in the order the child wrote them.
+    ChildProcess(const std::string& program, const std::vector<std::string>& environment,
+                 bool outputToo = false) {
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC) != 0) {
             return;
@@ -27,6 +30,9 @@ class ChildProcess {
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, fds[1], STDERR_FILENO);
+        if (outputToo) {
+            posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+        }
         posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
         std::vector<char*> envp;
         for (const auto& entry : environment) {

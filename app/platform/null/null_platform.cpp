@@ -7,6 +7,7 @@
 #include "app/platform/gl_presenter.h"
 #include "app/platform/pixel_presenter.h"
 #include "app/platform/platform_services.h"
+#include "app/platform/presentation_timer.h"
 
 namespace scrawlet::platform {
 
@@ -88,6 +89,9 @@ std::unique_ptr<GlPresenter> createGlPresenter(QOpenGLContext&, QWindow&, Presen
 }
 std::unique_ptr<PixelPresenter> createPixelPresenter(QWindow&) {
     return nullptr;
+}
+std::unique_ptr<PresentationTimer> createPresentationTimer(PresentationTimer::Report report) {
+    return createImmediatePresentationTimer(std::move(report));
 }
 
 Qt::WindowFlags flagsForLevel(Qt::WindowFlags flags, long long level) {

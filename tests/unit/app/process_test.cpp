@@ -121,6 +121,34 @@ TEST_F(ScrawletProcess, CheckModesRefuseWithTheirLineAndStatus) {
     }
 }
 
+// The probe refuses before it looks for a display: a configuration error with a display that
+// does not exist is still the configuration error.
+TEST_F(ScrawletProcess, TheProbeRefusesWithItsLineAndStatusBeforeAnyWindow) {
+    struct Case {
+        std::vector<std::string> env;
+        int status;
+        std::string line;
+    };
+    const Case cases[] = {
+        {{"SCRAWLET_MODE=probe", "DISPLAY=:65000"},
+         64,
+         "probe: SCRAWLET_PROBE_DEVICE is required (see M0-plan P3)\n"},
+        {{"SCRAWLET_PROBE_DEVICE=", "SCRAWLET_PROBE_PRESENT_MODE=immediate", "DISPLAY=:65000"},
+         64,
+         "probe: unknown SCRAWLET_PROBE_PRESENT_MODE \"immediate\" (vsync|per-event)\n"},
+        {{"SCRAWLET_PROBE_DEVICE=m", "SCRAWLET_PROBE_MAX_DRAWABLES=1", "DISPLAY=:65000"},
+         64,
+         "probe: SCRAWLET_PROBE_MAX_DRAWABLES must be 2 or 3, got 1\n"},
+        {{"SCRAWLET_PROBE_DEVICE=m", "DISPLAY=:65000"}, 2, "probe: no screen\n"},
+        {{"SCRAWLET_PROBE_DEVICE=m", "DISPLAY="}, 2, "probe: no screen\n"},
+    };
+    for (const Case& c : cases) {
+        const ProcessRun r = run(c.env);
+        EXPECT_EQ(r.status, c.status) << c.line;
+        EXPECT_EQ(r.standardError, c.line);
+    }
+}
+
 // Each would hang or read without bound if opened as a plain file.
 TEST_F(ScrawletProcess, ASettingsPathThatIsNoSmallRegularFileIsStatus66AtOnce) {
     const auto fifo = tmp_.path() / "settings.fifo";
