@@ -347,7 +347,7 @@ class X11CaptureService final : public CaptureService {
                 if ((follow && !pointer_) || (pointerStale_ && now - lastAsked_ >= interval)) {
                     pointerStale_ = false;
                     lastAsked_ = now;
-                    if (const auto at = queryPointer()) {
+                    if (const auto at = x11::queryPointer(c_, root_)) {
                         if (follow) {
                             pointer_ = *at;
                             for (const auto& [id, projection] : projections_)
@@ -671,14 +671,6 @@ class X11CaptureService final : public CaptureService {
     bool following() const {
         return std::any_of(projections_.begin(), projections_.end(),
                            [](const auto& entry) { return bool(entry.second.followLevel); });
-    }
-
-    std::optional<QPoint> queryPointer() {
-        const x11::Owned<xcb_query_pointer_reply_t> reply(
-            xcb_query_pointer_reply(c_, xcb_query_pointer(c_, root_), nullptr));
-        if (!reply || !reply->same_screen)
-            return std::nullopt;
-        return QPoint(reply->root_x, reply->root_y);
     }
 
     bool isFollower(xcb_window_t window) const {

@@ -292,7 +292,7 @@ class X11PointerStage final : public PointerStage {
         const auto now = Clock::now();
         const bool update = forced_ || (moved_ && now - lastUpdate_ >= updateInterval_);
         if (update || !presses_.empty()) {
-            if (const auto pointer = queryPointer()) {
+            if (const auto pointer = x11::queryPointer(s_.c, s_.root)) {
                 if (update) {
                     show(dim_, *pointer);
                     show(follower_, *pointer);
@@ -311,14 +311,6 @@ class X11PointerStage final : public PointerStage {
             restack_ = false;
         }
         xcb_flush(s_.c);
-    }
-
-    std::optional<QPoint> queryPointer() {
-        const x11::Owned<xcb_query_pointer_reply_t> reply(
-            xcb_query_pointer_reply(s_.c, xcb_query_pointer(s_.c, s_.root), nullptr));
-        if (!reply || !reply->same_screen)
-            return std::nullopt;
-        return QPoint(reply->root_x, reply->root_y);
     }
 
     void watch(bool on) {

@@ -86,13 +86,10 @@ class X11SyntheticInput final : public SyntheticInput {
     }
 
     std::optional<QPoint> pointerPosition() override {
-        xcb_generic_error_t* error = nullptr;
-        const x11::Owned<xcb_query_pointer_reply_t> pointer(xcb_query_pointer_reply(
-            x_.connection, xcb_query_pointer(x_.connection, x_.root), &error));
-        std::free(error);
-        if (!pointer || !pointer->same_screen)
+        const auto pointer = x11::queryPointer(x_.connection, x_.root);
+        if (!pointer)
             return std::nullopt;
-        return fromDevicePixels({pointer->root_x, pointer->root_y});
+        return fromDevicePixels(*pointer);
     }
 
   private:

@@ -82,6 +82,16 @@ std::expected<std::uint8_t, std::string> rawInputOpcode(xcb_connection_t* c) {
     return extension->major_opcode;
 }
 
+std::optional<QPoint> queryPointer(xcb_connection_t* c, xcb_window_t root) {
+    xcb_generic_error_t* error = nullptr;
+    const Owned<xcb_query_pointer_reply_t> reply(
+        xcb_query_pointer_reply(c, xcb_query_pointer(c, root), &error));
+    std::free(error);
+    if (!reply || !reply->same_screen)
+        return std::nullopt;
+    return QPoint(reply->root_x, reply->root_y);
+}
+
 xcb_visualid_t argbVisual(const xcb_screen_t& screen) {
     for (auto depths = xcb_screen_allowed_depths_iterator(&screen); depths.rem;
          xcb_depth_next(&depths)) {

@@ -5,6 +5,8 @@
 #include <xcb/xcb.h>
 
 #include <QImage>
+#include <QPoint>
+#include <QRect>
 #include <cstdlib>
 #include <expected>
 #include <initializer_list>
@@ -60,6 +62,10 @@ std::expected<std::uint8_t, std::string> rawInputOpcode(xcb_connection_t* c);
 // A new pixmap on `root`'s screen holding `image`: 32 deep for a 32-bit image (its words
 // 0xAARRGGBB), 8 deep for an alpha or grey one. A null image leaves the pixmap undefined.
 xcb_pixmap_t uploadPixmap(xcb_connection_t* c, xcb_window_t root, const QImage& image);
+
+// Where the pointer is on `root`'s screen, in the root's pixels; nothing when it is on another
+// screen or the server did not answer.
+std::optional<QPoint> queryPointer(xcb_connection_t* c, xcb_window_t root);
 
 // A depth-32 TrueColor visual laid out as premultiplied ARGB32, as QImage hands it over; 0 when
 // the server has none.
